@@ -1,0 +1,25 @@
+# Each fuzz/*.cpp is a target fuzz_<name> that defines LLVMFuzzerTestOneInput; its corpus is fuzz/corpus/<name>/.
+# Without libFuzzer a driver of our own runs the corpus and a fixed number of mutations of it, as a test.
+
+file(GLOB fuzz_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/*.cpp)
+set(fuzz_driver ${PROJECT_SOURCE_DIR}/fuzz/standalone/main.cpp)
+
+if(MRP_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  message(FATAL_ERROR "MRP_FUZZ needs clang++ (cmake --preset fuzz)")
+endif()
+
+foreach(source IN LISTS fuzz_sources)
+  get_filename_component(name ${source} NAME_WE)
+  set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+  add_executable(fuzz_${name} ${source})
+  mrp_compile_flags(fuzz_${name})
+  target_link_libraries(fuzz_${name} PRIVATE ${internal_libraries})
+  if(MRP_FUZZ)
+    target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(fuzz_${name} PRIVATE ${fuzz_driver})
+    add_test(NAME fuzz_${name}
+      COMMAND fuzz_${name} --random 5000 --seed 1 ${corpus})
+    set_tests_properties(fuzz_${name} PROPERTIES TIMEOUT 300)
+  endif()
+endforeach()

@@ -1,0 +1,23 @@
+add_test(NAME layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layering)
+
+mrp_sources(test_sources tests)
+if(test_sources)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+  add_executable(mrp_tests ${test_sources})
+  mrp_compile_flags(mrp_tests)
+  target_compile_definitions(mrp_tests PRIVATE
+    MRP_BINARY="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/mrp"
+    MRP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  target_link_libraries(mrp_tests PRIVATE
+    $<TARGET_NAME_IF_EXISTS:mrp_cli_objects>
+    ${internal_libraries} GTest::gmock GTest::gtest_main)
+  if(TARGET mrp_cli)
+    add_dependencies(mrp_tests mrp_cli)
+  endif()
+  # Discovered when ctest starts: a binary that cannot list its tests is a failed test run, not a failed link.
+  gtest_discover_tests(mrp_tests
+    DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 120
+    PROPERTIES TIMEOUT 300)
+endif()
