@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/reactor/Ptr.h"
+
+namespace Platform {
+
+// Trace facility. Levels grow with detail: 4 failures, 6 and 7 notable events, 8 routine steps. A
+// line above the current level costs one branch. Emitted lines and records go to the sinks and to a
+// ring of the latest entries.
+class MRP_API Trace : public PtrInterface {
+ public:
+  struct Entry {
+    int level;  // -1 for a record
+    std::string text;
+  };
+  using Sink = std::function<void(const Entry&)>;
+
+  explicit Trace(std::size_t ringSize = 256) : ringSize_(ringSize) {}
+
+  int level() const { return level_; }
+  // Lines up to and including `level` are emitted; 0 emits none.
+  void levelIs(int level) { level_ = level; }
+  bool isOn(int level) const { return level <= level_; }
+
+  void line(int level, std::string text) { emit({level, std::move(text)}); }
+  // Keeps an exceptional event whatever the level is.
+  void record(std::string text) { emit({-1, std::move(text)}); }
+
+  void sinkIs(Sink sink) { sinks_.push_back(std::move(sink)); }
+  // The latest entries, oldest first.
+  std::vector<Entry> ring() const;
+
+ private:
+  void emit(Entry entry);
+
+  int level_ = 0;
+  std::size_t ringSize_;
+  std::size_t next_ = 0;
+  std::vector<Entry> ring_;
+  std::vector<Sink> sinks_;
+};
+
+}  // namespace Platform
+
+// Traces `stream`, a chain of << operands, when `level` is on. The operands are not evaluated
+// otherwise.
+#define MRP_TRACE(trace, lvl, stream)                        \
+  do {                                                       \
+    ::Platform::Trace& trace_ = (trace);                     \
+    if (__builtin_expect(trace_.isOn(lvl), 0)) {             \
+      std::ostringstream text_;                              \
+      text_ << stream;                                       \
+      trace_.line((lvl), std::move(text_).str());            \
+    }                                                        \
+  } while (false)
