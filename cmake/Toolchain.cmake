@@ -27,6 +27,8 @@ endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # g++ 12 sees an overlap in inlined std::string insertions where there is none ("x" + std::to_string(n)).
   list(APPEND mrp_warnings -Wno-restrict)
+  # It takes the members of a std::variant's other alternatives for used when a temporary is moved.
+  list(APPEND mrp_warnings -Wno-maybe-uninitialized)
 endif()
 
 set(mrp_sanitize_flags)
