@@ -1,0 +1,115 @@
+#include "platform/embedded/EthDevPam.h"
+
+#include <algorithm>
+
+namespace Platform::Embedded {
+namespace {
+
+constexpr std::size_t kEthHeader = 14;
+// So that a reader can put a header in front of what it received.
+constexpr std::size_t kRxHeadRoom = 64;
+
+std::uint16_t etherType(std::span<const std::uint8_t> frame) {
+  return static_cast<std::uint16_t>(frame[12] << 8 | frame[13]);
+}
+
+}  // namespace
+
+// One notification to come. It dies with its endpoint, so that it keeps nothing alive.
+struct EthDevPam::Delayed {
+  explicit Delayed(EthDevPam& owner) : pam(owner), alarm(owner.bus_->clock()) {
+    alarm.bind<&Delayed::handleAlarm>(this);
+  }
+
+  void handleAlarm() {
+    EthDevPam& endpoint = pam;
+    endpoint.delayed_.erase(self);
+    endpoint.notifyNow();
+  }
+
+  EthDevPam& pam;
+  std::list<Delayed>::iterator self;
+  Alarm alarm;
+};
+
+EthDevPam::EthDevPam(Ptr<EthDevBus> bus, IntfId intf, EthDevPamConfig config)
+    : bus_(std::move(bus)), intf_(intf), config_(std::move(config)) {
+  bus_->endpointIs(*this);
+}
+
+EthDevPam::~EthDevPam() { close(); }
+
+void EthDevPam::close() {
+  if (!open_) return;
+  open_ = false;
+  delayed_.clear();
+  waiting_.clear();
+  bus_->endpointDel(*this);
+}
+
+Ptr<Pkt> EthDevPam::rxPkt() {
+  if (waiting_.empty()) return nullptr;
+  Ptr<Pkt> pkt = waiting_.front();
+  waiting_.pop_front();
+  return pkt;
+}
+
+void EthDevPam::txPktIs(Ptr<Pkt> pkt) {
+  if (!open_ || !pkt) return;
+  ++counters_.sent;
+  const Ptr<EthDevBus> bus = bus_;
+  bus->onTransmit().notify(intf_, *pkt);
+}
+
+bool EthDevPam::receive(std::span<const std::uint8_t> frame, Seconds unread) {
+  if (!open_) return false;
+  const std::size_t size = accepted(frame);
+  if (size == 0) {
+    ++counters_.filtered;
+    return false;
+  }
+  if (!queue(frame.first(size))) {
+    ++counters_.dropped;
+    return false;
+  }
+  ++counters_.received;
+  if (unread > Seconds()) {
+    notifyAfter(unread);
+  } else {
+    notifyNow();
+  }
+  return true;
+}
+
+std::size_t EthDevPam::accepted(std::span<const std::uint8_t> frame) const {
+  if (frame.size() < kEthHeader) return 0;
+  const bool bound = config_.protocol != EthDevPamManager::kAllProtocols;
+  if (bound && etherType(frame) != config_.protocol) return 0;
+  std::size_t size = std::min(frame.size(), config_.maxRxPktData);
+  if (!config_.filter.empty()) {
+    size = std::min<std::size_t>(size, runSocketFilter(config_.filter, frame));
+  }
+  return size < kEthHeader ? 0 : size;
+}
+
+bool EthDevPam::queue(std::span<const std::uint8_t> octets) {
+  if (waiting_.size() >= kMaxWaiting) return false;
+  Ptr<Pkt> pkt = bus_->rxPkts().pktIs(kRxHeadRoom, octets.size());
+  if (!pkt) return false;
+  pkt->append(octets);
+  waiting_.push_back(std::move(pkt));
+  return true;
+}
+
+void EthDevPam::notifyAfter(Seconds unread) {
+  Delayed& delayed = delayed_.emplace_back(*this);
+  delayed.self = std::prev(delayed_.end());
+  delayed.alarm.dueIs(bus_->clock().now() + unread);
+}
+
+void EthDevPam::notifyNow() {
+  const Ptr<EthDevPam> keep(this);
+  onRxPkt().notify();
+}
+
+}  // namespace Platform::Embedded

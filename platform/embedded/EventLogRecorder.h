@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/log/EventLog.h"
+
+namespace Platform::Embedded {
+
+// Keeps the messages, or hands each to a sink once there is one.
+class EventLogRecorder final : public EventLog {
+ public:
+  struct Message {
+    std::string handle;  // name of the message's kind
+    std::string text;
+    friend bool operator==(const Message&, const Message&) = default;
+  };
+  using Sink = std::function<void(const Message&)>;
+
+  bool isOn(const EventLogHandle&) const override { return on_; }
+  void message(const EventLogHandle& handle, std::string text) override {
+    if (!on_) return;
+    Message message{std::string(handle.name), std::move(text)};
+    if (sink_) {
+      sink_(message);
+    } else {
+      messages_.push_back(std::move(message));
+    }
+  }
+
+  // On at first.
+  void onIs(bool on) { on_ = on; }
+  void sinkIs(Sink sink) { sink_ = std::move(sink); }
+  const std::vector<Message>& messages() const { return messages_; }
+  void messagesDelAll() { messages_.clear(); }
+
+ private:
+  bool on_ = true;
+  Sink sink_;
+  std::vector<Message> messages_;
+};
+
+}  // namespace Platform::Embedded
