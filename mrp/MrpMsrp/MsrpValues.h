@@ -15,7 +15,7 @@
 #include "platform/Export.h"
 #include "platform/packet/EthAddr.h"
 
-// The values that MSRP declares (IEEE 802.1Q-2018 35.2.2.8 to 35.2.2.10). Every record is a packed
+// The values that MSRP declares (IEEE 802.1Q-2018 35.2.2.8 and 35.2.2.9). Every record is a packed
 // sequence of wire octets: its memory image is what is sent as FirstValue, staged on receive and
 // stored in the database. Numbers are big-endian and read as host numbers.
 namespace Mrp {
@@ -68,7 +68,7 @@ class PriorityAndRank {
 // Where and why a stream failed (35.2.2.8.7).
 struct FailureInformation {
   BigEndian<std::uint64_t> bridgeId;  // bridge that changed the advertise into a failure
-  std::uint8_t failureCode = 0;       // 35.2.2.8.7 table 35-6
+  std::uint8_t failureCode = 0;       // reason, 35.2.2.8.7
 
   friend constexpr bool operator==(const FailureInformation&, const FailureInformation&) = default;
 };

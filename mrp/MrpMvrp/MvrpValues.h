@@ -12,7 +12,7 @@
 #include "platform/log/Trace.h"
 #include "platform/packet/PktReader.h"
 
-// The value that MVRP declares (IEEE 802.1Q-2018 11.2.3.1.3): its memory image is what is sent as
+// The value that MVRP declares (IEEE 802.1Q-2018 11.2.3): its memory image is what is sent as
 // FirstValue, staged on receive and stored in the database.
 namespace Mrp {
 

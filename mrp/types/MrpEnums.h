@@ -24,17 +24,17 @@ enum class MsrpAttrType : std::uint8_t {
   domain = 4,
 };
 
-// AttributeType of an MVRP message (IEEE 802.1Q-2018 11.2.3.1).
+// AttributeType of an MVRP message (IEEE 802.1Q-2018 11.2.3).
 enum class MvrpAttrType : std::uint8_t { invalidAttr = 0, vlan = 1 };
 
-// AttributeEvent of a ThreePackedEvent (IEEE 802.1Q-2018 10.8.1.2).
+// AttributeEvent of a ThreePackedEvent (IEEE 802.1Q-2018 10.8.2).
 enum class MrpThreePackedEvent : std::uint8_t { newEvent, joinIn, in, joinMt, mt, lv };
 
 // Further requests that `MrpParameters::attributeEvent` may carry; never on the wire.
 inline constexpr std::uint8_t kLeaveAllEvent = 6;
 inline constexpr std::uint8_t kInternalLeaveEvent = 7;
 
-// Listener declaration of a FourPackedEvent (IEEE 802.1Q-2018 35.2.2.7.2).
+// Listener declaration of a FourPackedEvent (IEEE 802.1Q-2018 35.2.2.7).
 enum class MsrpListenerEvent : std::uint8_t { ignore, askingFailed, ready, readyFailed };
 
 // Registrar states (IEEE 802.1Q-2018 table 10-4). Print as "IN", "LV", "MT".

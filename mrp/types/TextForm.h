@@ -20,7 +20,7 @@ concept TextValue = std::is_class_v<T> && requires(const T& value) {
   { stringValue(value) } -> std::same_as<std::string>;
 };
 
-// Independent of the stream's base and fill.
+// Independent of the stream's base.
 template <TextValue T>
 std::ostream& operator<<(std::ostream& out, const T& value) {
   return out << stringValue(value);
@@ -35,5 +35,33 @@ struct TextCodec {
     return text ? Parse(*text) : std::nullopt;
   }
 };
+
+// Reads a text from its front. What does not fit consumes nothing.
+class TextReader {
+ public:
+  explicit TextReader(std::string_view text) : rest_(text) {}
+
+  bool atEnd() const { return rest_.empty(); }
+  bool take(std::string_view literal);
+  // A decimal number up to `max`.
+  std::optional<std::uint64_t> number(std::uint64_t max);
+  // The next `n` characters.
+  std::optional<std::string_view> characters(std::size_t n);
+  // The longest run of letters and digits.
+  std::string_view word();
+
+ private:
+  std::string_view rest_;
+};
+
+// Parses by `take(reader, value)`, which may be lenient in spelling (leading zeros, capitals): what
+// the result would not print is refused.
+template <class T, class Take>
+std::optional<T> parseExactly(std::string_view text, Take take) {
+  TextReader reader(text);
+  T value;
+  if (!take(reader, value) || !reader.atEnd() || stringValue(value) != text) return std::nullopt;
+  return value;
+}
 
 }  // namespace Mrp

@@ -6,7 +6,7 @@
 #include "mrp/MrpSm/tx/MrpTxPacketContext.h"
 #include "mrp/types/MrpEnums.h"
 
-// Packed events of a vector (IEEE 802.1Q-2018 10.8.2.10). A three-packed octet holds three events
+// Packed events of a vector (IEEE 802.1Q-2018 10.8.2). A three-packed octet holds three events
 // 0..5 as base-6 digits, the first value's event weighing 36; a four-packed octet holds four
 // listener events 0..3, the first in the two highest bits. Unused places are 0.
 namespace Mrp {
