@@ -41,7 +41,6 @@ class TextReader {
  public:
   explicit TextReader(std::string_view text) : rest_(text) {}
 
-  bool atEnd() const { return rest_.empty(); }
   bool take(std::string_view literal);
   // A decimal number up to `max`.
   std::optional<std::uint64_t> number(std::uint64_t max);
@@ -55,12 +54,12 @@ class TextReader {
 };
 
 // Parses by `take(reader, value)`, which may be lenient in spelling (leading zeros, capitals): what
-// the result would not print is refused.
+// the result would not print, down to the last character, is refused.
 template <class T, class Take>
 std::optional<T> parseExactly(std::string_view text, Take take) {
   TextReader reader(text);
   T value;
-  if (!take(reader, value) || !reader.atEnd() || stringValue(value) != text) return std::nullopt;
+  if (!take(reader, value) || stringValue(value) != text) return std::nullopt;
   return value;
 }
 
