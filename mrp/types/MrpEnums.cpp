@@ -1,8 +1,8 @@
 #include "mrp/types/MrpEnums.h"
 
+#include <array>
 #include <charconv>
 #include <cstddef>
-#include <iterator>
 
 namespace Mrp {
 namespace {

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "platform/Export.h"
 #include "platform/reactor/Attributes.h"
