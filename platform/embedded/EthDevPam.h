@@ -16,8 +16,8 @@ namespace Platform::Embedded {
 // How an endpoint is set up when it is opened.
 struct EthDevPamConfig {
   std::uint16_t protocol = EthDevPamManager::kAllProtocols;
-  EthAddr listenAddr;
-  std::vector<FilterInstruction> filter;  // none: every frame
+  EthAddr listenAddr{};
+  std::vector<FilterInstruction> filter{};  // none: every frame
   std::size_t maxRxPktData = 65535;
 };
 

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/interface/IntfMap.h"
+#include "platform/reactor/Collection.h"
+#include "platform/reactor/SequencedQueue.h"
+
+namespace {
+
+using namespace Platform;
+
+TEST(IntfIdOrder, RunsOfDigitsAreNumbers) {
+  // Strictly ascending; every pair is compared both ways.
+  std::istringstream words(
+      "9 10 eth1 eth1/2 eth1/10 eth2 eth10 port port0 port00 port01 port1 port1a port2 port10 "
+      "port18446744073709551616 port18446744073709551617 portA");
+  std::vector<std::string> names{""};
+  names.insert(names.end(), std::istream_iterator<std::string>(words), {});
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    for (std::size_t j = 0; j < names.size(); ++j) {
+      EXPECT_EQ(naturalOrder(names[i], names[j]), i <=> j) << names[i] << " and " << names[j];
+      EXPECT_EQ(IntfId(names[i]) <=> IntfId(names[j]), i <=> j);
+    }
+  }
+  EXPECT_TRUE(IntfId("").empty());
+  EXPECT_EQ(IntfId(std::string("port") + "2"), IntfId("port2"));
+}
+
+class IntfMapWalk : public testing::Test {
+ protected:
+  IntfMapWalk() {
+    for (const char* name : {"port10", "port2", "port3", "port1"}) map.is(IntfId(name)) = name;
+  }
+  template <class Inside>
+  std::string walked(Inside inside) {
+    std::string seen;
+    map.walk([&](IntfId intf, std::string& value) {
+      EXPECT_EQ(intf.name(), value);
+      seen += value + " ";
+      inside(intf);
+    });
+    return seen;
+  }
+
+  IntfId p1{"port1"}, p2{"port2"}, p3{"port3"}, p10{"port10"};
+  IntfMap<std::string> map;
+};
+
+TEST_F(IntfMapWalk, DeletesTheElementAtHandEarlierAndLaterOnes) {
+  EXPECT_EQ(walked([](IntfId) {}), "port1 port2 port3 port10 ");
+  EXPECT_EQ(walked([&](IntfId at) {
+              if (at == p2) map.del(p1), map.del(p2), map.del(p3);
+            }),
+            "port1 port2 port10 ");
+  EXPECT_EQ(walked([&](IntfId at) { map.del(at); }), "port10 ");
+  EXPECT_TRUE(map.empty());
+}
+
+TEST_F(IntfMapWalk, DeletingAnEarlierElementRepeatsNone) {
+  EXPECT_EQ(walked([&](IntfId at) {
+              if (at == p3) map.del(p1);
+            }),
+            "port1 port2 port3 port10 ");
+}
+
+TEST_F(IntfMapWalk, AddedElementsAboveAreVisitedOnesBelowAreNot) {
+  EXPECT_EQ(walked([&](IntfId at) {
+              if (at != p3) return;
+              map.is(IntfId("port0")) = "port0";
+              map.is(IntfId("port4")) = "port4";
+            }),
+            "port1 port2 port3 port4 port10 ");
+}
+
+TEST_F(IntfMapWalk, OneKeyReplacedWhileVisited) {
+  EXPECT_EQ(walked([&](IntfId at) {
+              if (at != p2) return;
+              map.del(p2);
+              map.is(p2) = "port2";
+            }),
+            "port1 port2 port3 port10 ");
+}
+
+TEST(OrderedWalk, GoesOnAboveTheKeyJustHandled) {
+  std::map<int, int> map{{1, 0}, {2, 0}, {3, 0}, {5, 0}};
+  std::vector<int> seen;
+  walkOrdered(map, [&](int key, int) {
+    seen.push_back(key);
+    if (key == 2) map.erase(2), map.erase(3), map[4] = 0, map[0] = 0;
+  });
+  EXPECT_EQ(seen, (std::vector<int>{1, 2, 4, 5}));
+}
+
+TEST(SequencedQueueTest, NumbersAndCounters) {
+  using Metadata = SequencedQueue<int>::Metadata;
+  SequencedQueue<int> queue;
+  for (int v : {10, 11, 12}) queue.enq(v);
+  EXPECT_EQ(queue.metadata(), (Metadata{0, 2, 0, 3}));
+  EXPECT_EQ(queue.deq(), 10);
+  EXPECT_EQ(queue.metadata(), (Metadata{1, 2, 1, 2}));
+  queue.is(7, 17);
+  queue.is(1, 21);
+  queue.enq(18);
+  EXPECT_EQ(queue.metadata(), (Metadata{1, 8, 1, 4}));
+  queue.del(1);
+  EXPECT_EQ(queue.metadata(), (Metadata{2, 8, 1, 3}));
+  EXPECT_EQ(queue.element(1), nullptr);
+  EXPECT_EQ(*queue.element(8), 18);
+  for (int v : {12, 17, 18, 0}) EXPECT_EQ(queue.deq(), v);
+  EXPECT_EQ(queue.metadata(), (Metadata{8, 8, 4, 0})) << "an empty queue is not counted";
+}
+
+TEST(SequencedQueueTest, MetadataSetFromOutsideSteersTheNextNumber) {
+  SequencedQueue<int> queue;
+  queue.metadataIs({5, 5, 3, 0});
+  queue.enq(1);
+  queue.enq(2);
+  EXPECT_EQ(*queue.element(5), 1);
+  EXPECT_EQ(*queue.element(6), 2);
+  queue.delAll();
+  EXPECT_TRUE(queue.empty());
+  EXPECT_EQ(queue.metadata().present, 0u);
+  EXPECT_EQ(queue.metadata().head, queue.metadata().next);
+}
+
+}  // namespace
