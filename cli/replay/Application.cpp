@@ -1,0 +1,63 @@
+#include "cli/replay/Application.h"
+
+#include <array>
+
+namespace Cli {
+namespace {
+
+using Mrp::MrpApplication;
+using Platform::EthAddr;
+
+constexpr std::array kApplications{
+    ApplicationInfo{MrpApplication::msrp, "msrp", "MSRP", EthAddr::fromNumber(0x0180c200000e),
+                    0x22ea, 4},
+    ApplicationInfo{MrpApplication::mvrp, "mvrp", "MVRP", EthAddr::fromNumber(0x0180c2000021),
+                    0x88f5, 1},
+};
+constexpr std::array<const char*, 5> kMsrpTypes{"", "talker advertise", "talker failed", "listener",
+                                                "domain"};
+constexpr std::size_t kEtherType = 12;
+constexpr std::size_t kTag = 4;
+constexpr std::uint16_t kTpid = 0x8100;
+
+}  // namespace
+
+const ApplicationInfo& infoOf(MrpApplication application) {
+  return kApplications[application == MrpApplication::msrp ? 0 : 1];
+}
+
+std::optional<MrpApplication> applicationNamed(std::string_view name) {
+  for (const ApplicationInfo& info : kApplications) {
+    if (info.name == name) return info.id;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::size_t> etherTypeOffset(OctetSpan frame) {
+  std::size_t offset = kEtherType;
+  if (frame.size() >= offset + 2 && numberAt(frame, offset, 2) == kTpid) offset += kTag;
+  if (frame.size() < offset + 2) return std::nullopt;
+  return offset;
+}
+
+std::optional<MrpApplication> applicationOf(OctetSpan frame) {
+  const auto offset = etherTypeOffset(frame);
+  if (!offset) return std::nullopt;
+  for (const ApplicationInfo& info : kApplications) {
+    if (numberAt(frame, *offset, 2) == info.etherType) return info.id;
+  }
+  return std::nullopt;
+}
+
+std::string typeName(MrpApplication application, std::uint8_t type) {
+  if (type == 0 || type > infoOf(application).types) return "type " + std::to_string(type);
+  return application == MrpApplication::msrp ? kMsrpTypes[type] : "vlan";
+}
+
+std::uint64_t numberAt(OctetSpan octets, std::size_t offset, std::size_t size) {
+  std::uint64_t number = 0;
+  for (const std::uint8_t octet : octets.subspan(offset, size)) number = number << 8 | octet;
+  return number;
+}
+
+}  // namespace Cli

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/replay/Application.h"
+#include "mrp/MrpSm/engine/MrpSm.h"
+
+namespace Cli {
+
+// One attribute as outputs and status files show it.
+struct AttributeState {
+  std::string port;
+  std::uint8_t type = 0;
+  std::uint64_t key = 0;
+  Mrp::MrpApplicantState applicant{};
+  Mrp::MrpRegistrarState registrar{};
+  Octets value;
+};
+
+struct LeaveAllState {
+  std::string port;
+  std::uint8_t type = 0;
+  Platform::Seconds period;
+  std::optional<Platform::Seconds> due;  // absolute; none without a pending entry
+};
+
+struct FinalState {
+  std::vector<std::pair<std::string, std::uint64_t>> counters;  // empty in standby
+  std::vector<AttributeState> attributes;
+  std::vector<LeaveAllState> leaveAll;
+};
+
+// Which records of a database are wanted.
+enum class Records : std::uint8_t {
+  visible,    // what a look-up finds: pending additions, no pending deletions
+  committed,  // what is published: pending deletions, no pending additions
+};
+
+// By port, type and key.
+std::vector<AttributeState> attributesOf(const Mrp::MrpApplicationDatabase& database,
+                                         Records records);
+FinalState finalStateOf(const Mrp::MrpSm& mrpSm);
+
+}  // namespace Cli

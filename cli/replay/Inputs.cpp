@@ -1,0 +1,135 @@
+#include "cli/replay/Inputs.h"
+
+#include <algorithm>
+#include <limits>
+#include <set>
+
+#include "cli/BadInput.h"
+#include "cli/replay/CaptureReader.h"
+#include "cli/replay/JsonMembers.h"
+#include "cli/replay/ScenarioReader.h"
+#include "cli/replay/StatusFile.h"
+#include "platform/interface/IntfId.h"
+
+namespace Cli {
+namespace {
+
+using Mrp::MrpApplication;
+using Platform::Seconds;
+
+struct InputFile {
+  std::string port;
+  std::string path;
+  bool scenario = false;
+  std::vector<CapturedFrame> frames;  // of a capture
+  std::vector<ScenarioLine> lines;    // of a scenario
+};
+
+InputFile readInput(const std::string& input) {
+  InputFile file{"port1", input, false, {}, {}};
+  const std::size_t equals = input.find('=');
+  if (equals != std::string::npos) {
+    file.port = input.substr(0, equals);
+    file.path = input.substr(equals + 1);
+    if (file.port.empty() || file.path.empty()) {
+      throw BadInput(input, "a port and a file are expected on the two sides of \"=\"");
+    }
+  }
+  file.scenario = file.path.ends_with(".jsonl");
+  if (!file.scenario) {
+    file.frames = readCapture(file.path);
+    return file;
+  }
+  if (equals != std::string::npos) {
+    throw BadInput(input, "a scenario names its ports in its lines");
+  }
+  file.lines = readScenario(file.path);
+  return file;
+}
+
+// When the earliest capture begins: 0 of virtual time.
+std::int64_t originOf(const std::vector<InputFile>& files) {
+  std::int64_t origin = std::numeric_limits<std::int64_t>::max();
+  for (const InputFile& file : files) {
+    if (!file.frames.empty()) origin = std::min(origin, file.frames.front().at);
+  }
+  return origin;
+}
+
+// An action in the making. That of a scenario is read when the application is known.
+struct Planned {
+  Seconds at;
+  std::optional<FrameAction> frame;
+  const ScenarioLine* line = nullptr;
+};
+
+void planCapture(InputFile& file, std::int64_t origin, std::vector<Planned>& plan) {
+  std::size_t number = 0;
+  for (CapturedFrame& frame : file.frames) {
+    ++number;
+    std::int64_t at = 0;
+    if (__builtin_sub_overflow(frame.at, origin, &at) ||
+        !isTime(Seconds::fromNanoseconds(std::max<std::int64_t>(at, 0)).value())) {
+      throw BadInput(file.path + ": packet " + std::to_string(number),
+                     "the time of the packet is out of range");
+    }
+    plan.push_back({Seconds::fromNanoseconds(at),
+                    FrameAction{file.port, std::move(frame.octets), {}}, nullptr});
+  }
+}
+
+// In the order in which things happen: by time, at one instant in the order of the command line.
+std::vector<Planned> planOf(std::vector<InputFile>& files) {
+  const std::int64_t origin = originOf(files);
+  std::vector<Planned> plan;
+  for (InputFile& file : files) {
+    planCapture(file, origin, plan);
+    for (const ScenarioLine& line : file.lines) plan.push_back({line.at, frameOf(line), &line});
+  }
+  std::ranges::stable_sort(plan, {}, &Planned::at);
+  return plan;
+}
+
+MrpApplication applicationOf(const std::vector<Planned>& plan) {
+  for (const Planned& planned : plan) {
+    if (!planned.frame) continue;
+    if (const auto application = Cli::applicationOf(planned.frame->octets)) return *application;
+  }
+  throw BadInput("no frame of MSRP or MVRP in the inputs tells the application, see --application");
+}
+
+// A capture names its port also when it holds no packet.
+std::vector<std::string> portsIn(const std::vector<InputFile>& files, const Inputs& inputs) {
+  const auto before = [](const std::string& a, const std::string& b) {
+    return Platform::naturalOrder(a, b) < 0;
+  };
+  std::set<std::string, decltype(before)> ports(before);
+  for (const InputFile& file : files) {
+    if (!file.scenario) ports.insert(file.port);
+  }
+  for (const Action& action : inputs.actions) {
+    for (std::string& port : portsOf(action)) ports.insert(std::move(port));
+  }
+  for (const AttributeState& attribute : inputs.status) ports.insert(attribute.port);
+  return {ports.begin(), ports.end()};
+}
+
+}  // namespace
+
+Inputs readInputs(const InputFiles& names) {
+  std::vector<InputFile> files;
+  for (const std::string& input : names.inputs) files.push_back(readInput(input));
+  std::vector<Planned> plan = planOf(files);
+
+  Inputs inputs;
+  inputs.application = names.application ? *names.application : applicationOf(plan);
+  for (Planned& planned : plan) {
+    inputs.actions.push_back(planned.line ? actionOf(*planned.line, inputs.application)
+                                          : Action{planned.at, *std::move(planned.frame)});
+  }
+  if (!names.status.empty()) inputs.status = readStatus(names.status, inputs.application);
+  inputs.ports = portsIn(files, inputs);
+  return inputs;
+}
+
+}  // namespace Cli

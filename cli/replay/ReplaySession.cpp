@@ -1,0 +1,212 @@
+#include "cli/replay/ReplaySession.h"
+
+#include <algorithm>
+
+namespace Cli {
+
+using Platform::EthAddr;
+using Platform::IntfId;
+using Platform::makePtr;
+using Platform::Seconds;
+using Platform::Value;
+
+namespace {
+
+// Port n, from 1, has the bridge's address with n in the last two octets.
+constexpr std::uint64_t kBridgeAddress = 0x020000000000;
+constexpr std::uint64_t kPorts = 0xffff;
+constexpr Seconds kAfterLastInput{1.0};
+
+}  // namespace
+
+void ReplaySession::Outputs::indication(Seconds time, const Indication& indication) {
+  for (Output* output : all_) output->indication(time, indication);
+}
+
+void ReplaySession::Outputs::transmitted(Seconds time, const std::string& port, OctetSpan frame) {
+  for (Output* output : all_) output->transmitted(time, port, frame);
+}
+
+void ReplaySession::Outputs::logged(Seconds time, std::string_view handle, std::string_view text) {
+  for (Output* output : all_) output->logged(time, handle, text);
+}
+
+void ReplaySession::Outputs::finished(Seconds time, const FinalState& state) {
+  for (Output* output : all_) output->finished(time, state);
+}
+
+ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
+                             std::span<Output* const> outputs)
+    : inputs_(inputs),
+      until_(options.until),
+      output_(outputs),
+      clock_(makePtr<Platform::Embedded::VirtualClock>()),
+      switch_(clock_),
+      config_(makePtr<Mrp::MrpConfig>()),
+      status_(makePtr<Mrp::MrpStatus>()),
+      agent_(makePtr<ReplayAgent>(infoOf(inputs.application), *clock_, output_)) {
+  config_->leaveTimeIs(options.leaveTime);
+  config_->leaveAllTimeIs(options.leaveAllTime);
+  switch_.bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(kBridgeAddress));
+  listen(options);
+  createPorts();
+  preload();
+  createEngine(options.standby);
+  enablePorts();
+}
+
+ReplaySession::~ReplaySession() = default;
+
+void ReplaySession::listen(const ReplayOptions& options) {
+  switch_.onTransmit([this](IntfId intf, const Platform::Pkt& pkt) {
+    output_.transmitted(clock_->now(), intf.name(), pkt.octets());
+  });
+  switch_.eventLog().sinkIs([this](const Platform::Embedded::EventLogRecorder::Message& message) {
+    output_.logged(clock_->now(), message.handle, message.text);
+  });
+  if (!options.trace) return;
+  switch_.trace().levelIs(options.traceLevel);
+  switch_.trace().sinkIs([this, trace = options.trace](const Platform::Trace::Entry& entry) {
+    trace(clock_->now(), entry);
+  });
+}
+
+void ReplaySession::createPorts() {
+  std::uint64_t number = 0;
+  for (const std::string& port : inputs_.ports) {
+    number = number % kPorts + 1;
+    switch_.portIs(port, EthAddr::fromNumber(kBridgeAddress + number));
+  }
+}
+
+void ReplaySession::preload() {
+  Mrp::MrpApplicationDatabase& database = status_->applicationIs(inputs_.application);
+  for (const AttributeState& attribute : inputs_.status) {
+    Mrp::MrpAttrDatabase& record = database.attrDatabaseIs(IntfId(attribute.port))
+                                       .intfTypeApplicantIs(attribute.type)
+                                       .mrpAttributeIs(attribute.key);
+    record.applicantStateIs(attribute.applicant);
+    record.registrarStateIs(attribute.registrar);
+    record.valueIs(attribute.value);
+  }
+}
+
+void ReplaySession::createEngine(bool standby) {
+  mrpSm_ = Mrp::mrpSmFactory(switch_.bridgingConfig(), agent_.get(), config_, status_,
+                             switch_.stpStatus(), switch_.bridgingTopologyConfig(),
+                             switch_.ethPhyIntfStatusDir(), switch_.stateDatabase(), standby);
+}
+
+// All ports but those that an input enables before any disables them.
+void ReplaySession::enablePorts() {
+  for (const std::string& port : inputs_.ports) {
+    const auto first = std::ranges::find_if(inputs_.actions, [&](const Action& action) {
+      const auto* enable = std::get_if<EnableAction>(&action.what);
+      return enable && enable->port == port;
+    });
+    const bool waits = first != inputs_.actions.end() && std::get<EnableAction>(first->what).enable;
+    if (!waits) enable(IntfId(port), true);
+  }
+}
+
+Seconds ReplaySession::endOfRun() const {
+  if (until_) return *until_;
+  return inputs_.actions.empty() ? kAfterLastInput
+                                 : std::max(inputs_.actions.back().at, Seconds()) + kAfterLastInput;
+}
+
+void ReplaySession::run() {
+  const Seconds end = endOfRun();
+  for (const Action& action : inputs_.actions) {
+    if (action.at > end) break;
+    // Everything due by then comes first, what an action at this very instant made due included.
+    clock_->runUntil(std::max(action.at, clock_->now()));
+    std::visit([this](const auto& what) { act(what); }, action.what);
+  }
+  clock_->runUntil(end);
+  output_.finished(clock_->now(), finalStateOf(*mrpSm_));
+}
+
+void ReplaySession::act(const FrameAction& action) {
+  switch_.receive(IntfId(action.port), action.octets, action.unread);
+}
+
+void ReplaySession::act(const RequestAction& action) {
+  if (mrpSm_->standbyMode()) return;
+  if (action.value) std::ranges::copy(*action.value, agent_->txImage(action.type).begin());
+  const auto send = [&](IntfId port) {
+    agent_->mrpSendAttribute({port, action.type, action.event});
+  };
+  for (const std::string& port : action.ports) {
+    agent_->mrpOutIntfQueueEnq(IntfId(port));
+    if (!action.port) send(IntfId(port));
+  }
+  if (action.port) send(IntfId(*action.port));
+}
+
+void ReplaySession::act(const EnableAction& action) { enable(IntfId(action.port), action.enable); }
+
+void ReplaySession::enable(IntfId intf, bool enable) {
+  if (mrpSm_->desiredIntfDir()->intfDesired(intf) == enable) return;
+  if (enable) {
+    agent_->mrpInterfaceEnable(intf);
+  } else {
+    agent_->mrpInterfaceDisable(intf);
+  }
+}
+
+void ReplaySession::act(const LeaveAllAction& action) {
+  const IntfId intf(action.port);
+  if (mrpSm_->standbyMode() || !mrpSm_->pamCollection()->pam(intf)) return;
+  const Platform::Entity& ports = *mrpSm_->mrpPamSm();
+  Platform::attributeValueIs(ports.describe(), "transmitAllLeaveAll", Value(action.port));
+}
+
+void ReplaySession::act(const RoleAction& action) {
+  switch_.stpStatus()
+      ->childIs(action.stp)
+      .childIs(action.mst)
+      .childIs(action.port)
+      .roleIs(Stp::MstiPortStatus::Role{action.role});
+}
+
+void ReplaySession::act(const ConfigAction& action) {
+  if (!action.port) {
+    Platform::attributeValueIs(config_->describe(), action.field, *action.value);
+    return;
+  }
+  const IntfId intf(*action.port);
+  const bool leave = action.field == "intfLeaveTime";
+  if (action.value) {
+    const Seconds time(*action.value->as<double>());
+    leave ? config_->intfLeaveTimeIs(intf, time) : config_->intfLeaveAllTimeIs(intf, time);
+  } else {
+    leave ? config_->intfLeaveTimeDel(intf) : config_->intfLeaveAllTimeDel(intf);
+  }
+}
+
+void ReplaySession::act(const SwitchAction& action) {
+  switch (action.what) {
+    case SwitchAction::What::flood:
+      status_->floodIs(action.on);
+      return;
+    case SwitchAction::What::recycled:
+      Platform::attributeValueIs(mrpSm_->describe(), "recycledPkt", Value(action.on));
+      return;
+    case SwitchAction::What::joinDiscard:
+      agent_->joinDiscardIs(action.on);
+      return;
+  }
+}
+
+void ReplaySession::act(const ClogAction& action) {
+  switch_.attrLog().queueOctetsIs(static_cast<std::size_t>(action.octets));
+}
+
+void ReplaySession::act(const ActivateAction&) {
+  if (!mrpSm_->standbyMode()) return;
+  mrpSm_->standbyModeIs(false);
+  mrpSm_->handleStandbyMode();
+}
+
+}  // namespace Cli

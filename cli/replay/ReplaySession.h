@@ -1,0 +1,83 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/replay/Inputs.h"
+#include "cli/replay/Output.h"
+#include "cli/replay/ReplayAgent.h"
+#include "mrp/MrpSm/engine/MrpSm.h"
+#include "platform/embedded/Switch.h"
+#include "platform/embedded/VirtualClock.h"
+
+namespace Cli {
+
+struct ReplayOptions {
+  Platform::Seconds leaveTime = 0.6;
+  Platform::Seconds leaveAllTime = 10.0;
+  std::optional<Platform::Seconds> until;
+  bool standby = false;
+  // Lines up to this level go to `trace`.
+  int traceLevel = 0;
+  std::function<void(Platform::Seconds, const Platform::Trace::Entry&)> trace;
+};
+
+// One switch with one engine, on virtual time. The inputs and outputs outlive it.
+class ReplaySession {
+ public:
+  ReplaySession(const Inputs& inputs, const ReplayOptions& options,
+                std::span<Output* const> outputs);
+  ~ReplaySession();
+
+  // Does everything up to the end of the run, and reports the final state. Once.
+  void run();
+
+  const Mrp::MrpApplicationDatabase& database() const { return *mrpSm_->applicationDatabase(); }
+
+ private:
+  // Passes everything on to all outputs.
+  class Outputs final : public Output {
+   public:
+    explicit Outputs(std::span<Output* const> outputs) : all_(outputs.begin(), outputs.end()) {}
+    void indication(Platform::Seconds time, const Indication& indication) override;
+    void transmitted(Platform::Seconds time, const std::string& port, OctetSpan frame) override;
+    void logged(Platform::Seconds time, std::string_view handle, std::string_view text) override;
+    void finished(Platform::Seconds time, const FinalState& state) override;
+
+   private:
+    std::vector<Output*> all_;
+  };
+
+  void listen(const ReplayOptions& options);
+  void createPorts();
+  void preload();
+  void createEngine(bool standby);
+  void enablePorts();
+  Platform::Seconds endOfRun() const;
+
+  void act(const FrameAction& action);
+  void act(const RequestAction& action);
+  void act(const EnableAction& action);
+  void act(const LeaveAllAction& action);
+  void act(const RoleAction& action);
+  void act(const ConfigAction& action);
+  void act(const SwitchAction& action);
+  void act(const ClogAction& action);
+  void act(const ActivateAction& action);
+  void enable(Platform::IntfId intf, bool enable);
+
+  const Inputs& inputs_;
+  std::optional<Platform::Seconds> until_;
+  Outputs output_;
+  Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
+  Platform::Embedded::Switch switch_;
+  Platform::Ptr<Mrp::MrpConfig> config_;
+  Platform::Ptr<Mrp::MrpStatus> status_;
+  Platform::Ptr<ReplayAgent> agent_;
+  Platform::Ptr<Mrp::MrpSm> mrpSm_;  // last, so that it goes first
+};
+
+}  // namespace Cli
