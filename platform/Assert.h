@@ -11,6 +11,7 @@ namespace Platform {
 }  // namespace Platform
 
 // Checked in every build type. `text` is the assertion's published wording.
-#define MRP_ASSERT_TEXT(condition, text) \
-  (__builtin_expect(!!(condition), 1) ? void(0) : ::Platform::assertionFailed(text, __FILE__, __LINE__))
+#define MRP_ASSERT_TEXT(condition, text)        \
+  (__builtin_expect(!!(condition), 1) ? void(0) \
+                                      : ::Platform::assertionFailed(text, __FILE__, __LINE__))
 #define MRP_ASSERT(condition) MRP_ASSERT_TEXT(condition, #condition)

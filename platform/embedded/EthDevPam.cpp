@@ -24,7 +24,7 @@ struct EthDevPam::Delayed {
   void handleAlarm() {
     EthDevPam& endpoint = pam;
     endpoint.delayed_.erase(self);
-    endpoint.notifyNow();
+    endpoint.onRxPkt().notify();
   }
 
   EthDevPam& pam;
@@ -76,7 +76,7 @@ bool EthDevPam::receive(std::span<const std::uint8_t> frame, Seconds unread) {
   if (unread > Seconds()) {
     notifyAfter(unread);
   } else {
-    notifyNow();
+    onRxPkt().notify();
   }
   return true;
 }
@@ -105,11 +105,6 @@ void EthDevPam::notifyAfter(Seconds unread) {
   Delayed& delayed = delayed_.emplace_back(*this);
   delayed.self = std::prev(delayed_.end());
   delayed.alarm.dueIs(bus_->clock().now() + unread);
-}
-
-void EthDevPam::notifyNow() {
-  const Ptr<EthDevPam> keep(this);
-  onRxPkt().notify();
 }
 
 }  // namespace Platform::Embedded

@@ -62,7 +62,6 @@ class EthDevPam final : public Pam {
   std::size_t accepted(std::span<const std::uint8_t> frame) const;
   bool queue(std::span<const std::uint8_t> octets);
   void notifyAfter(Seconds unread);
-  void notifyNow();
 
   Ptr<EthDevBus> bus_;
   IntfId intf_;

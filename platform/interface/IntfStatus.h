@@ -34,7 +34,9 @@ struct EthPhyIntfStatus {
 class MRP_API EthPhyIntfStatusDir : public Entity {
  public:
   const EthPhyIntfStatus* ethPhyIntfStatus(IntfId intf) const { return status_.find(intf); }
-  void ethPhyIntfStatusIs(IntfId intf, const EthPhyIntfStatus& status) { status_.is(intf) = status; }
+  void ethPhyIntfStatusIs(IntfId intf, const EthPhyIntfStatus& status) {
+    status_.is(intf) = status;
+  }
   void ethPhyIntfStatusDel(IntfId intf) { status_.del(intf); }
 
  private:

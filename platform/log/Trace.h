@@ -50,12 +50,12 @@ class MRP_API Trace : public PtrInterface {
 
 // Traces `stream`, a chain of << operands, when `level` is on. The operands are not evaluated
 // otherwise.
-#define MRP_TRACE(trace, lvl, stream)                        \
-  do {                                                       \
-    ::Platform::Trace& trace_ = (trace);                     \
-    if (__builtin_expect(trace_.isOn(lvl), 0)) {             \
-      std::ostringstream text_;                              \
-      text_ << stream;                                       \
-      trace_.line((lvl), std::move(text_).str());            \
-    }                                                        \
+#define MRP_TRACE(trace, lvl, stream)                   \
+  do {                                                  \
+    ::Platform::Trace& mrpTrace_ = (trace);             \
+    if (__builtin_expect(mrpTrace_.isOn(lvl), 0)) {     \
+      std::ostringstream mrpText_;                      \
+      mrpText_ << stream;                               \
+      mrpTrace_.line((lvl), std::move(mrpText_).str()); \
+    }                                                   \
   } while (false)

@@ -34,8 +34,7 @@ struct ValueCodec<bool> {
 };
 
 template <std::unsigned_integral T>
-  requires(!std::same_as<T, bool>)
-struct ValueCodec<T> {
+requires(!std::same_as<T, bool>) struct ValueCodec<T> {
   static Value toValue(T v) { return Value(std::uint64_t{v}); }
   static std::optional<T> fromValue(const Value& v) {
     auto* n = v.as<std::uint64_t>();
@@ -51,6 +50,25 @@ struct ValueCodec<std::string> {
     if (auto* s = v.as<std::string>()) return *s;
     return std::nullopt;
   }
+};
+
+template <>
+struct ValueCodec<Value::Octets> {
+  static Value toValue(const Value::Octets& v) { return Value(v); }
+  static std::optional<Value::Octets> fromValue(const Value& v) {
+    if (auto* octets = v.as<Value::Octets>()) return *octets;
+    return std::nullopt;
+  }
+};
+
+// Nested objects and collections are read, never written.
+template <>
+struct ValueCodec<Described> {
+  static Value toValue(const Described& v) { return Value(v); }
+};
+template <>
+struct ValueCodec<Value::Members> {
+  static Value toValue(Value::Members v) { return Value(std::move(v)); }
 };
 
 namespace Detail {

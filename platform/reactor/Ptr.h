@@ -40,8 +40,7 @@ class Ptr {
   Ptr(const Ptr& other) : object_(other.object_) { acquire(); }
   Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-    requires std::is_convertible_v<U*, T*>
-  Ptr(const Ptr<U>& other) : object_(other.get()) {
+  requires std::is_convertible_v<U*, T*> Ptr(const Ptr<U>& other) : object_(other.get()) {
     acquire();
   }
   ~Ptr() { release(); }

@@ -9,7 +9,7 @@ void MstiPortStatus::roleIs(Role role) {
 }
 
 std::string perVlanInstanceName(Platform::VlanId vlan) {
-  return "Vl" + std::to_string(vlan.value());
+  return kVl + std::to_string(vlan.value());
 }
 
 }  // namespace Stp

@@ -80,6 +80,13 @@ inline constexpr std::uint32_t perVlan = 101;
 inline constexpr std::uint32_t none = 0xFFFFFFFF;
 }  // namespace Mode
 
+// Names of the instances: the common and internal spanning tree, none at all, the prefix of backup
+// instances, which their number follows, and that of per-VLAN instances.
+inline const std::string kCist = "Cist";
+inline const std::string kNoStp = "NoStp";
+inline const std::string kBkup = "Bkup";
+inline const std::string kVl = "Vl";
+
 // Name of the spanning-tree instance that serves one VLAN in per-VLAN mode: "Vl" and the number.
 MRP_API std::string perVlanInstanceName(Platform::VlanId vlan);
 

@@ -57,8 +57,8 @@ class MRP_API TimerWheel : public Entity {
  public:
   struct Parameters {
     std::uint32_t tickMsecs = 100;
-    std::uint32_t initialMaxTicks = 60000;  // slots of the wheel
-    bool preserveOrder = true;              // FIFO inside a tick; this wheel always keeps it
+    std::uint32_t initialMaxTicks = 60000;   // slots of the wheel
+    bool preserveOrder = true;               // FIFO inside a tick; this wheel always keeps it
     std::uint32_t defaultBucketSize = 1024;  // a hint for wheels that store timers in arrays
     friend bool operator==(const Parameters&, const Parameters&) = default;
   };
@@ -100,7 +100,7 @@ class MRP_API TimerWheel : public Entity {
   std::vector<std::uint64_t> occupied_;  // one bit per slot that holds a timer
   std::size_t armed_ = 0;
   std::int64_t servingTick_ = kNoTick;
-  Timer* passedOver_ = nullptr;  // last timer of a later turn met in the slot being served
+  Timer* passedOver_ = nullptr;      // last timer of a later turn met in the slot being served
   std::int64_t wakeTick_ = kNoTick;  // the tick that the alarm stands for
   Alarm alarm_;
 };

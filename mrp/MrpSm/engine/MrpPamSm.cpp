@@ -1,0 +1,111 @@
+#include "mrp/MrpSm/engine/MrpPamSm.h"
+
+#include <array>
+
+#include "mrp/MrpSm/engine/MrpSm.h"
+
+namespace Mrp {
+
+MrpIntfPamSm::MrpIntfPamSm(IntfId intfId, Ptr<Platform::Pam> pam, bool standbyMode,
+                           MrpPamSm& mrpPamSm)
+    : intfId_(intfId), pam_(std::move(pam)), standbyMode_(standbyMode), mrpPamSm_(mrpPamSm) {
+  rxReactor_.watch<&MrpIntfPamSm::handleRxPkt>(pam_->onRxPkt(), this);
+  handleInitialized();
+}
+
+MrpIntfPamSm::~MrpIntfPamSm() { doClose(); }
+
+void MrpIntfPamSm::handleInitialized() {
+  initialized_ = true;
+  handleStandbyMode();
+}
+
+// While the engine is being activated there is no LeaveAll machine yet; the end of activation runs
+// this again.
+void MrpIntfPamSm::handleStandbyMode() {
+  MrpSm& mrpSm = mrpPamSm_.mrpSm();
+  MRP_TRACE(mrpSm.trace(), 8, "MrpIntfPamSm::handleStandbyMode()");
+  MRP_ASSERT_TEXT(initialized_, "initialized()");
+  if (standbyMode_ || !mrpSm.leaveAllSm()) return;
+  mrpSm.leaveAllSm()->mrpEnableLeaveAllPending(intfId_);
+}
+
+void MrpIntfPamSm::doClose() {
+  MrpSm& mrpSm = mrpPamSm_.mrpSm();
+  MRP_TRACE(mrpSm.trace(), 8, "MrpIntfPamSm::doClose( " << intfId_ << " )");
+  MRP_ASSERT_TEXT(initialized_, "initialized()");
+  if (standbyMode_ || !mrpSm.leaveAllSm()) return;
+  mrpSm.leaveAllSm()->mrpDisableLeaveAllPending(intfId_);
+}
+
+void MrpIntfPamSm::handleRxPkt() {
+  if (!hasNotificationActive()) return;
+  const Ptr<MrpIntfPamSm> keep(this);
+  handleMrpdu();
+}
+
+MrpPamSm::MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm)
+    : pamCollection_(std::move(pamCollection)), standbyMode_(standbyMode), mrpSm_(mrpSm) {
+  pamReactor_.watch<&MrpPamSm::handlePam>(pamCollection_->onPam(), this);
+  handleInitialized();
+}
+
+MrpPamSm::~MrpPamSm() { mrpIntfPamSm_.delAll(); }
+
+void MrpPamSm::handleInitialized() {
+  initialized_ = true;
+  pamCollection_->pams().walk([this](IntfId intf, Ptr<Platform::Pam>&) { handlePam(intf); });
+}
+
+MrpIntfPamSm* MrpPamSm::mrpIntfPamSm(IntfId intf) const {
+  const Ptr<MrpIntfPamSm>* sm = mrpIntfPamSm_.find(intf);
+  return sm ? sm->get() : nullptr;
+}
+
+void MrpPamSm::handlePam(IntfId intf) {
+  MRP_ASSERT_TEXT(initialized_, "initialized()");
+  MRP_TRACE(mrpSm_.trace(), 8, "MrpPamSm::handlePam( " << intf << " )");
+  if (Platform::Pam* pam = pamCollection_->pam(intf)) {
+    MRP_ASSERT_TEXT(!mrpIntfPamSmHas(intf), "!mrpIntfPamSmHas( intfId )");
+    auto sm = Platform::makePtr<MrpIntfPamSm>(intf, Ptr<Platform::Pam>(pam), standbyMode_, *this);
+    sm->hasNotificationActiveIs(hasNotificationActive());
+    mrpIntfPamSm_.is(intf) = sm;
+  } else {
+    MRP_ASSERT_TEXT(mrpIntfPamSmHas(intf), "mrpIntfPamSmHas( intfId )");
+    mrpIntfPamSm_.del(intf);
+  }
+}
+
+void MrpPamSm::handleStandbyMode() {
+  mrpIntfPamSm_.walk([this](IntfId, Ptr<MrpIntfPamSm>& sm) {
+    sm->standbyModeIs(standbyMode_);
+    sm->handleStandbyMode();
+  });
+}
+
+void MrpPamSm::hasNotificationActiveIs(bool active) {
+  Entity::hasNotificationActiveIs(active);
+  mrpIntfPamSm_.walk(
+      [active](IntfId, Ptr<MrpIntfPamSm>& sm) { sm->hasNotificationActiveIs(active); });
+}
+
+void MrpPamSm::floodMsrpdu(IntfId received, Ptr<Pkt> pkt) {
+  MRP_ASSERT_TEXT(initialized_, "initialized()");
+  MRP_TRACE(mrpSm_.trace(), 8, "MrpPamSm::floodMsrpdu( " << received << " )");
+  mrpIntfPamSm_.walk([&](IntfId intf, Ptr<MrpIntfPamSm>& sm) {
+    if (intf == received) return;
+    MRP_TRACE(mrpSm_.trace(), 8, "Msrp Tx on " << intf);
+    sm->pam().txPktIs(pkt);
+  });
+}
+
+std::span<const Platform::AttributeInfo> MrpPamSm::attributeTable() {
+  using A = MrpPamSm;
+  static constexpr std::array table{
+      Platform::readOnlyAttribute<A, &A::standbyMode>("standbyMode"),
+      Platform::operation<A, &A::transmitAllLeaveAll>("transmitAllLeaveAll"),
+  };
+  return table;
+}
+
+}  // namespace Mrp

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "mrp/types/MrpEnums.h"
+#include "mrp/types/PlatformNames.h"
+#include "platform/packet/PamDirs.h"
+
+namespace Mrp {
+
+class MrpSm;
+class MrpPamSm;
+
+// Machine of one open packet endpoint: receives its frames and carries the port's LeaveAll
+// handling. Lives exactly as long as the endpoint is in the collection.
+class MrpIntfPamSm : public Platform::Entity {
+ public:
+  MrpIntfPamSm(IntfId intfId, Ptr<Platform::Pam> pam, bool standbyMode, MrpPamSm& mrpPamSm);
+  ~MrpIntfPamSm() override;
+
+  IntfId intfId() const { return intfId_; }
+  Platform::Pam& pam() const { return *pam_; }
+  bool standbyMode() const { return standbyMode_; }
+  void standbyModeIs(bool standbyMode) { standbyMode_ = standbyMode; }
+
+  // Reads one frame from the endpoint and processes it to completion. In standby the frame is
+  // dropped.
+  void handleMrpdu();
+  void handleStandbyMode();
+
+  // Sends a LeaveAll of every type now and restarts the running periods. Not in standby.
+  void transmitAllLeaveAll();
+
+ private:
+  void handleInitialized();
+  void doClose();
+  void handleRxPkt();
+  bool admit(Pkt& frame);
+  void flood(const Pkt& frame);
+  void mrpAllLeaveAllSm(std::uint8_t type);
+
+  IntfId intfId_;
+  Ptr<Platform::Pam> pam_;
+  bool standbyMode_;
+  MrpPamSm& mrpPamSm_;
+  bool initialized_ = false;
+  Platform::Reactor<> rxReactor_;
+};
+
+// Keeps one MrpIntfPamSm for every endpoint in the collection.
+class MrpPamSm : public Platform::Entity {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpPamSm";
+  MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm);
+  ~MrpPamSm() override;
+
+  MrpSm& mrpSm() const { return mrpSm_; }
+  MrpIntfPamSm* mrpIntfPamSm(IntfId intf) const;
+  bool mrpIntfPamSmHas(IntfId intf) const { return mrpIntfPamSm(intf) != nullptr; }
+
+  bool standbyMode() const { return standbyMode_; }
+  void standbyModeIs(bool standbyMode) { standbyMode_ = standbyMode; }
+  // Hands the standby flag on to every port.
+  void handleStandbyMode();
+  void hasNotificationActiveIs(bool active) override;
+  // An endpoint has appeared in the collection or left it.
+  void handlePam(IntfId intf);
+
+  // Sends a frame unchanged on every port but `received`.
+  void floodMsrpdu(IntfId received, Ptr<Pkt> pkt);
+  void transmitAllLeaveAll(IntfId intf);
+
+  Platform::Described describe() const override { return Platform::described(*this); }
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  void handleInitialized();
+
+  Ptr<Platform::PamCollection> pamCollection_;
+  bool standbyMode_;
+  MrpSm& mrpSm_;
+  Platform::IntfMap<Ptr<MrpIntfPamSm>> mrpIntfPamSm_;
+  bool initialized_ = false;
+  Platform::Reactor<IntfId> pamReactor_;
+};
+
+}  // namespace Mrp

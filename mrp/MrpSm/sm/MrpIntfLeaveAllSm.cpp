@@ -1,0 +1,90 @@
+#include <algorithm>
+
+#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
+#include "platform/reactor/Collection.h"
+
+namespace Mrp {
+namespace {
+
+// A LeaveAll that would be due within this time is sent along with one that is due.
+const Seconds kDueWithin{0.1};
+const Seconds kRetry{0.1};
+
+}  // namespace
+
+MrpIntfLeaveAllSm::MrpIntfLeaveAllSm(IntfId intfId, MrpSm& mrpSm,
+                                     Ptr<Platform::TimerWheel> timerWheel)
+    : intfId_(intfId), mrpSm_(mrpSm), timerWheel_(std::move(timerWheel)) {
+  leaveAllTimer_.bind<&MrpIntfLeaveAllSm::handleLeaveAllTimer>(this);
+}
+
+void MrpIntfLeaveAllSm::leaveAllPendingIs(std::uint8_t type, Seconds period) {
+  auto [it, isNew] = leaveAllPending_.try_emplace(type);
+  if (!isNew) return;
+  it->second.attrType = type;
+  due(type, it->second, period);
+  doScheduleLeaveAllTimer(period);
+}
+
+void MrpIntfLeaveAllSm::restart(std::uint8_t type, Seconds period) {
+  auto it = leaveAllPending_.find(type);
+  if (it == leaveAllPending_.end()) return;
+  due(type, it->second, period);
+  doScheduleLeaveAllTimer(period);
+}
+
+void MrpIntfLeaveAllSm::due(std::uint8_t type, MrpLeaveAllTimer& timer, Seconds period) {
+  timer.expiryTime = now() + period;
+  mrpSm_.applicationDatabase()->leaveAllTimeIs({intfId_, type}, period);
+}
+
+void MrpIntfLeaveAllSm::deadlineIs(Seconds deadline) {
+  deadline_ = deadline;
+  timerWheel_->deadlineIs(leaveAllTimer_, deadline);
+}
+
+void MrpIntfLeaveAllSm::doScheduleLeaveAllTimer(Seconds delay) {
+  const Seconds deadline = now() + delay;
+  if (deadline <= deadline_) deadlineIs(deadline);
+}
+
+void MrpIntfLeaveAllSm::handleLeaveAllTimer() {
+  const Ptr<MrpIntfLeaveAllSm> keep(this);
+  const Seconds period = getLeaveAllTime(mrpSm_, intfId_);
+  Seconds next = Seconds::never();
+  Platform::walkOrdered(leaveAllPending_, [&](std::uint8_t type, MrpLeaveAllTimer&) {
+    handleTxLeaveAll(type, period);
+    if (auto it = leaveAllPending_.find(type); it != leaveAllPending_.end()) {
+      next = std::min(next, it->second.expiryTime);
+    }
+  });
+  mrpSm_.mrpTransmitTxAttributes(intfId_);
+  if (leaveAllPending_.empty()) return;
+  deadlineIs(now() > next ? now() + kRetry : next);
+}
+
+void MrpIntfLeaveAllSm::handleTxLeaveAll(std::uint8_t type, Seconds period) {
+  auto it = leaveAllPending_.find(type);
+  if (it == leaveAllPending_.end()) return;
+  if (it->second.expiryTime - now() >= kDueWithin) return;
+  MrpParseContext& context = *mrpSm_.parseContext();
+  MRP_TRACE(mrpSm_.trace(), 7,
+            " handleTxLeaveAll. type = " << +type << " intfId = " << intfId_
+                                         << " sendTxLvAllIs = " << context.sendTxLvAll());
+  context.sendTxLvAllIs(true);
+  mrpSm_.leaveAllSm()->mrpPostLeaveAllToSm(intfId_, type, MrpApplicantEvent::txLvAll,
+                                           MrpRegistrarEvent::txLvAll);
+  if (context.sendTxLvAll()) mrpSm_.mrpLib()->mrpSendLeaveAll(type, intfId_);
+  context.sendTxLvAllIs(false);
+  it = leaveAllPending_.find(type);
+  if (it != leaveAllPending_.end()) due(type, it->second, period);
+}
+
+void MrpIntfLeaveAllSm::handleCfgIntfLeaveAllTime() {
+  const Seconds period = getLeaveAllTime(mrpSm_, intfId_);
+  Platform::walkOrdered(leaveAllPending_,
+                        [&](std::uint8_t type, MrpLeaveAllTimer&) { restart(type, period); });
+}
+
+}  // namespace Mrp

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "mrp/MrpSm/sm/MrpLeaveSm.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpStatus.h"
+#include "platform/time/TimerWheel.h"
+
+namespace Mrp {
+
+class MrpSm;
+
+// Registrar (IEEE 802.1Q 10.7.8): records what the neighbour has declared about the engine's
+// current attribute and tells the application. One per engine; the state is in the attribute's
+// record. Owns the leave machines and the transmit timer that flushes the open packets.
+class MrpRegistrarSm : public Platform::Entity {
+ public:
+  MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
+  ~MrpRegistrarSm() override;
+
+  // The event to be processed next.
+  void registrarEventIs(MrpRegistrarEvent event) { registrarEvent_ = event; }
+  MrpRegistrarEvent registrarEvent() const { return registrarEvent_; }
+  // Processes the stored event against the current attribute; nothing when it has no record. The
+  // record may be gone afterwards.
+  void handleRegistrarEvent();
+  // The same for a caller that holds the current attribute's record.
+  void handleRegistrarEvent(MrpAttrDatabase& record);
+
+  static MrpRegistrarEvent mrpMapRxRegistrarEvent(std::uint8_t threePackedEvent) {
+    return registrarEventOf(threePackedEvent);
+  }
+  // Nothing happens when the current attribute has no record.
+  void mrpSetRegistrarState(MrpRegistrarState state);
+
+  // Leave timers of the current attribute.
+  void mrpAddAttrToLeavePending();
+  void mrpDeleteAttrFromLeavePending();
+  // Drops every leave machine of a port.
+  void mrpCancelLeavePending(IntfId intf);
+
+  // Machines of the two collections while they run; null otherwise. `leaveSm` serves LeaveAlls and
+  // role changes, `explicitLeaveSm` a received Lv.
+  MrpLeaveSm* leaveSm(const MrpAttribute& attribute) const;
+  MrpLeaveSm* explicitLeaveSm(const MrpAttribute& attribute) const;
+  void leaveSmDelAll();
+
+  // Called by a machine whose expiry has ended with its timer not running.
+  void leaveSmDone(MrpLeaveSm& sm);
+
+  void handleTxTimer();
+  void handleCfgTimersEnabled();
+
+ private:
+  using Groups = std::array<std::vector<std::unique_ptr<MrpLeaveGroup>>, 2>;
+
+  void handleInitialized();
+  bool handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
+  bool handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
+  bool handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
+  bool joinUpdate(MrpAttrDatabase& record);
+  bool joinIndication();
+  void leaveIndication();
+  bool dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record);
+  void joinDiscarded();
+  void addLeavePending(MrpAttrDatabase& record);
+  static void delLeavePending(MrpAttrDatabase& record);
+  void leaveSmDrop(MrpLeaveSm& sm);
+  const MrpLeaveGroup& group(IntfId intf, std::uint8_t type, bool explicitLeave);
+  void logJoin(MrpRegistrarState state, MrpRegistrarEvent event);
+  void logLeave(const char* how, MrpRegistrarState state, MrpRegistrarEvent event);
+
+  MrpSm& mrpSm_;
+  Ptr<MrpConfig> mrpConfig_;
+  Ptr<Platform::TimerWheel> timerWheel_;
+  Platform::MemberTimer txTimer_;
+  MrpRegistrarEvent registrarEvent_ = MrpRegistrarEvent::none;
+  bool initialized_ = false;
+  bool indicated_ = false;  // an indication was given during the event being handled
+  Platform::IntfMap<Groups> groups_;
+  MrpLeavePool pool_;
+  Platform::Reactor<> timersEnabledReactor_;
+};
+
+}  // namespace Mrp

@@ -1,0 +1,214 @@
+// The vector encoders: an attribute joins the current vector when its value follows in sequence,
+// else starts a new vector in the message, or a new message.
+
+#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/tx/EventPacking.h"
+#include "mrp/MrpSm/tx/MrpduLayout.h"
+
+namespace Mrp {
+namespace {
+
+// FirstValue as it stands in the packet.
+template <class T>
+T firstValueOf(const MrpTxPacketContext& context) {
+  T value;
+  std::memcpy(&value, context.vectorData() + kVectorHeaderSize, sizeof value);
+  return value;
+}
+
+// A codec says what distinguishes an attribute type from the others: its application and number,
+// the value to be sent, the sequence test, and whether a four-packed event goes with it. Only the
+// identity fields of a value are compared: an appended value is sent without its other fields.
+template <MrpApplication App, std::uint8_t Type>
+struct CodecBase {
+  static constexpr MrpApplication application = App;
+  static constexpr std::uint8_t type = Type;
+  static constexpr std::size_t firstValueSize = attributeLength(App, Type);
+  static constexpr bool fourPacked = false;
+};
+
+bool talkerInSequence(const MsrpTalkerAdvertiseAttribute& first,
+                      const MsrpTalkerAdvertiseAttribute& next, std::uint16_t n) {
+  return mrpTalkerValueInSequence(first.streamId, next.streamId, first.frame.dmac, next.frame.dmac,
+                                  n);
+}
+
+struct TalkerAdvertiseCodec : CodecBase<MrpApplication::msrp, 1> {
+  using Attribute = MsrpTalkerAdvertiseAttribute;
+  static constexpr const char* prefix = "mrpSendTalkerAdvertise on ";
+  static constexpr const char* label = "streamId = 0x";
+  static const Attribute& value(const MrpLib& lib) { return lib.msrpTalkerAdvertiseTx(); }
+  static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
+    return talkerInSequence(firstValueOf<Attribute>(c), next, n);
+  }
+};
+
+struct TalkerFailedCodec : CodecBase<MrpApplication::msrp, 2> {
+  using Attribute = MsrpTalkerFailedAttribute;
+  static constexpr const char* prefix = "mrpSendTalkerFailed on ";
+  static constexpr const char* label = "streamId = 0x";
+  static const Attribute& value(const MrpLib& lib) { return lib.msrpTalkerFailedTx(); }
+  static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
+    return talkerInSequence(firstValueOf<Attribute>(c).talkerAdvertiseAttribute,
+                            next.talkerAdvertiseAttribute, n);
+  }
+};
+
+struct ListenerCodec : CodecBase<MrpApplication::msrp, 3> {
+  using Attribute = MsrpListenerAttribute;
+  static constexpr bool fourPacked = true;
+  static constexpr const char* prefix = "mrpSendListenerVector on ";
+  static constexpr const char* label = "listenerVector = ";
+  static const Attribute& value(const MrpLib& lib) { return lib.msrpListenerVectorTx(); }
+  static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
+    return firstValueOf<MsrpListenerStreamAttribute>(c).streamId + n == next.streamId;
+  }
+};
+
+struct DomainCodec : CodecBase<MrpApplication::msrp, 4> {
+  using Attribute = MsrpDomainAttribute;
+  static constexpr const char* prefix = "mrpSendDomainVector on ";
+  static constexpr const char* label = "domainVector = ";
+  static const Attribute& value(const MrpLib& lib) { return lib.msrpDomainVectorTx(); }
+  static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
+    const auto first = firstValueOf<Attribute>(c);
+    return mrpDomainValueInSequence(first.srClassId, next.srClassId, first.srClassPriority,
+                                    next.srClassPriority, n);
+  }
+};
+
+struct VlanCodec : CodecBase<MrpApplication::mvrp, 1> {
+  using Attribute = MvrpVlanAttribute;
+  static constexpr const char* prefix = "mrpSendVlanVector on ";
+  static constexpr const char* label = "vlanId = ";
+  static const Attribute& value(const MrpLib& lib) { return lib.mvrpVlanVectorTx(); }
+  static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
+    return std::uint32_t{firstValueOf<Attribute>(c).vlanId} + n == next.vlanId;
+  }
+};
+
+template <class Codec>
+std::size_t appendEvent(MrpTxPacketContext& context, const typename Codec::Attribute& value,
+                        std::uint8_t event) {
+  if constexpr (Codec::fourPacked) {
+    return mrpPackThreeAndFourPackedEvent(context, event, value.listenerEvent());
+  } else {
+    return mrpPackThreePackedEvent(context, Codec::type, event, Codec::application);
+  }
+}
+
+template <class Codec>
+void openMessage(MrpTxPacketContext& context, Platform::Trace& trace) {
+  if constexpr (Codec::application == MrpApplication::msrp) {
+    mrpCreateNewMsrpHeader(context, Codec::type, trace);
+  } else {
+    mrpCreateNewMvrpHeader(context, Codec::type, trace);
+  }
+}
+
+// Moves to the place right after the current vector.
+template <class Codec>
+void openVector(MrpTxPacketContext& context) {
+  if constexpr (Codec::application == MrpApplication::msrp) {
+    const std::size_t listLength = readU16(context.messageData() + kAttributeListLengthOffset);
+    context.curVectorIs(context.curMessage() + kMsrpMessageHeaderSize + listLength);
+  } else {
+    context.curVectorIs(context.curVector() + mvrpGetSizeOfVector(context.vectorData()));
+  }
+}
+
+void addToListLength(MrpTxPacketContext& context, std::size_t added, Platform::Trace& trace) {
+  std::uint8_t* listLength = context.messageData() + kAttributeListLengthOffset;
+  const std::uint16_t old = readU16(listLength);
+  const auto updated = static_cast<std::uint16_t>(old + added);
+  writeU16(listLength, updated);
+  MRP_TRACE(trace, 8, " Cur Attribute List Length encoded = " << old << " Added bytes = " << added);
+  MRP_TRACE(trace, 8, " Updated Attribute List Length encoded = " << updated);
+}
+
+}  // namespace
+
+// A pending LeaveAll rides on the first new vector written, whatever its port and type.
+template <class Codec>
+std::size_t MrpLib::encodeVector(MrpTxPacketContext& context,
+                                 const typename Codec::Attribute& value, std::uint8_t event) {
+  std::uint8_t* vector = context.vectorData();
+  if (event == kLeaveAllEvent) {
+    writeU16(vector, kVectorHeaderLeaveAll);
+    nullAttribute(vector + kVectorHeaderSize, Codec::firstValueSize);
+    return kVectorHeaderSize + Codec::firstValueSize;
+  }
+  MrpParseContext& parseContext = *mrpSm_->parseContext();
+  writeU16(vector, parseContext.sendTxLvAll() ? kVectorHeaderLeaveAll : std::uint16_t{0});
+  parseContext.sendTxLvAllIs(false);
+  std::memcpy(vector + kVectorHeaderSize, &value, Codec::firstValueSize);
+  return kVectorHeaderSize + Codec::firstValueSize + appendEvent<Codec>(context, value, event);
+}
+
+template <class Codec>
+void MrpLib::sendVector(std::uint8_t event, IntfId intf, bool second) {
+  MrpTxPacketContext& context = *mrpTxContext(intf, second);
+  Platform::Trace& trace = mrpSm_->trace();
+  const auto& value = Codec::value(*this);
+  MRP_TRACE(trace, 8, Codec::prefix << intf << " event=" << +event);
+  MRP_TRACE(trace, 8, Codec::label << std::hex << keyOf(value) << std::dec << " " << value);
+
+  const bool newMessage =
+      event == kLeaveAllEvent || !context.hasMessage() || *context.messageData() != Codec::type;
+  std::size_t added = 0;
+  if (newMessage) {
+    openMessage<Codec>(context, trace);
+    added = encodeVector<Codec>(context, value, event);
+  } else if (Codec::inSequence(context, value, mrpGetNumOfValues(context.vectorData()))) {
+    added = appendEvent<Codec>(context, value, event);
+  } else {
+    openVector<Codec>(context);
+    added = encodeVector<Codec>(context, value, event);
+  }
+  if constexpr (Codec::application == MrpApplication::msrp) {
+    addToListLength(context, added, trace);
+  }
+  context.currentAttrTypeIs(Codec::type);
+}
+
+void MrpLib::mrpSendTalkerAdvertise(std::uint8_t event, IntfId intf, bool second) {
+  sendVector<TalkerAdvertiseCodec>(event, intf, second);
+}
+void MrpLib::mrpSendTalkerFailed(std::uint8_t event, IntfId intf, bool second) {
+  sendVector<TalkerFailedCodec>(event, intf, second);
+}
+void MrpLib::mrpSendListenerVector(std::uint8_t event, IntfId intf, bool second) {
+  sendVector<ListenerCodec>(event, intf, second);
+}
+void MrpLib::mrpSendDomainVector(std::uint8_t event, IntfId intf, bool second) {
+  sendVector<DomainCodec>(event, intf, second);
+}
+void MrpLib::mrpSendVlanVector(std::uint8_t event, IntfId intf, bool second) {
+  sendVector<VlanCodec>(event, intf, second);
+}
+
+std::size_t MrpLib::mrpEncodeTalkerVector(MrpTxPacketContext& context,
+                                          const MsrpTalkerAdvertiseAttribute& value,
+                                          std::uint8_t event) {
+  return encodeVector<TalkerAdvertiseCodec>(context, value, event);
+}
+std::size_t MrpLib::mrpEncodeTalkerFailedVector(MrpTxPacketContext& context,
+                                                const MsrpTalkerFailedAttribute& value,
+                                                std::uint8_t event) {
+  return encodeVector<TalkerFailedCodec>(context, value, event);
+}
+std::size_t MrpLib::mrpEncodeListenerVector(MrpTxPacketContext& context,
+                                            const MsrpListenerAttribute& value,
+                                            std::uint8_t event) {
+  return encodeVector<ListenerCodec>(context, value, event);
+}
+std::size_t MrpLib::mrpEncodeDomainVector(MrpTxPacketContext& context,
+                                          const MsrpDomainAttribute& value, std::uint8_t event) {
+  return encodeVector<DomainCodec>(context, value, event);
+}
+std::size_t MrpLib::mrpEncodeVlanVector(MrpTxPacketContext& context, const MvrpVlanAttribute& value,
+                                        std::uint8_t event) {
+  return encodeVector<VlanCodec>(context, value, event);
+}
+
+}  // namespace Mrp

@@ -1,0 +1,31 @@
+#include "mrp/types/MrpAttrDatabase.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Mrp {
+
+void MrpAttrDatabase::attributeValueIs(ValueIndex index, std::uint8_t octet) {
+  const std::size_t i = index.value();
+  if (i >= kMaxValue) throw std::range_error("no attribute value has an octet at this index");
+  for (std::size_t gap = valueSize_; gap < i; ++gap) value_[gap] = 0;
+  value_[i] = octet;
+  valueSize_ = std::max(valueSize_, static_cast<std::uint8_t>(i + 1));
+}
+
+void MrpAttrDatabase::valueOctetsIs(const std::vector<std::uint8_t>& octets) {
+  if (octets.size() <= kMaxValue) valueIs(octets);
+}
+
+std::span<const Platform::AttributeInfo> MrpAttrDatabase::attributeTable() {
+  using A = MrpAttrDatabase;
+  static constexpr std::array table{
+      Platform::readOnlyAttribute<A, &A::attributeKey>("attributeKey"),
+      Platform::attribute<A, &A::applicantState, &A::applicantStateIs>("applicantState"),
+      Platform::attribute<A, &A::registrarState, &A::registrarStateIs>("registrarState"),
+      Platform::attribute<A, &A::valueOctets, &A::valueOctetsIs>("attributeValue"),
+  };
+  return table;
+}
+
+}  // namespace Mrp

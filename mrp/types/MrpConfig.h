@@ -1,0 +1,85 @@
+#pragma once
+
+#include "mrp/types/PlatformNames.h"
+#include "platform/interface/IntfMap.h"
+#include "platform/reactor/Entity.h"
+#include "platform/time/Seconds.h"
+
+namespace Mrp {
+
+// Configuration of the MRP service, watched by the engine. Times are in seconds. Writing the value
+// that a field already has is no change.
+class MRP_API MrpConfig : public Platform::Entity {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpConfig";
+
+  // LeaveTime (IEEE 802.1Q 10.7.5): how long a registration in LV waits to be declared again.
+  Seconds leaveTime() const { return leaveTime_; }
+  void leaveTimeIs(Seconds time) { leaveTime_ = time; }
+  // Per-port leave times; absent or 0 means the global one.
+  Seconds intfLeaveTime(IntfId intf) const { return entry(intfLeaveTime_, intf); }
+  void intfLeaveTimeIs(IntfId intf, Seconds time) { intfLeaveTime_.is(intf) = time; }
+  void intfLeaveTimeDel(IntfId intf) { intfLeaveTime_.del(intf); }
+
+  // Leave time after a LeaveAll of our own, where it differs from kDefaultLeaveAllLeaveTime.
+  Seconds leaveAllLeaveTime() const { return leaveAllLeaveTime_; }
+  void leaveAllLeaveTimeIs(Seconds time) { leaveAllLeaveTime_ = time; }
+  static constexpr Seconds kDefaultLeaveAllLeaveTime{0.6};
+
+  // LeaveAllTime (IEEE 802.1Q 10.7.5): period between LeaveAlls of our own.
+  Seconds leaveAllTime() const { return leaveAllTime_; }
+  void leaveAllTimeIs(Seconds time) {
+    if (time == leaveAllTime_) return;
+    leaveAllTime_ = time;
+    onLeaveAllTime_.notify();
+  }
+  Platform::Signal<>& onLeaveAllTime() { return onLeaveAllTime_; }
+  // Per-port LeaveAll times; absent or 0 means the global one.
+  Seconds intfLeaveAllTime(IntfId intf) const { return entry(intfLeaveAllTime_, intf); }
+  void intfLeaveAllTimeIs(IntfId intf, Seconds time) {
+    const Seconds* present = intfLeaveAllTime_.find(intf);
+    if (present && *present == time) return;
+    intfLeaveAllTime_.is(intf) = time;
+    onIntfLeaveAllTime_.notify(intf);
+  }
+  void intfLeaveAllTimeDel(IntfId intf) {
+    if (intfLeaveAllTime_.del(intf)) onIntfLeaveAllTime_.notify(intf);
+  }
+  Platform::Signal<IntfId>& onIntfLeaveAllTime() { return onIntfLeaveAllTime_; }
+
+  bool timersEnabled() const { return timersEnabled_; }
+  void timersEnabledIs(bool enabled) {
+    if (enabled == timersEnabled_) return;
+    timersEnabled_ = enabled;
+    onTimersEnabled_.notify();
+  }
+  Platform::Signal<>& onTimersEnabled() { return onTimersEnabled_; }
+
+  // While set, finished transmit packets are dropped.
+  bool txSuppress() const { return txSuppress_; }
+  void txSuppressIs(bool suppress) { txSuppress_ = suppress; }
+
+  Platform::Described describe() const override { return Platform::described(*this); }
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  static Seconds entry(const Platform::IntfMap<Seconds>& map, IntfId intf) {
+    const Seconds* time = map.find(intf);
+    return time ? *time : Seconds();
+  }
+  Platform::Value::Members intfLeaveTimes() const;
+  Platform::Value::Members intfLeaveAllTimes() const;
+
+  Seconds leaveTime_{0.6};
+  Seconds leaveAllLeaveTime_{kDefaultLeaveAllLeaveTime};
+  Seconds leaveAllTime_{10.0};
+  Platform::IntfMap<Seconds> intfLeaveTime_;
+  Platform::IntfMap<Seconds> intfLeaveAllTime_;
+  bool timersEnabled_ = true;
+  bool txSuppress_ = false;
+  Platform::Signal<> onLeaveAllTime_;
+  Platform::Signal<IntfId> onIntfLeaveAllTime_;
+  Platform::Signal<> onTimersEnabled_;
+};
+
+}  // namespace Mrp

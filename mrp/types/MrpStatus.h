@@ -1,0 +1,161 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "mrp/types/AttrTable.h"
+#include "mrp/types/PlatformNames.h"
+#include "platform/interface/IntfMap.h"
+#include "platform/reactor/Entity.h"
+#include "platform/time/Seconds.h"
+
+// The status entity of the MRP service: application -> port -> attribute type -> record.
+namespace Mrp {
+
+// Attributes of one type on one port. Its published members are the committed records. Records that
+// wait to be added or deleted live in the same table under marks, so that adding and deleting move
+// no memory; KeyOrders list them for the reviews.
+class MRP_API MrpIntfTypeApplicant {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpIntfTypeApplicant";
+  MrpIntfTypeApplicant(std::uint8_t attributeType, AttrTable::Keys keys);
+
+  std::uint8_t attributeType() const { return attributeType_; }
+
+  // Published collection. `mrpAttributeIs` commits a record at once, new when there was none.
+  MrpAttrDatabase* mrpAttribute(std::uint64_t key) const;
+  MrpAttrDatabase& mrpAttributeIs(std::uint64_t key);
+  void mrpAttributeDel(std::uint64_t key);
+  bool mrpAttributeHas(std::uint64_t key) const { return mrpAttribute(key) != nullptr; }
+
+  // What a look-up sees: pending additions, but no pending deletions.
+  MrpAttrDatabase* visible(std::uint64_t key) const {
+    MrpAttrDatabase* record = table_.find(key);
+    return record && record->visible() ? record : nullptr;
+  }
+  // The visible record with the smallest key at or above `from`; null past the last.
+  MrpAttrDatabase* visibleAtOrAbove(std::uint64_t from);
+  std::size_t visibleCount() const { return visible_; }
+
+  // Pending additions and deletions.
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key);
+  void pendingAddDel(MrpAttrDatabase& record);
+  void commit(MrpAttrDatabase& record);
+  void pendingDeleteIs(MrpAttrDatabase& record);
+  void pendingDeleteDel(MrpAttrDatabase& record);
+  std::size_t pendingAdds() const { return pendingAdd_.count; }
+  std::size_t pendingDeletes() const { return pendingDelete_.count; }
+  MrpAttrDatabase* pendingAddAtOrAbove(std::uint64_t from);
+  MrpAttrDatabase* pendingDeleteAtOrAbove(std::uint64_t from);
+
+  // Attaches a leave machine to a record, or detaches it with null; a vacant record goes with its
+  // last machine.
+  void leaveSmIs(MrpAttrDatabase& record, bool explicitLeave, MrpLeaveSm* sm);
+  // Any record, vacant ones too: for those who look for leave machines.
+  MrpAttrDatabase* any(std::uint64_t key) const { return table_.find(key); }
+  MrpAttrDatabase* anyAtOrAbove(std::uint64_t from) { return table_.atOrAbove(from); }
+
+  // Forgets what only a running engine needs: pending additions go, pending deletions are revived.
+  void pendingDelAll();
+
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  struct Pending {
+    KeyOrder keys;
+    std::size_t count = 0;
+  };
+  MrpAttrDatabase* pendingAtOrAbove(Pending& pending, std::uint8_t mark, std::uint64_t from);
+  static void pendingIs(Pending& pending, const MrpAttrDatabase& record);
+  void pendingGone(Pending& pending, std::uint8_t mark);
+  void marksAre(MrpAttrDatabase& record, unsigned marks);
+  Platform::Value::Members members() const;
+
+  std::uint8_t attributeType_;
+  mutable AttrTable table_;
+  std::size_t visible_ = 0;
+  Pending pendingAdd_;
+  Pending pendingDelete_;
+};
+
+// Attributes of one port, by attribute type.
+class MRP_API MrpIntfApplicant {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpIntfApplicant";
+  explicit MrpIntfApplicant(MrpApplication application) : application_(application) {}
+
+  MrpIntfTypeApplicant* intfTypeApplicant(std::uint8_t type) const {
+    return type < types_.size() ? types_[type].get() : nullptr;
+  }
+  MrpIntfTypeApplicant& intfTypeApplicantIs(std::uint8_t type);
+  // Types present run from 0 to this, less one; some in between may be absent.
+  std::size_t typeLimit() const { return types_.size(); }
+
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  Platform::Value::Members members() const;
+
+  MrpApplication application_;
+  std::vector<std::unique_ptr<MrpIntfTypeApplicant>> types_;
+};
+
+// Database of one application.
+class MRP_API MrpApplicationDatabase {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpApplicationDatabase";
+  explicit MrpApplicationDatabase(MrpApplication application) : application_(application) {}
+
+  MrpApplication application() const { return application_; }
+
+  MrpIntfApplicant* attrDatabase(IntfId intf) const { return attrDatabase_.find(intf); }
+  MrpIntfApplicant& attrDatabaseIs(IntfId intf) { return attrDatabase_.is(intf, application_); }
+  const Platform::IntfMap<MrpIntfApplicant>& attrDatabase() const { return attrDatabase_; }
+  // The collection of one port and type; null when any level is missing.
+  MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const {
+    MrpIntfApplicant* port = attrDatabase_.find(intf);
+    return port ? port->intfTypeApplicant(type) : nullptr;
+  }
+
+  // LeaveAll periods in force, for display.
+  const std::map<MrpLeaveAllKey, Seconds>& leaveAllTime() const { return leaveAllTime_; }
+  void leaveAllTimeIs(const MrpLeaveAllKey& key, Seconds time) { leaveAllTime_[key] = time; }
+  void leaveAllTimeDel(const MrpLeaveAllKey& key) { leaveAllTime_.erase(key); }
+
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  Platform::Value::Members attrMembers() const;
+  Platform::Value::Members leaveAllMembers() const;
+
+  MrpApplication application_;
+  Platform::IntfMap<MrpIntfApplicant> attrDatabase_;
+  std::map<MrpLeaveAllKey, Seconds> leaveAllTime_;
+};
+
+class MRP_API MrpStatus : public Platform::Entity {
+ public:
+  static constexpr std::string_view typeName = "Mrp::MrpStatus";
+
+  MrpApplicationDatabase* application(MrpApplication application) const;
+  MrpApplicationDatabase& applicationIs(MrpApplication application);
+
+  // While set, a copy of every admitted MRPDU is flooded and none of its events is staged.
+  bool flood() const { return flood_; }
+  void floodIs(bool flood) { flood_ = flood; }
+
+  Platform::Described describe() const override { return Platform::described(*this); }
+  static std::span<const Platform::AttributeInfo> attributeTable();
+
+ private:
+  Platform::Value::Members members() const;
+
+  std::map<MrpApplication, std::unique_ptr<MrpApplicationDatabase>> application_;
+  bool flood_ = false;
+};
+
+// Copies every committed record of `from` into `to`, as the side that takes over receives them.
+MRP_API void copyCommitted(const MrpApplicationDatabase& from, MrpApplicationDatabase& to);
+
+}  // namespace Mrp
