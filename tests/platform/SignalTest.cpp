@@ -92,15 +92,16 @@ TEST_F(SignalTest, RewatchingFromInsideDoesNotLoop) {
   EXPECT_EQ(notified(), "acb");
 }
 
-TEST_F(SignalTest, AddedAfterTheLastOneIsGoneStillWaits) {
+TEST_F(SignalTest, AddedBehindTheLastOneStillWaitsWhenThatIsGone) {
   std::unique_ptr<Watcher> d;
   a->inside = [&] {
-    c.reset();
     d = watcher('d');
+    c.reset();
+    b.reset();
     a->inside = nullptr;
   };
-  EXPECT_EQ(notified(), "ab");
-  EXPECT_EQ(notified(), "abd");
+  EXPECT_EQ(notified(), "a");
+  EXPECT_EQ(notified(), "ad");
 }
 
 TEST_F(SignalTest, DestroyedDuringNotification) {
@@ -108,6 +109,16 @@ TEST_F(SignalTest, DestroyedDuringNotification) {
   signal->notify();
   EXPECT_EQ(log, "ab");
   EXPECT_FALSE(a->reactor.watching() || c->reactor.watching());
+}
+
+TEST_F(SignalTest, OuterNotificationSeesRemovalsAfterANestedOne) {
+  a->inside = [&] {
+    a->inside = nullptr;
+    signal->notify();
+    b->reactor.unwatch();
+    log += ' ';
+  };
+  EXPECT_EQ(notified(), "aabc c");
 }
 
 TEST_F(SignalTest, NestedNotificationSurvivesRemovalAndDestruction) {
