@@ -11,7 +11,7 @@ namespace Mrp {
 
 // The records of one (port, attribute type), pooled so that a walk reads memory in order, found by
 // key and walked in key order. Records keep their address until they are deleted.
-class AttrTable {
+class MRP_API AttrTable {
  public:
   // How the keys of a type are spread: dense keys (VLAN identifiers, SR classes) lie below
   // kDenseKeys and index pages of records; sparse ones (stream identifiers) are hashed.

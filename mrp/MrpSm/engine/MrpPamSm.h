@@ -11,7 +11,7 @@ class MrpPamSm;
 
 // Machine of one open packet endpoint: receives its frames and carries the port's LeaveAll
 // handling. Lives exactly as long as the endpoint is in the collection.
-class MrpIntfPamSm : public Platform::Entity {
+class MRP_API MrpIntfPamSm : public Platform::Entity {
  public:
   MrpIntfPamSm(IntfId intfId, Ptr<Platform::Pam> pam, bool standbyMode, MrpPamSm& mrpPamSm);
   ~MrpIntfPamSm() override;
@@ -46,7 +46,7 @@ class MrpIntfPamSm : public Platform::Entity {
 };
 
 // Keeps one MrpIntfPamSm for every endpoint in the collection.
-class MrpPamSm : public Platform::Entity {
+class MRP_API MrpPamSm : public Platform::Entity {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpPamSm";
   MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm);

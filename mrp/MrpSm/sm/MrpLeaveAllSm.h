@@ -18,7 +18,7 @@ struct MrpLeaveAllTimer {
 };
 
 // LeaveAll periods of one port (IEEE 802.1Q 10.7.9), one an attribute type, on one timer.
-class MrpIntfLeaveAllSm : public Platform::Entity {
+class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
  public:
   MrpIntfLeaveAllSm(IntfId intfId, MrpSm& mrpSm, Ptr<Platform::TimerWheel> timerWheel);
 
@@ -53,7 +53,7 @@ class MrpIntfLeaveAllSm : public Platform::Entity {
 
 // LeaveAll machines of all ports, and the place where events that concern all attributes of a port
 // and type are posted.
-class MrpLeaveAllSm : public Platform::Entity {
+class MRP_API MrpLeaveAllSm : public Platform::Entity {
  public:
   MrpLeaveAllSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
 
