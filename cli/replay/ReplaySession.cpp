@@ -163,11 +163,15 @@ void ReplaySession::act(const LeaveAllAction& action) {
 }
 
 void ReplaySession::act(const RoleAction& action) {
+  // A port that is new to the instance appears in its role.
+  auto port = Platform::makePtr<Stp::MstiPortStatus>();
+  const Stp::MstiPortStatus::Role role{action.role};
+  port->roleIs(role);
   switch_.stpStatus()
       ->childIs(action.stp)
       .childIs(action.mst)
-      .childIs(action.port)
-      .roleIs(Stp::MstiPortStatus::Role{action.role});
+      .childIs(action.port, port)
+      .roleIs(role);
 }
 
 void ReplaySession::act(const ConfigAction& action) {

@@ -35,13 +35,14 @@ class StatusDir : public Entity {
     auto it = children_.find(name);
     return it == children_.end() ? nullptr : it->second.get();
   }
-  Child& childIs(const std::string& name) {
-    Ptr<Child>& child = children_[name];
-    if (!child) {
-      child = Platform::makePtr<Child>();
-      onChild_.notify(name);
-    }
-    return *children_[name];
+  // The child of this name. Where there is none, `made` becomes it, or a new one; watchers see it
+  // as it is when it appears.
+  Child& childIs(const std::string& name, Ptr<Child> made = nullptr) {
+    if (Child* present = child(name)) return *present;
+    if (!made) made = Platform::makePtr<Child>();
+    children_[name] = made;
+    onChild_.notify(name);
+    return *made;
   }
   void childDel(const std::string& name) {
     if (children_.erase(name)) onChild_.notify(name);
