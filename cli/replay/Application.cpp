@@ -51,7 +51,7 @@ std::optional<MrpApplication> applicationOf(OctetSpan frame) {
 
 std::string typeName(MrpApplication application, std::uint8_t type) {
   if (type == 0 || type > infoOf(application).types) return "type " + std::to_string(type);
-  return application == MrpApplication::msrp ? kMsrpTypes[type] : "vlan";
+  return application == MrpApplication::msrp ? kMsrpTypes[type] : "VLAN";
 }
 
 std::uint64_t numberAt(OctetSpan octets, std::size_t offset, std::size_t size) {

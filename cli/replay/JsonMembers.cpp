@@ -42,6 +42,11 @@ std::optional<std::uint64_t> wholeNumber(std::string_view digits, int base) {
 
 bool isTime(double seconds) { return seconds >= 0 && seconds < kMaxSeconds; }
 
+std::string shown(const nlohmann::ordered_json& json) {
+  if (json.is_structured()) return json.is_array() ? "a list" : "an object";
+  return json.dump();
+}
+
 JsonMembers::JsonMembers(const Json& object, const std::string& where)
     : object_(object), where_(where) {
   if (!object.is_object()) refuse("not a JSON object");

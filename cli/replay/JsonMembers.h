@@ -17,6 +17,9 @@ std::optional<Octets> octetsFromHex(std::string_view text);
 std::optional<std::uint64_t> wholeNumber(std::string_view digits, int base);
 // Whether a number of seconds is a time that can be kept: not negative, below 292 years.
 bool isTime(double seconds);
+// A scalar as it is written, a list or an object by that word: for messages. Never long, whatever
+// the nesting.
+std::string shown(const nlohmann::ordered_json& json);
 
 // The members of one JSON object. Every reader throws BadInput, which begins with `where`, when the
 // member is missing, has another type or is out of range.

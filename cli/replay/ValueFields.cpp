@@ -127,7 +127,7 @@ Octets valueFromJson(MrpApplication application, std::uint8_t type, const Json& 
     }
     const auto number = numberFrom(member, field->form);
     if (!number || *number > field->max) {
-      throw BadInput(where, "\"" + name + "\" cannot be " + member.dump());
+      throw BadInput(where, "\"" + name + "\" cannot be " + shown(member));
     }
     putField(*field, *number, value);
   }

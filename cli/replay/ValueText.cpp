@@ -70,11 +70,6 @@ std::string streamText(std::uint64_t streamId) {
          format(":%04llx", static_cast<unsigned long long>(streamId & 0xffff));
 }
 
-std::string keyText(MrpApplication application, std::uint8_t type, std::uint64_t key) {
-  if (application == MrpApplication::mvrp) return "VLAN " + std::to_string(key);
-  return type == 4 ? className(key) : streamText(key);
-}
-
 std::string valueText(MrpApplication application, std::uint8_t type, OctetSpan value) {
   constexpr std::size_t kStreamId = 8;
   if (application == MrpApplication::msrp && type == 3 && value.size() == kStreamId) {
@@ -84,7 +79,7 @@ std::string valueText(MrpApplication application, std::uint8_t type, OctetSpan v
       value.size() != valueSize(application, type)) {
     return Platform::Embedded::hexText(value);
   }
-  if (application == MrpApplication::mvrp) return keyText(application, type, numberAt(value, 0, 2));
+  if (application == MrpApplication::mvrp) return std::to_string(numberAt(value, 0, 2));
   switch (type) {
     case 3:
       return listenerText(value);
