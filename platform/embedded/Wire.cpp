@@ -27,7 +27,7 @@ Wire::Lane::Lane(Wire& wire, Switch& from, IntfId fromPort, Switch& to, IntfId t
       to_(to.bus()),
       toPort_(toPort),
       generator_(seed),
-      alarm_(*to.clock()) {
+      alarm_(*to.clock(), Alarm::Class::arrival) {
   alarm_.bind<&Lane::handleAlarm>(this);
   reactor_.watch<&Lane::handleTransmit>(from.bus()->onTransmit(), this);
 }

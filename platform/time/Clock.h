@@ -19,11 +19,12 @@ class MRP_API Clock : public PtrInterface {
 };
 
 // Calls one member function of its owner once at each arming. Of alarms due at one instant those of
-// class `wheel` are served first; within a class, in the order in which they were armed. Disarms
+// class `wheel` are served first, then `review`, then `arrival` (of frames); within a class, in the
+// order in which they were armed. Disarms
 // itself when destroyed; re-arming or destroying it from inside its callback is legal.
 class MRP_API Alarm {
  public:
-  enum class Class : std::uint8_t { wheel, review };
+  enum class Class : std::uint8_t { wheel, review, arrival };
 
   explicit Alarm(Clock& clock, Class cls = Class::review) : clock_(&clock), class_(cls) {}
   ~Alarm() { cancel(); }
