@@ -21,16 +21,15 @@ class MRP_API EthAddr {
   constexpr explicit EthAddr(const std::array<std::uint8_t, 6>& octets) : octets_(octets) {}
   // The low 48 bits of `number`, most significant octet first.
   static constexpr EthAddr fromNumber(std::uint64_t number) {
-    EthAddr a;
-    for (std::size_t i = 6; i-- > 0; number >>= 8) a.octets_[i] = static_cast<std::uint8_t>(number);
-    return a;
+    const auto octet = [number](int shift) { return static_cast<std::uint8_t>(number >> shift); };
+    return EthAddr({octet(40), octet(32), octet(24), octet(16), octet(8), octet(0)});
   }
   static std::optional<EthAddr> parse(std::string_view text);
 
   constexpr std::uint64_t number() const {
-    std::uint64_t n = 0;
-    for (std::uint8_t o : octets_) n = n << 8 | o;
-    return n;
+    const auto& o = octets_;
+    return std::uint64_t{o[0]} << 40 | std::uint64_t{o[1]} << 32 | std::uint64_t{o[2]} << 24 |
+           std::uint64_t{o[3]} << 16 | std::uint64_t{o[4]} << 8 | std::uint64_t{o[5]};
   }
   const std::array<std::uint8_t, 6>& octets() const { return octets_; }
   const std::uint8_t* data() const { return octets_.data(); }

@@ -6,10 +6,6 @@
 
 namespace Mrp {
 
-MrpIntfTypeApplicant* MrpSm::typeApplicant(IntfId intf, std::uint8_t type) const {
-  return database_->typeApplicant(intf, type);
-}
-
 MrpAttrDatabase* MrpSm::mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                                bool includePending) {
   MrpIntfTypeApplicant* types = typeApplicant(intf, type);

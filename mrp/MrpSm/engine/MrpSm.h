@@ -165,7 +165,13 @@ class MRP_API MrpSm : public Platform::Entity {
   // Makes a record's attribute current, its value in the receive and transmit records.
   void contextIs(IntfId intf, std::uint8_t type, const MrpAttrDatabase& record);
   // Collection of one port and type; null when there is none.
-  MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const;
+  MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const {
+    if (lastTypes_.types && lastTypes_.intf == intf && lastTypes_.type == type) {
+      return lastTypes_.types;
+    }
+    lastTypes_ = {intf, type, database_->typeApplicant(intf, type)};
+    return lastTypes_.types;
+  }
   // The current attribute's record, or the named one's, whatever its state; null when it has none.
   MrpAttrDatabase* anyRecord() const;
   MrpAttrDatabase* anyRecord(const MrpAttribute& attribute) const;
@@ -234,6 +240,13 @@ class MRP_API MrpSm : public Platform::Entity {
   Platform::EventLog* eventLog_;
   Platform::PktManager* pktManager_;
   MrpApplicationDatabase* database_ = nullptr;
+  // The collection looked up last; collections stay for as long as the status does.
+  struct LastTypes {
+    IntfId intf;
+    std::uint8_t type = 0;
+    MrpIntfTypeApplicant* types = nullptr;
+  };
+  mutable LastTypes lastTypes_;
   bool standbyMode_;
   std::uint8_t protocolVersion_ = 0;
 

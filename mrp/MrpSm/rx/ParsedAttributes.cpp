@@ -3,7 +3,7 @@
 namespace Mrp {
 
 // Mixes the key with the address of the store, so that a peer cannot tell which keys collide.
-MrpParsedAttributes::Slot& MrpParsedAttributes::slotOf(const MrpParsedAttributeKey& key) {
+MrpParsedAttributes::Slot& MrpParsedAttributes::hashedSlotOf(const MrpParsedAttributeKey& key) {
   std::uint64_t h = key.attributeKey ^ reinterpret_cast<std::uintptr_t>(this);
   h = (h ^ h >> 32 ^ key.attributeType) * 0xFF51AFD7ED558CCDu;
   h ^= h >> 33;
@@ -35,6 +35,7 @@ void MrpParsedAttributes::delAll() {
   attributes_.clear();
   if (++generation_ == 0) {
     slots_.assign(slots_.size(), Slot{});
+    direct_.assign(direct_.size(), Slot{});
     generation_ = 1;
   }
 }
@@ -42,7 +43,7 @@ void MrpParsedAttributes::delAll() {
 void MrpParsedAttributes::grow() {
   slots_.assign(slots_.empty() ? 256 : 2 * slots_.size(), Slot{});
   for (std::uint32_t i = 0; i < attributes_.size(); ++i) {
-    slotOf(attributes_[i].key) = {generation_, i};
+    if (!isDirect(attributes_[i].key)) hashedSlotOf(attributes_[i].key) = {generation_, i};
   }
 }
 

@@ -29,8 +29,9 @@ struct MrpParsedAttribute {
   }
 };
 
-// The staged attributes of one PDU: a dense array in order of first appearance, with a hash index
-// that is emptied by moving on to a new generation.
+// The staged attributes of one PDU: a dense array in order of first appearance, with an index that
+// is emptied by moving on to a new generation. VLAN identifiers index it directly, stream
+// identifiers are hashed.
 class MrpParsedAttributes {
  public:
   MrpParsedAttribute* find(const MrpParsedAttributeKey& key);
@@ -47,10 +48,21 @@ class MrpParsedAttributes {
     std::uint32_t position = 0;
   };
   // The slot of `key`, or the free one where its probe ends.
-  Slot& slotOf(const MrpParsedAttributeKey& key);
+  Slot& slotOf(const MrpParsedAttributeKey& key) {
+    return isDirect(key) ? direct_[key.attributeKey] : hashedSlotOf(key);
+  }
   void grow();
 
   std::vector<MrpParsedAttribute> attributes_;
+  // Small keys of type 1: every VLAN identifier.
+  static constexpr std::uint64_t kDirectKeys = 4096;
+  static constexpr std::uint8_t kDirectType = 1;
+  static bool isDirect(const MrpParsedAttributeKey& key) {
+    return key.attributeType == kDirectType && key.attributeKey < kDirectKeys;
+  }
+  Slot& hashedSlotOf(const MrpParsedAttributeKey& key);
+
+  std::vector<Slot> direct_ = std::vector<Slot>(kDirectKeys);
   std::vector<Slot> slots_;
   std::uint32_t generation_ = 1;
 };

@@ -8,11 +8,6 @@
 namespace Mrp {
 namespace {
 
-template <class T>
-std::span<std::uint8_t> imageOf(T& value) {
-  return {reinterpret_cast<std::uint8_t*>(&value), sizeof value};
-}
-
 MrpTxPacketContext& contextIs(MrpLib::TxContexts& contexts, IntfId intf, Ptr<Pkt> pkt) {
   Ptr<MrpTxPacketContext>& context = contexts.is(intf);
   if (!context) context = Platform::makePtr<MrpTxPacketContext>(intf, pkt);
@@ -33,44 +28,6 @@ MrpLib::~MrpLib() = default;
 bool MrpLib::mrpJoinIndication(const MrpParameters&) { return false; }
 void MrpLib::mrpLeaveIndication(const MrpParameters&) {}
 void MrpLib::mrpLeaveAllIndication(const MrpParameters&) {}
-
-std::span<std::uint8_t> MrpLib::rxImage(std::uint8_t attributeType) {
-  if (application_ == MrpApplication::mvrp) {
-    return attributeType == 1 ? imageOf(mvrpVlanVectorRx_) : std::span<std::uint8_t>{};
-  }
-  if (application_ != MrpApplication::msrp) return {};
-  switch (static_cast<MsrpAttrType>(attributeType)) {
-    case MsrpAttrType::talkerAdvertise:
-      return imageOf(msrpTalkerAdvertiseRx_);
-    case MsrpAttrType::talkerFailed:
-      return imageOf(msrpTalkerFailedRx_);
-    case MsrpAttrType::listener:
-      return imageOf(msrpListenerVectorRx_);
-    case MsrpAttrType::domain:
-      return imageOf(msrpDomainVectorRx_);
-    default:
-      return {};
-  }
-}
-
-std::span<std::uint8_t> MrpLib::txImage(std::uint8_t attributeType) {
-  if (application_ == MrpApplication::mvrp) {
-    return attributeType == 1 ? imageOf(mvrpVlanVectorTx_) : std::span<std::uint8_t>{};
-  }
-  if (application_ != MrpApplication::msrp) return {};
-  switch (static_cast<MsrpAttrType>(attributeType)) {
-    case MsrpAttrType::talkerAdvertise:
-      return imageOf(msrpTalkerAdvertiseTx_);
-    case MsrpAttrType::talkerFailed:
-      return imageOf(msrpTalkerFailedTx_);
-    case MsrpAttrType::listener:
-      return imageOf(msrpListenerVectorTx_);
-    case MsrpAttrType::domain:
-      return imageOf(msrpDomainVectorTx_);
-    default:
-      return {};
-  }
-}
 
 void MrpLib::mrpValueFromFirstValue(std::uint32_t index) {
   if (index == 0) return;

@@ -70,8 +70,14 @@ class MRP_API MrpLib : public Platform::Entity {
 #undef MRP_VALUE_RECORD
   // The octets of a type's record: the image in which values are staged and stored (25, 34, 12 and
   // 4 octets for the MSRP types, 2 for the VLAN). Empty for a type that the application lacks.
-  std::span<std::uint8_t> rxImage(std::uint8_t attributeType);
-  std::span<std::uint8_t> txImage(std::uint8_t attributeType);
+  std::span<std::uint8_t> rxImage(std::uint8_t attributeType) {
+    return image(attributeType, msrpTalkerAdvertiseRx_, msrpTalkerFailedRx_, msrpListenerVectorRx_,
+                 msrpDomainVectorRx_, mvrpVlanVectorRx_);
+  }
+  std::span<std::uint8_t> txImage(std::uint8_t attributeType) {
+    return image(attributeType, msrpTalkerAdvertiseTx_, msrpTalkerFailedTx_, msrpListenerVectorTx_,
+                 msrpDomainVectorTx_, mvrpVlanVectorTx_);
+  }
   // Steps the receive record of the current type from the value of one event of a vector to the
   // next; nothing for index 0.
   void mrpValueFromFirstValue(std::uint32_t index);
@@ -165,6 +171,32 @@ class MRP_API MrpLib : public Platform::Entity {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
+  template <class T>
+  static std::span<std::uint8_t> octetsOf(T& value) {
+    return {reinterpret_cast<std::uint8_t*>(&value), sizeof value};
+  }
+  std::span<std::uint8_t> image(std::uint8_t attributeType,
+                                MsrpTalkerAdvertiseAttribute& talkerAdvertise,
+                                MsrpTalkerFailedAttribute& talkerFailed,
+                                MsrpListenerAttribute& listener, MsrpDomainAttribute& domain,
+                                MvrpVlanAttribute& vlan) const {
+    if (application_ == MrpApplication::mvrp) {
+      return attributeType == 1 ? octetsOf(vlan) : std::span<std::uint8_t>{};
+    }
+    if (application_ != MrpApplication::msrp) return {};
+    switch (static_cast<MsrpAttrType>(attributeType)) {
+      case MsrpAttrType::talkerAdvertise:
+        return octetsOf(talkerAdvertise);
+      case MsrpAttrType::talkerFailed:
+        return octetsOf(talkerFailed);
+      case MsrpAttrType::listener:
+        return octetsOf(listener);
+      case MsrpAttrType::domain:
+        return octetsOf(domain);
+      default:
+        return {};
+    }
+  }
   void doDeclare(MrpApplicantEvent event);
   void doSendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
   const MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
