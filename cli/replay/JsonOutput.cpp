@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/replay/JsonText.h"
 #include "cli/replay/StatusFile.h"
 #include "platform/embedded/JsonDump.h"
 
@@ -46,9 +47,6 @@ void JsonOutput::finished(Seconds time, const FinalState& state) {
         {"leaveAll", std::move(leaveAll)}});
 }
 
-// A port's name may hold octets that are not UTF-8; they are replaced.
-void JsonOutput::line(const Json& json) {
-  out_ << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
-}
+void JsonOutput::line(const Json& json) { out_ << jsonText(json) << '\n'; }
 
 }  // namespace Cli
