@@ -1,0 +1,181 @@
+// Applications that call the service from inside an indication.
+
+#include "tests/engine/Support.h"
+
+namespace EngineTest {
+namespace {
+
+class IndicationTest : public EngineTest {
+ protected:
+  // Declares on `to` what was registered elsewhere, as a bridge does; withdraws it with the last
+  // registration.
+  void propagate(Station& st, IntfId to) {
+    st.lib->onJoin = [&st, to](const MrpParameters& p) {
+      if (p.intfId != to) declare(st, to, p.attributeType, JoinIn);
+      return false;
+    };
+    st.lib->onLeave = [&st, to](const MrpParameters& p) {
+      if (p.intfId != to) declare(st, to, p.attributeType, Lv);
+    };
+  }
+  static void declare(Station& st, IntfId to, std::uint8_t type, Event event) {
+    const auto rx = st.lib->rxImage(type);
+    st.request(to, type, Octets(rx.begin(), rx.end()), event);
+  }
+};
+
+TEST_F(IndicationTest, PropagationLeavesTheCurrentAttributeAlone) {
+  Station st(kMvrp);
+  const IntfId p1 = st.port(1), p2 = st.port(2);
+  propagate(st, p2);
+  st.receive(p1, vlans(10, {JoinIn, New, JoinMt}));
+  EXPECT_EQ(st.attributes(p1), (Texts{"1:10 AO/IN", "1:11 VO/IN", "1:12 VO/IN"}));
+  EXPECT_EQ(st.attributes(p2), (Texts{"1:10 QA/MT", "1:11 QA/MT", "1:12 QA/MT"}));
+  EXPECT_EQ(st.sent(),
+            (Texts{"port2 1:10=JoinMt,JoinMt,JoinMt", "port2 1:10=JoinMt,JoinMt,JoinMt"}));
+  st.receive(p1, vlans(10, {Lv, Lv, Lv}));
+  st.sent();
+  st.run(0.7);
+  EXPECT_EQ(st.attributes(p1), Texts{});
+  EXPECT_EQ(st.attributes(p2), Texts{});
+  EXPECT_EQ(st.sent(), Texts{"port2 1:10=Lv,Lv,Lv"});
+}
+
+// Requests for another value of the same type, on the very port: the value registered is still the
+// one received.
+TEST_F(IndicationTest, RequestsOfOtherValuesDoNotMixIn) {
+  Station st(kMsrp);
+  const IntfId port = st.port(1);
+  st.lib->onJoin = [&](const MrpParameters&) {
+    st.request(port, 1, talker(0x9000), New);
+    st.request(port, 1, talker(0x9000), Lv);
+    st.request(port, 3, listener(0x1001, ready), JoinIn);
+    return false;
+  };
+  st.receive(port, streams(1, talker(0x1001), {JoinIn, JoinIn}));
+  EXPECT_EQ(st.attributes(port), (Texts{"1:1001 AO/IN", "1:1002 AO/IN", "3:1001 QA/MT"}));
+  const auto value = st.record(port, 1, 0x1002)->value();
+  EXPECT_EQ(Octets(value.begin(), value.end()), talker(0x1002, 0x91e0f000fe01));
+  // Changed values while registered: stored before the application is asked.
+  st.receive(port, streams(1, talker(0x1001, 5), {JoinIn, JoinIn}));
+  const auto changed = st.record(port, 1, 0x1002)->value();
+  EXPECT_EQ(Octets(changed.begin(), changed.end()), talker(0x1002, 6));
+}
+
+TEST_F(IndicationTest, DeletingTheVeryAttribute) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    declare(st, p.intfId, 1, InternalLeave);
+    return false;
+  };
+  st.receive(port, vlans(10, {JoinIn, JoinIn}));
+  EXPECT_EQ(st.attributes(port), Texts{});
+  st.lib->onJoin = nullptr;
+  st.receive(port, vlans(20, {JoinIn, JoinIn}));
+  st.run(0.2);
+  ASSERT_EQ(st.committed(port, 1), 2u);
+  st.receive(port, vlans(20, {Lv, Lv}));
+  st.lib->onLeave = [&](const MrpParameters& p) { declare(st, p.intfId, 1, InternalLeave); };
+  st.run(0.6);
+  EXPECT_EQ(st.attributes(port), Texts{});
+  EXPECT_EQ(st.lib->take().size(), 6u);
+  st.run(0.2);
+  EXPECT_EQ(st.committed(port, 1), 0u);
+}
+
+// Re-declared from inside its own leave, the attribute stays as this station's declaration.
+TEST_F(IndicationTest, DeclaringTheVeryAttributeInsideItsLeave) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.receive(port, vlans(10, {JoinIn}));
+  st.receive(port, vlans(10, {Lv}));
+  st.lib->onLeave = [&](const MrpParameters& p) { declare(st, p.intfId, 1, JoinIn); };
+  st.run(1);
+  EXPECT_EQ(st.attributes(port), Texts{"1:10 QA/MT"});
+  EXPECT_FALSE(st.leaving(port, 1, 10, true));
+}
+
+TEST_F(IndicationTest, DisablingTheVeryPortInsideAJoin) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1), other = st.port(2);
+  st.receive(port, vlans(500, {JoinIn}));
+  st.receive(port, vlans(500, {Lv}));
+  st.sent();
+  st.request(port, 600, New);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    st.lib->mrpInterfaceDisable(p.intfId);
+    return false;
+  };
+  st.receive(port, vlans(10, {JoinIn}));
+  st.lib->onJoin = nullptr;
+  EXPECT_EQ(st.sent(port), (Texts{"1:600=New", "1:600=New"})) << "what was open left first";
+  EXPECT_EQ(st.attributes(port), Texts{});
+  EXPECT_FALSE(st.leaving(port, 1, 500, true));
+  EXPECT_EQ(st.leaveAllDue(port, 1), -1);
+  st.lib->take();
+  st.run(2);
+  EXPECT_EQ(st.lib->take(), Texts{}) << "no leave of a port that is gone";
+  EXPECT_EQ(st.committed(port, 1), 0u);
+  EXPECT_FALSE(st.receive(port, vlans(10, {JoinIn})));
+  EXPECT_TRUE(st.receive(other, vlans(10, {JoinIn})));
+  st.lib->mrpInterfaceEnable(port);
+  EXPECT_EQ(st.leaveAllDue(port, 1), 12);
+}
+
+// The port goes away inside one of several leaves of one tick, and inside one that was found while
+// an expiry read a waiting frame.
+TEST_F(IndicationTest, DisablingTheVeryPortInsideALeave) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.receive(port, vlans(10, {JoinIn, JoinIn, JoinIn}));
+  st.receive(port, vlans(10, {Lv, Lv, Lv}, true));
+  st.lib->take();
+  st.lib->onLeave = [&](const MrpParameters& p) { st.lib->mrpInterfaceDisable(p.intfId); };
+  st.run(2);
+  EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
+  EXPECT_EQ(st.attributes(port), Texts{});
+  EXPECT_FALSE(st.sm->mrpPamSm()->mrpIntfPamSmHas(port));
+}
+
+TEST_F(IndicationTest, DisablingThePortWhileAnExpiryReadsItsFrame) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.receive(port, vlans(10, {JoinIn}));
+  st.receive(port, vlans(10, {Lv}));
+  st.lib->take();
+  st.receive(port, vlans(20, {JoinIn}), 5);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    st.lib->mrpInterfaceDisable(p.intfId);
+    return false;
+  };
+  st.run(2);
+  EXPECT_EQ(st.lib->take(), Texts{"+1:20 JoinIn port1"}) << "the leave is called off";
+  EXPECT_EQ(st.attributes(port), Texts{});
+}
+
+// A LeaveAll walk whose answers lead to nothing that the application could disturb, and a flush
+// whose leaves do: the walk goes on at the next key.
+TEST_F(IndicationTest, FlushWalkSurvivesDeletionsAndAdditions) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.receive(port, vlans(10, Events(20, JoinIn)));
+  st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
+  st.lib->take();
+  st.lib->onLeave = [&](const MrpParameters&) {
+    const std::uint64_t key = st.sm->parseContext()->attributeKey();
+    if (key == 10) st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, 11);
+    if (key == 12) st.request(port, 13, InternalLeave);
+    if (key == 14) {
+      st.request(port, 5, New);    // behind the walk
+      st.request(port, 500, New);  // ahead of it
+    }
+  };
+  st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::flush,
+                                           MrpRegistrarEvent::flush);
+  EXPECT_EQ(st.lib->take().size(), 18u) << "11 and 13 were gone before their turn";
+  EXPECT_EQ(st.attributes(port), (Texts{"1:5 QA/MT", "1:500 QA/MT"}));
+}
+
+}  // namespace
+}  // namespace EngineTest

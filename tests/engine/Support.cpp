@@ -1,0 +1,368 @@
+#include "tests/engine/Support.h"
+
+#include <cstdlib>
+#include <sstream>
+
+namespace EngineTest {
+namespace {
+
+constexpr const char* kVariable = "DISABLE_LEAVE_ALL_RANDOMIZATION";
+
+const char* eventText(unsigned event) {
+  static constexpr const char* names[] = {"New", "JoinIn", "In", "JoinMt", "Mt", "Lv"};
+  return event < std::size(names) ? names[event] : "?";
+}
+
+std::size_t firstValueSize(const App& app, std::uint8_t type) {
+  static constexpr std::size_t msrp[] = {0, 25, 34, 8, 4};
+  if (app.application == MrpApplication::mvrp) return type == 1 ? 2 : 0;
+  return type < std::size(msrp) ? msrp[type] : 0;
+}
+
+// Takes big-endian numbers from the front; remembers whether there was ever too little.
+struct Reading {
+  std::uint64_t take(std::size_t octets) {
+    std::uint64_t value = 0;
+    for (; octets > 0; --octets) {
+      if (rest.empty()) {
+        short_ = true;
+        return 0;
+      }
+      value = value << 8 | rest[0];
+      rest = rest.subspan(1);
+    }
+    return value;
+  }
+  bool endMark() const { return rest.size() >= 2 && rest[0] == 0 && rest[1] == 0; }
+  std::span<const std::uint8_t> rest;
+  bool short_ = false;
+};
+
+std::string vectorText(const App& app, std::uint8_t type, Reading& in) {
+  const auto header = static_cast<unsigned>(in.take(2));
+  const unsigned n = header & 0x1fff;
+  const std::size_t size = firstValueSize(app, type);
+  std::ostringstream text;
+  text << +type << ":" << (header & 0x2000 ? "LA" : "") << (header & 0x2000 && n ? " " : "");
+  const bool classed = app.application == MrpApplication::msrp && type == 4;
+  const std::size_t keySize = app.application == MrpApplication::mvrp ? 2 : classed ? 1 : 8;
+  const std::uint64_t key = in.take(std::min(keySize, size));
+  for (std::size_t i = keySize; i < size; ++i) in.take(1);
+  if (n == 0) return std::move(text).str();
+  text << keyText(app, type, key) << "=";
+  std::vector<unsigned> events, declarations;
+  while (events.size() < n && !in.short_) {
+    const auto octet = static_cast<unsigned>(in.take(1));
+    for (unsigned event : {octet / 36, octet / 6 % 6, octet % 6}) events.push_back(event);
+  }
+  const bool listeners = app.application == MrpApplication::msrp && type == 3;
+  while (listeners && declarations.size() < n && !in.short_) {
+    const auto octet = static_cast<unsigned>(in.take(1));
+    for (unsigned shift : {6u, 4u, 2u, 0u}) declarations.push_back(octet >> shift & 3);
+  }
+  for (unsigned i = 0; i < n && !in.short_; ++i) {
+    text << (i ? "," : "") << eventText(events[i]);
+    if (listeners) text << "/" << declarations[i];
+  }
+  return std::move(text).str();
+}
+
+}  // namespace
+
+Octets number(std::uint64_t value, std::size_t octets) {
+  Octets out(octets);
+  for (std::size_t i = octets; i-- > 0; value >>= 8) out[i] = static_cast<std::uint8_t>(value);
+  return out;
+}
+
+Octets talker(std::uint64_t streamId, std::uint64_t dmac, std::uint32_t latency) {
+  return number(streamId, 8) + number(dmac, 6) + number(2, 2) + number(64, 2) + number(1, 2) +
+         Octets{0x70} + number(latency, 4);
+}
+
+Octets failed(std::uint64_t streamId, std::uint8_t code) {
+  return talker(streamId) + number(0x8000020000000001, 8) + Octets{code};
+}
+
+Octets domain(std::uint8_t classId, std::uint8_t priority, std::uint16_t vid) {
+  return Octets{classId, priority} + number(vid, 2);
+}
+
+Octets listener(std::uint64_t streamId, Declaration declaration) {
+  return number(streamId, 8) + number(declaration, 4);
+}
+
+Octets vec(const Octets& firstValue, const Events& events, bool leaveAll,
+           const std::vector<std::uint8_t>& declarations) {
+  Octets out = number((leaveAll ? 0x2000u : 0u) | events.size(), 2) + firstValue;
+  for (std::size_t i = 0; i < events.size(); i += 3) {
+    unsigned octet = 0;
+    for (std::size_t j = i; j < i + 3; ++j) octet = octet * 6 + (j < events.size() ? events[j] : 0);
+    out.push_back(static_cast<std::uint8_t>(octet));
+  }
+  for (std::size_t i = 0; i < declarations.size(); i += 4) {
+    unsigned octet = 0;
+    for (std::size_t j = i; j < i + 4; ++j) {
+      octet = octet * 4 + (j < declarations.size() ? declarations[j] : 0);
+    }
+    out.push_back(static_cast<std::uint8_t>(octet));
+  }
+  return out;
+}
+
+Octets leaveAllVec(std::size_t size) { return number(0x2000, 2) + Octets(size); }
+
+Octets message(const App& app, std::uint8_t type, const Octets& vectors) {
+  Octets head{type, static_cast<std::uint8_t>(firstValueSize(app, type))};
+  if (app.application == MrpApplication::msrp) head = head + number(vectors.size() + 2, 2);
+  return head + vectors + Octets{0, 0};
+}
+
+Octets vlans(std::uint16_t first, const Events& events, bool leaveAll) {
+  return pdu(message(kMvrp, 1, vec(vlan(first), events, leaveAll)));
+}
+
+Octets streams(std::uint8_t type, const Octets& firstValue, const Events& events, bool leaveAll,
+               const std::vector<std::uint8_t>& declarations) {
+  return pdu(message(kMsrp, type, vec(firstValue, events, leaveAll, declarations)));
+}
+
+Octets frame(const App& app, const Octets& pdu, const Octets& tag) {
+  return number(app.address, 6) + number(0x020000000099, 6) + tag + number(app.etype, 2) + pdu;
+}
+
+std::string keyText(const App& app, std::uint8_t type, std::uint64_t key) {
+  std::ostringstream text;
+  if (app.application == MrpApplication::msrp && type != 4) text << std::hex;
+  text << key;
+  return std::move(text).str();
+}
+
+std::string decoded(const App& app, std::span<const std::uint8_t> octets) {
+  Reading in{octets};
+  if (in.take(6) != app.address) return "bad destination";
+  in.take(6);
+  if (in.take(2) != app.etype) return "bad EtherType";
+  if (in.take(1) != 0) return "bad version";
+  std::string text;
+  while (!in.endMark() && !in.short_) {
+    const auto type = static_cast<std::uint8_t>(in.take(1));
+    const std::uint64_t length = in.take(1);
+    if (length == 0 || length != firstValueSize(app, type)) return "bad type or length";
+    std::uint64_t listLength = 0;
+    if (app.application == MrpApplication::msrp) listLength = in.take(2);
+    const std::size_t before = in.rest.size();
+    if (!text.empty()) text += " | ";
+    for (std::string between; !in.endMark() && !in.short_; between = "; ") {
+      text += between + vectorText(app, type, in);
+    }
+    in.take(2);
+    if (app.application == MrpApplication::msrp && before - in.rest.size() != listLength) {
+      return "bad AttributeListLength";
+    }
+  }
+  in.take(2);
+  if (in.short_) return "bad: cut off";
+  return in.rest.empty() ? text : "bad: goes on after the end mark";
+}
+
+bool RecordingLib::mrpJoinIndication(const MrpParameters& parameters) {
+  note('+', parameters);
+  return onJoin && onJoin(parameters);
+}
+
+void RecordingLib::mrpLeaveIndication(const MrpParameters& parameters) {
+  note('-', parameters);
+  if (onLeave) onLeave(parameters);
+}
+
+void RecordingLib::note(char sign, const MrpParameters& parameters) {
+  const App& app = application() == MrpApplication::msrp ? kMsrp : kMvrp;
+  std::ostringstream text;
+  text << sign << +parameters.attributeType << ":"
+       << keyText(app, parameters.attributeType, mrpSm()->mrpGetRxAttributeKey()) << " "
+       << eventText(parameters.attributeEvent) << " " << parameters.intfId;
+  log.push_back(std::move(text).str());
+}
+
+// --- The state database that leaves the filter open ----------------------------------------------
+
+namespace {
+
+class OpenPamManager final : public EthDevPamManager {
+ public:
+  OpenPamManager(Ptr<EthDevPamManager> inner, std::vector<FilterInstruction>& filter)
+      : inner_(std::move(inner)), filter_(filter) {}
+  void ethProtocolIs(std::uint16_t protocol) override { inner_->ethProtocolIs(protocol); }
+  void listenAddrIs(EthAddr address) override { inner_->listenAddrIs(address); }
+  void socketFilterIs(std::vector<FilterInstruction> program) override { filter_ = program; }
+  void maxRxPktDataIs(std::size_t octets) override { inner_->maxRxPktDataIs(octets); }
+  void socketPerIntfIs(bool perIntf) override { inner_->socketPerIntfIs(perIntf); }
+  void enabledIs(bool enabled) override { inner_->enabledIs(enabled); }
+
+ private:
+  Ptr<EthDevPamManager> inner_;
+  std::vector<FilterInstruction>& filter_;
+};
+
+}  // namespace
+
+class OpenFilterManager::Services final : public PlatformServices {
+ public:
+  explicit Services(OpenFilterManager& manager) : manager_(manager) {}
+  Ptr<Clock> activityClock() override { return inner().activityClock(); }
+  Trace& trace() override { return inner().trace(); }
+  EventLog& eventLog() override { return inner().eventLog(); }
+  PktManager& pktManager() override { return inner().pktManager(); }
+  Ptr<IntfStatusManagerRoot> intfStatusManagerRoot(Ptr<IntfStatusDir> all,
+                                                   Ptr<IntfStatusDir> local) override {
+    return inner().intfStatusManagerRoot(all, local);
+  }
+  Ptr<EthDevPamManager> ethDevPamManager(Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
+                                         Ptr<DeviceIntfStatusDir> devices) override {
+    return makePtr<OpenPamManager>(inner().ethDevPamManager(desired, pams, devices),
+                                   manager_.filter);
+  }
+
+ private:
+  PlatformServices& inner() { return manager_.inner_->services(); }
+  OpenFilterManager& manager_;
+};
+
+OpenFilterManager::OpenFilterManager(Ptr<EntityManager> inner)
+    : inner_(std::move(inner)), services_(makePtr<Services>(*this)) {}
+OpenFilterManager::~OpenFilterManager() = default;
+PlatformServices& OpenFilterManager::services() { return *services_; }
+
+// --- The switch ----------------------------------------------------------------------------------
+
+Station::Station(const App& of, Start how, Ptr<VirtualClock> by)
+    : clock(std::move(by)), app(of), sw(std::make_unique<Switch>(clock)) {
+  manager = makePtr<OpenFilterManager>(sw->stateDatabase());
+  sw->bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(0x020000000000));
+  sw->onTransmit([this](IntfId intf, const Pkt& pkt) {
+    sent_.push_back({intf, Octets(pkt.octets().begin(), pkt.octets().end())});
+  });
+  lib->applicationIs(app.application);
+  lib->applicationMacAddrIs(EthAddr::fromNumber(app.address));
+  lib->applicationEtypeIs(app.etype);
+  if (how != Start::none) start(how == Start::standby);
+}
+
+Station::~Station() = default;
+
+void Station::start(bool standby) {
+  sm = mrpSmFactory(sw->bridgingConfig(), lib.get(), config, status, sw->stpStatus(),
+                    sw->bridgingTopologyConfig(), sw->ethPhyIntfStatusDir(), manager, standby);
+}
+
+void Station::activate() {
+  sm->standbyModeIs(false);
+  sm->handleStandbyMode();
+}
+
+void Station::stop() { sm = nullptr; }
+
+IntfId Station::port(unsigned n, std::uint32_t mtu) {
+  const IntfId intf =
+      sw->portIs("port" + std::to_string(n), EthAddr::fromNumber(0x020000000000 + n), mtu);
+  if (sm) lib->mrpInterfaceEnable(intf);
+  return intf;
+}
+
+void Station::request(IntfId intf, std::uint8_t type, const Octets& value, Event event) {
+  const std::span<std::uint8_t> image = lib->txImage(type);
+  if (!value.empty()) {
+    ASSERT_EQ(image.size(), value.size());
+    std::copy(value.begin(), value.end(), image.begin());
+  }
+  lib->mrpOutIntfQueueEnq(intf);
+  MrpParameters parameters;
+  parameters.intfId = intf;
+  parameters.attributeType = type;
+  parameters.attributeEvent = event;
+  lib->mrpSendAttribute(parameters);
+}
+
+std::vector<Octets> Station::sentFrames(IntfId intf) {
+  std::vector<Octets> frames;
+  std::erase_if(sent_, [&](const Frame& f) {
+    if (f.intf == intf) frames.push_back(f.octets);
+    return f.intf == intf;
+  });
+  return frames;
+}
+
+Texts Station::sent(IntfId intf) {
+  Texts texts;
+  for (const Octets& octets : sentFrames(intf)) texts.push_back(decoded(app, octets));
+  return texts;
+}
+
+Texts Station::sent() {
+  Texts texts;
+  for (const Frame& f : std::exchange(sent_, {})) {
+    texts.push_back(f.intf.name() + " " + decoded(app, f.octets));
+  }
+  return texts;
+}
+
+Texts Station::attributes(IntfId intf) const {
+  Texts texts;
+  for (std::uint8_t type = 1; type <= sm->maxAttrTypes(); ++type) {
+    sm->walkAttributes(intf, type, [&](const MrpAttrDatabase& r) {
+      texts.push_back(std::to_string(type) + ":" + keyText(app, type, r.attributeKey()) + " " +
+                      attribute(intf, type, r.attributeKey()));
+    });
+  }
+  return texts;
+}
+
+std::string Station::attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+  const MrpAttrDatabase* r = record(intf, type, key);
+  if (!r) return "none";
+  return std::string(stringValue(r->applicantState())) + "/" + stringValue(r->registrarState());
+}
+
+std::size_t Station::committed(IntfId intf, std::uint8_t type) const {
+  MrpIntfTypeApplicant* types = status->application(app.application)->typeApplicant(intf, type);
+  std::size_t n = 0;
+  for (auto* r = types ? types->anyAtOrAbove(0) : nullptr; r;) {
+    if (r->committed()) ++n;
+    const std::uint64_t key = r->attributeKey();
+    r = key == UINT64_MAX ? nullptr : types->anyAtOrAbove(key + 1);
+  }
+  return n;
+}
+
+Texts Station::logged() {
+  Texts texts;
+  for (const auto& m : sw->eventLog().messages()) texts.push_back(m.handle + " " + m.text);
+  sw->eventLog().messagesDelAll();
+  return texts;
+}
+
+double Station::leaveAllDue(IntfId intf, std::uint8_t type) const {
+  const MrpIntfLeaveAllSm* leaveAll = sm->leaveAllSm()->intfLeaveAllSm(intf);
+  if (!leaveAll || !leaveAll->leaveAllPendingHas(type)) return -1;
+  return leaveAll->leaveAllPending().at(type).expiryTime.value();
+}
+
+bool Station::leaving(IntfId intf, std::uint8_t type, std::uint64_t key, bool explicitLeave) const {
+  const MrpRegistrarSm& registrar = *sm->registrarSm();
+  const MrpLeaveSm* leave = explicitLeave ? registrar.explicitLeaveSm({intf, type, key})
+                                          : registrar.leaveSm({intf, type, key});
+  return leave && leave->leavePending() && leave->armed();
+}
+
+Randomisation::Randomisation(bool on) : was_(!std::getenv(kVariable)) { this->on(on); }
+Randomisation::~Randomisation() { on(was_); }
+void Randomisation::on(bool on) {
+  if (on) {
+    ::unsetenv(kVariable);
+  } else {
+    ::setenv(kVariable, "1", 1);
+  }
+}
+
+}  // namespace EngineTest
