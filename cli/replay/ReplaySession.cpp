@@ -1,6 +1,7 @@
 #include "cli/replay/ReplaySession.h"
 
 #include <algorithm>
+#include <map>
 
 namespace Cli {
 
@@ -99,12 +100,14 @@ void ReplaySession::createEngine(bool standby) {
 
 // All ports but those that an input enables before any disables them.
 void ReplaySession::enablePorts() {
+  std::map<std::string, bool> first;
+  for (const Action& action : inputs_.actions) {
+    const auto* enable = std::get_if<EnableAction>(&action.what);
+    if (enable) first.emplace(enable->port, enable->enable);
+  }
   for (const std::string& port : inputs_.ports) {
-    const auto first = std::ranges::find_if(inputs_.actions, [&](const Action& action) {
-      const auto* enable = std::get_if<EnableAction>(&action.what);
-      return enable && enable->port == port;
-    });
-    const bool waits = first != inputs_.actions.end() && std::get<EnableAction>(first->what).enable;
+    const auto found = first.find(port);
+    const bool waits = found != first.end() && found->second;
     if (!waits) enable(IntfId(port), true);
   }
 }
