@@ -181,12 +181,13 @@ class OpenFilterManager final : public EntityManager {
   }
   void entityDel(const std::string& name) override { inner_->entityDel(name); }
   Ptr<AttrLogOutput> attrLogOutput(const std::string& name) override {
-    return inner_->attrLogOutput(name);
+    return attrLog ? attrLog : inner_->attrLogOutput(name);
   }
   std::string defaultNamespace() const override { return inner_->defaultNamespace(); }
   PlatformServices& services() override;
 
   std::vector<FilterInstruction> filter;  // the program that the engine asked for
+  Ptr<AttrLogOutput> attrLog;             // instead of the switch's own
 
  private:
   class Services;

@@ -1,0 +1,233 @@
+// The collections of the attribute database against models that are plainly right.
+
+#include "mrp/types/AttrTable.h"
+
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/engine/Support.h"
+
+namespace EngineTest {
+namespace {
+
+// Keys that meet often: a few clusters, and both ends of the range.
+std::uint64_t someKey(std::mt19937_64& random, bool dense) {
+  if (dense) return random() % 16 == 0 ? 65535 - random() % 3 : random() % 300;
+  switch (random() % 8) {
+    case 0:
+      return 0;
+    case 1:
+      return UINT64_MAX - random() % 3;
+    case 2:
+      return (random() % 40) << 56;
+    default:
+      return 0x0011223300000000 + random() % 300;
+  }
+}
+
+void mark(MrpAttrDatabase& record, std::uint64_t serial) { record.valueIs(number(serial, 8)); }
+std::uint64_t markOf(const MrpAttrDatabase& record) {
+  std::uint64_t serial = 0;
+  for (std::uint8_t octet : record.value()) serial = serial << 8 | octet;
+  return serial;
+}
+
+class AttrTableTest : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(Keys, AttrTableTest, testing::Bool(),
+                         [](const auto& param) { return param.param ? "Dense" : "Sparse"; });
+
+TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
+  const bool dense = GetParam();
+  std::mt19937_64 random(dense ? 1 : 2);
+  AttrTable table(dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse);
+  std::map<std::uint64_t, std::pair<std::uint64_t, MrpAttrDatabase*>> model;
+  for (std::uint64_t serial = 1; serial <= 100000; ++serial) {
+    const std::uint64_t key = someKey(random, dense);
+    // Long stretches of growing and of shrinking.
+    const bool growing = serial / 5000 % 2 == 0;
+    const auto found = model.find(key);
+    ASSERT_EQ(table.find(key) != nullptr, found != model.end());
+    if (found != model.end() && random() % 8 < (growing ? 1 : 7)) {
+      table.del(*table.find(key));
+      model.erase(found);
+    } else if (found == model.end() && random() % 8 < (growing ? 7 : 2)) {
+      MrpAttrDatabase& record = table.is(key);
+      ASSERT_TRUE(record.atRest() && record.value().empty()) << "a new record in an old place";
+      mark(record, serial);
+      model[key] = {serial, &record};
+    } else if (found != model.end()) {
+      ASSERT_EQ(&table.is(key), found->second.second) << "records stay where they are";
+      ASSERT_EQ(markOf(*table.find(key)), found->second.first);
+    }
+    ASSERT_EQ(table.size(), model.size());
+    const std::uint64_t from = someKey(random, dense);
+    const auto next = model.lower_bound(from);
+    MrpAttrDatabase* at = table.atOrAbove(from);
+    ASSERT_EQ(at ? at->attributeKey() : 1, next == model.end() ? 1 : next->first);
+    ASSERT_EQ(at == nullptr, next == model.end());
+  }
+}
+
+TEST_P(AttrTableTest, WalkMeetsEachKeyOnceWhateverChangesMeanwhile) {
+  const bool dense = GetParam();
+  std::mt19937_64 random(dense ? 3 : 4);
+  for (int round = 0; round < 200; ++round) {
+    AttrTable table(dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse);
+    std::set<std::uint64_t> model;
+    for (int i = 0; i < 80; ++i) {
+      const std::uint64_t key = someKey(random, dense);
+      table.is(key);
+      model.insert(key);
+    }
+    std::uint64_t from = 0;
+    for (;;) {
+      MrpAttrDatabase* record = table.atOrAbove(from);
+      const auto expected = model.lower_bound(from);
+      ASSERT_EQ(record == nullptr, expected == model.end());
+      if (!record) break;
+      const std::uint64_t at = record->attributeKey();
+      ASSERT_EQ(at, *expected);
+      for (int change = 0; change < 3; ++change) {
+        const std::uint64_t key = change == 0 && random() % 2 ? at : someKey(random, dense);
+        if (MrpAttrDatabase* present = table.find(key)) {
+          table.del(*present);
+          model.erase(key);
+        } else if (random() % 2) {
+          table.is(key);
+          model.insert(key);
+        }
+      }
+      if (at == UINT64_MAX) break;
+      from = at + 1;
+    }
+  }
+}
+
+TEST(KeyOrderTest, AgreesWithASetAndStaysWithinItsBound) {
+  std::mt19937_64 random(5);
+  KeyOrder order;
+  std::set<std::uint64_t> listed, live;  // listed: live keys and stale ones
+  for (int i = 0; i < 100000; ++i) {
+    const std::uint64_t key = someKey(random, false);
+    if (random() % 2) {
+      order.add(key);
+      listed.insert(key);
+      live.insert(key);
+    } else {
+      live.erase(key);
+      order.trim(live.size(), [&](std::uint64_t k) { return live.contains(k); });
+      ASSERT_LE(order.size(), 2 * live.size() + 64);
+      for (const std::uint64_t k : live) ASSERT_TRUE(listed.contains(k));
+    }
+    if (random() % 4) continue;
+    // Compacted, nothing stale is left; otherwise stale keys may be met, live ones never missed.
+    const std::uint64_t from = someKey(random, false);
+    const auto next = live.lower_bound(from);
+    std::optional<std::uint64_t> at = order.atOrAbove(from);
+    while (at && !live.contains(*at)) {
+      ASSERT_TRUE(listed.contains(*at));
+      at = *at == UINT64_MAX ? std::nullopt : order.atOrAbove(*at + 1);
+    }
+    ASSERT_EQ(at, next == live.end() ? std::nullopt : std::optional(*next));
+  }
+  order.compact([](std::uint64_t) { return false; });
+  EXPECT_EQ(order.size(), 0u);
+  EXPECT_FALSE(order.atOrAbove(0));
+}
+
+// The published collection with its pending changes, driven as the engine drives it.
+struct Pending {
+  bool committed = false, add = false, remove = false;
+  bool visible() const { return (committed && !remove) || add; }
+};
+
+class TypeApplicantTest : public testing::TestWithParam<bool> {
+ protected:
+  template <class Has, class Next>
+  void expectWalk(Has has, Next next, std::size_t count) {
+    std::vector<std::uint64_t> expected, met;
+    for (const auto& [key, pending] : model) {
+      if (has(pending)) expected.push_back(key);
+    }
+    for (MrpAttrDatabase* record = next(0); record;) {
+      const std::uint64_t key = record->attributeKey();
+      met.push_back(key);
+      record = key == UINT64_MAX ? nullptr : next(key + 1);
+    }
+    ASSERT_EQ(met, expected);
+    ASSERT_EQ(count, expected.size());
+  }
+  void expectAgreement() {
+    expectWalk([](const Pending& p) { return p.visible(); },
+               [&](std::uint64_t k) { return types.visibleAtOrAbove(k); }, types.visibleCount());
+    expectWalk([](const Pending& p) { return p.add; },
+               [&](std::uint64_t k) { return types.pendingAddAtOrAbove(k); }, types.pendingAdds());
+    expectWalk([](const Pending& p) { return p.remove; },
+               [&](std::uint64_t k) { return types.pendingDeleteAtOrAbove(k); },
+               types.pendingDeletes());
+  }
+
+  MrpIntfTypeApplicant types{1, GetParam() ? AttrTable::Keys::dense : AttrTable::Keys::sparse};
+  std::map<std::uint64_t, Pending> model;
+};
+INSTANTIATE_TEST_SUITE_P(Keys, TypeApplicantTest, testing::Bool(),
+                         [](const auto& param) { return param.param ? "Dense" : "Sparse"; });
+
+TEST_P(TypeApplicantTest, PendingChangesAgreeWithAModel) {
+  std::mt19937_64 random(GetParam() ? 6 : 7);
+  for (int i = 0; i < 60000; ++i) {
+    const std::uint64_t key = someKey(random, GetParam());
+    Pending& p = model[key];
+    MrpAttrDatabase* record = types.any(key);
+    ASSERT_EQ(types.visible(key) != nullptr, p.visible());
+    ASSERT_EQ(types.mrpAttributeHas(key), p.committed);
+    switch (random() % 5) {
+      case 0:  // add, or revive
+        if (p.committed && p.remove) {
+          types.pendingDeleteDel(*record);
+          p.remove = false;
+        } else if (!p.visible()) {
+          types.pendingAddIs(key);
+          p.add = true;
+        }
+        break;
+      case 1:  // delete
+        if (p.add) {
+          types.pendingAddDel(*record);
+          p.add = false;
+        } else if (p.committed) {
+          types.pendingDeleteIs(*record);
+          p.remove = true;
+        }
+        break;
+      case 2:  // review of one addition
+        if (p.add) {
+          types.commit(*record);
+          p = {.committed = true};
+        }
+        break;
+      case 3:  // review of one deletion
+        if (p.remove) {
+          types.mrpAttributeDel(key);
+          p = {};
+        }
+        break;
+      default:
+        if (random() % 8 == 0) {
+          types.mrpAttributeIs(key);
+          p = {.committed = true, .remove = p.remove && p.committed};
+        }
+        break;
+    }
+    if (i % 500 == 0) expectAgreement();
+    if (i % 20000 == 19999) {
+      types.pendingDelAll();
+      for (auto& [k, pending] : model) pending.add = pending.remove = false;
+      expectAgreement();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace EngineTest
