@@ -121,10 +121,7 @@ Octets valueFromJson(MrpApplication application, std::uint8_t type, const Json& 
   Octets value(valueSize(application, type));
   for (const auto& [name, member] : json.items()) {
     const auto field = std::ranges::find(fields, name, &ValueField::name);
-    if (field == fields.end()) {
-      throw BadInput(where,
-                     "a " + typeName(application, type) + " value has no field \"" + name + "\"");
-    }
+    if (field == fields.end()) continue;
     const auto number = numberFrom(member, field->form);
     if (!number || *number > field->max) {
       throw BadInput(where, "\"" + name + "\" cannot be " + shown(member));

@@ -34,7 +34,8 @@ std::uint64_t fieldOf(const ValueField& field, OctetSpan value);
 std::uint64_t keyOf(Mrp::MrpApplication application, std::uint8_t type, OctetSpan value);
 
 // From an object of fields or from hexadecimal text. Fields that are absent are 0, except the one
-// that identifies the declaration. Throws BadInput, which begins with `where`.
+// that identifies the declaration; members with other names are ignored. Throws BadInput, which
+// begins with `where`.
 Octets valueFromJson(Mrp::MrpApplication application, std::uint8_t type,
                      const nlohmann::ordered_json& json, const std::string& where);
 // From hexadecimal text of exactly the value's octets.
