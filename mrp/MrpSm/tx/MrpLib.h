@@ -88,6 +88,7 @@ class MRP_API MrpLib : public Platform::Entity {
   void mrpLeaveReq(const MrpParameters& parameters);
   // Acts once for each port taken from mrpOutIntfQueue. Events 0 (New), 1 and 3 (Join) and 5 (Lv)
   // and 7 (internal leave) act on the port named in `parameters`; 6 (LeaveAll) on the queued one.
+  // In standby, and without an engine, the queue is emptied and nothing happens.
   void mrpSendAttribute(const MrpParameters& parameters);
   // Encodes one event into the port's first or second open packet.
   void mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second);

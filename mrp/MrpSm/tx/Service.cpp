@@ -44,6 +44,10 @@ void MrpLib::mrpJoinReq(const MrpParameters&) {}
 void MrpLib::mrpLeaveReq(const MrpParameters&) {}
 
 void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
+  if (!mrpSm_ || !mrpSm_->active()) {
+    mrpOutIntfQueueDelAll();
+    return;
+  }
   MrpParseContext& context = *mrpSm_->parseContext();
   const CurrentAttributeScope scope(context);
   const Platform::Seconds period = getLeaveAllTime(*mrpSm_, context.intfId());

@@ -56,8 +56,9 @@ void MrpSm::mrpTransmitTxPacket(IntfId intf, bool second) {
   mrpLib_->mrpCurrentTxIntfIs(intf);
   mrpCounters_->numOfPktsTransmittedInc();
   MRP_TRACE(trace(), 8, " A pkt is sent on : " << intf);
-  pam->txPktIs(pkt);
+  // The context goes first: whoever declares something from inside the endpoint opens a new packet.
   mrpLib_->mrpTxContextDel(intf, second);
+  pam->txPktIs(pkt);
 }
 
 void MrpSm::mrpTransmitTxAttributes(IntfId intf) {
