@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstring>
 #include <ostream>
-#include <sstream>
+#include <string>
 
 namespace Mrp {
 namespace {
@@ -46,10 +46,8 @@ std::optional<MrpAttrIter::Key> MrpAttrIter::Key::parse(std::string_view text) {
   const auto [end, error] =
       std::from_chars(number.data(), number.data() + number.size(), key.attributeType);
   if (error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
+  if (number != std::to_string(key.attributeType)) return std::nullopt;
   key.intfId = IntfId(fields.substr(0, middle));
-  std::ostringstream canonical;
-  canonical << key;
-  if (canonical.view() != text) return std::nullopt;
   return key;
 }
 

@@ -13,7 +13,9 @@ MrpIntfPamSm::MrpIntfPamSm(IntfId intfId, Ptr<Platform::Pam> pam, bool standbyMo
   handleInitialized();
 }
 
-MrpIntfPamSm::~MrpIntfPamSm() { doClose(); }
+MrpIntfPamSm::~MrpIntfPamSm() {
+  if (!closed_) doClose();
+}
 
 void MrpIntfPamSm::handleInitialized() {
   initialized_ = true;
@@ -34,6 +36,7 @@ void MrpIntfPamSm::doClose() {
   MrpSm& mrpSm = mrpPamSm_.mrpSm();
   MRP_TRACE(mrpSm.trace(), 8, "MrpIntfPamSm::doClose( " << intfId_ << " )");
   MRP_ASSERT_TEXT(initialized_, "initialized()");
+  closed_ = true;
   if (standbyMode_ || !mrpSm.leaveAllSm()) return;
   mrpSm.leaveAllSm()->mrpDisableLeaveAllPending(intfId_);
 }
@@ -72,7 +75,9 @@ void MrpPamSm::handlePam(IntfId intf) {
     mrpIntfPamSm_.is(intf) = sm;
   } else {
     MRP_ASSERT_TEXT(mrpIntfPamSmHas(intf), "mrpIntfPamSmHas( intfId )");
+    const Ptr<MrpIntfPamSm> gone(mrpIntfPamSm(intf));
     mrpIntfPamSm_.del(intf);
+    gone->doClose();
   }
 }
 

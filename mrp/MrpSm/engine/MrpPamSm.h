@@ -25,13 +25,15 @@ class MRP_API MrpIntfPamSm : public Platform::Entity {
   // dropped.
   void handleMrpdu();
   void handleStandbyMode();
+  // Ends the port's LeaveAll handling, once: when the endpoint leaves the collection. A frame in
+  // progress may keep the machine until after the port has been opened again.
+  void doClose();
 
   // Sends a LeaveAll of every type now and restarts the running periods. Not in standby.
   void transmitAllLeaveAll();
 
  private:
   void handleInitialized();
-  void doClose();
   void handleRxPkt();
   bool admit(Pkt& frame);
   void flood(const Pkt& frame);
@@ -42,6 +44,7 @@ class MRP_API MrpIntfPamSm : public Platform::Entity {
   bool standbyMode_;
   MrpPamSm& mrpPamSm_;
   bool initialized_ = false;
+  bool closed_ = false;
   Platform::Reactor<> rxReactor_;
 };
 

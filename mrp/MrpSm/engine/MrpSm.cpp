@@ -58,7 +58,10 @@ MrpSm::~MrpSm() {
   mrpDatabaseDeleteSm_ = nullptr;
   mrpDatabaseAddSm_ = nullptr;
   if (active_) dropPendingChanges();
-  if (mrpLib_->mrpSm() == this) mrpLib_->mrpSmIs(nullptr);
+  if (mrpLib_->mrpSm() != this) return;
+  mrpLib_->mrpTxPacketContextDelAll();
+  mrpLib_->mrpTxSecondPacketContextDelAll();
+  mrpLib_->mrpSmIs(nullptr);
 }
 
 void MrpSm::handleInitialized() {

@@ -13,7 +13,10 @@ void MrpSm::processParsedAttributes(IntfId intf) {
   // A domain is settled before the streams that depend on it.
   for (KeyQueue* queue : {&msrpParsedDomainKey_, &mrpParsedAttributeKey_}) {
     while (!queue->empty()) {
-      processParsedAttribute(mrpParsedAttribute_.at(queue->deq()), intf);
+      const std::uint32_t position = queue->deq();
+      // An indication may have closed the port: what is left would register on a dead port.
+      if (!mrpPamSm_->mrpIntfPamSmHas(intf)) continue;
+      processParsedAttribute(mrpParsedAttribute_.at(position), intf);
     }
   }
   mrpParsedAttribute_.delAll();

@@ -24,7 +24,7 @@ void MrpLeaveSm::handleLeaveTimer() {
   MrpSm& mrpSm = *group_->mrpSm;
   MRP_TRACE(mrpSm.trace(), 8, "MrpLeaveSm::handleLeaveTimer() " << attribute());
   expiring_ = true;
-  if (MrpIntfPamSm* port = mrpSm.mrpPamSm()->mrpIntfPamSm(group_->intfId)) {
+  if (const Ptr<MrpIntfPamSm> port = mrpSm.mrpPamSm()->mrpIntfPamSm(group_->intfId)) {
     if (port->pam().ethDevPam() && port->pam().rxPktWaiting()) port->handleMrpdu();
   }
   if (!dropped_) handleLeavePending();

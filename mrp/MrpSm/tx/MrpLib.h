@@ -143,6 +143,8 @@ class MRP_API MrpLib : public Platform::Entity {
   void mrpTxPacketContextDel(IntfId intf) { mrpTxPacketContext_.del(intf); }
   void mrpTxSecondPacketContextDel(IntfId intf) { mrpTxSecondPacketContext_.del(intf); }
   void mrpTxContextDel(IntfId intf, bool second);
+  void mrpTxPacketContextDelAll() { mrpTxPacketContext_.delAll(); }
+  void mrpTxSecondPacketContextDelAll() { mrpTxSecondPacketContext_.delAll(); }
   const TxContexts& mrpTxPacketContext() const { return mrpTxPacketContext_; }
 
   void mrpOutIntfQueueEnq(IntfId intf) { mrpOutIntfQueue_.enq(intf); }
