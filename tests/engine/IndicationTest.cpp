@@ -18,6 +18,20 @@ class IndicationTest : public EngineTest {
       if (p.intfId != to) declare(st, to, p.attributeType, Lv);
     };
   }
+  // The port comes back, and each registration has a leave timer of its own.
+  static void expectLeavesWork(Station& st, IntfId port) {
+    st.lib->onJoin = nullptr;
+    st.lib->onLeave = nullptr;
+    st.lib->mrpInterfaceEnable(port);
+    st.receive(port, vlans(40, Events(5, JoinIn)));
+    st.receive(port, vlans(40, {Lv, Lv, Lv, Lv}, true));
+    st.lib->take();
+    st.run(0.2);
+    st.receive(port, vlans(41, {JoinIn}));
+    st.run(1);
+    EXPECT_EQ(st.lib->take().size(), 4u);
+    EXPECT_EQ(st.attributes(port), Texts{"1:41 AO/IN"});
+  }
   static void declare(Station& st, IntfId to, std::uint8_t type, Event event) {
     const auto rx = st.lib->rxImage(type);
     st.request(to, type, Octets(rx.begin(), rx.end()), event);
@@ -136,6 +150,7 @@ TEST_F(IndicationTest, DisablingTheVeryPortInsideALeave) {
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
   EXPECT_EQ(st.attributes(port), Texts{});
   EXPECT_FALSE(st.sm->mrpPamSm()->mrpIntfPamSmHas(port));
+  expectLeavesWork(st, port);
 }
 
 TEST_F(IndicationTest, DisablingThePortWhileAnExpiryReadsItsFrame) {
@@ -152,6 +167,7 @@ TEST_F(IndicationTest, DisablingThePortWhileAnExpiryReadsItsFrame) {
   st.run(2);
   EXPECT_EQ(st.lib->take(), Texts{"+1:20 JoinIn port1"}) << "the leave is called off";
   EXPECT_EQ(st.attributes(port), Texts{});
+  expectLeavesWork(st, port);
 }
 
 // A LeaveAll walk whose answers lead to nothing that the application could disturb, and a flush
