@@ -2,6 +2,9 @@
 // case reports nanoseconds of processor time for an event and their ratio to a bare walk over as
 // many cache lines in the same run; quote the ratio.
 
+// The socket filter of a process is that of its first engine, so run the VLAN and the talker cases
+// in processes of their own (--benchmark_filter).
+
 #include <benchmark/benchmark.h>
 
 #include "bench/Network.h"
@@ -86,15 +89,11 @@ void ownLeaveAllVlans(benchmark::State& state) {
   const auto frame = Bench::vlanFrame(1, kVlans, kJoinIn, false);
   network.declareVlans(kVlans);
   network.receiveOnAll(frame);
-  network.clock().run(kSettle);
+  const Platform::Seconds period = 10.0;
+  network.clock().runUntil(period);
   measure(state, eventsOn(network, kVlans), [&] {
-    for (Platform::IntfId port : network.ports()) {
-      network.engine().mrpPamSm()->transmitAllLeaveAll(port);
-      network.engine().leaveAllSm()->mrpPostLeaveAllToSm(port, 1, Mrp::MrpApplicantEvent::txLvAll,
-                                                         Mrp::MrpRegistrarEvent::txLvAll);
-      network.engine().mrpTransmitTxAttributes(port);
-    }
     network.receiveOnAll(frame);
+    network.clock().run(period);
   });
 }
 
@@ -119,6 +118,7 @@ void rejoinTalkers(benchmark::State& state) {
   Network network(MrpApplication::msrp, static_cast<int>(state.range(0)));
   const auto frame = Bench::talkerFrame(1u << 16, kStreams, kJoinIn, false);
   network.receiveOnAll(frame);
+  if (network.records() == 0) return state.SkipWithError("another application came first");
   network.clock().run(kSettle);
   measure(state, eventsOn(network, kStreams), [&] { network.receiveOnAll(frame); });
 }
