@@ -76,6 +76,31 @@ TEST_F(IndicationTest, RequestsOfOtherValuesDoNotMixIn) {
   EXPECT_EQ(Octets(changed.begin(), changed.end()), talker(0x1002, 6));
 }
 
+// A LeaveAll for another port, asked for inside the indication, walks that port's attributes; the
+// outcome of the indication is that of the attribute that it was given for.
+TEST_F(IndicationTest, WalksOfOtherPortsDoNotChangeTheCurrentAttribute) {
+  Station st(kMvrp);
+  const IntfId p1 = st.port(1), p2 = st.port(2);
+  st.receive(p2, vlans(99, {New}));
+  st.lib->onJoin = [&](const MrpParameters&) {
+    st.sm->mrpPamSm()->transmitAllLeaveAll(p2);
+    return true;
+  };
+  st.receive(p1, vlans(10, {New}));
+  EXPECT_EQ(st.attributes(p1), Texts{}) << "discarded";
+  EXPECT_EQ(st.attributes(p2), Texts{"1:99 VO/IN"});
+  EXPECT_EQ(st.lib->mvrpVlanVectorRx().vlanId, 10);
+  EXPECT_TRUE(st.logged().back().ends_with("interface: port1, attrType: 0, attrEvent: 1"));
+  st.lib->onJoin = nullptr;
+  st.receive(p1, vlans(10, {JoinIn, JoinIn}));
+  st.receive(p1, vlans(10, {Lv, Lv}));
+  st.lib->take();
+  st.lib->onLeave = [&](const MrpParameters&) { st.sm->mrpPamSm()->transmitAllLeaveAll(p2); };
+  st.run(1);
+  EXPECT_EQ(st.lib->take(), (Texts{"-1:10 Lv port1", "-1:11 Lv port1"}));
+  EXPECT_EQ(st.attributes(p1), Texts{});
+}
+
 TEST_F(IndicationTest, DeletingTheVeryAttribute) {
   Station st(kMvrp);
   const IntfId port = st.port(1);

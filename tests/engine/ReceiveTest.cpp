@@ -59,7 +59,7 @@ const Fault kFaults[] = {
     {"FirstValue cut off", kMvrp, Octets{0} + kGood + Octets{1, 2, 0, 1, 0}, 2, {"1:10"}},
     {"FirstValue cut off inside zeros",
      kMsrp,
-     Octets{0} + kGoodTalker + listed(1, 25, 30, {0, 1, 0, 0, 0, 0, 0}),
+     Octets{0} + kGoodTalker + listed(1, 25, 2, {0, 1, 0, 0, 0, 0, 0}),
      2,
      {"1:1001"}},
     {"more values than octets",
