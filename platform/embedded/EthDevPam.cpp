@@ -17,7 +17,8 @@ std::uint16_t etherType(std::span<const std::uint8_t> frame) {
 
 // One notification to come. It dies with its endpoint, so that it keeps nothing alive.
 struct EthDevPam::Delayed {
-  explicit Delayed(EthDevPam& owner) : pam(owner), alarm(owner.bus_->clock(), Alarm::Class::arrival) {
+  explicit Delayed(EthDevPam& owner)
+      : pam(owner), alarm(owner.bus_->clock(), Alarm::Class::arrival) {
     alarm.bind<&Delayed::handleAlarm>(this);
   }
 
