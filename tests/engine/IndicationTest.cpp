@@ -162,6 +162,35 @@ TEST_F(IndicationTest, DisablingTheVeryPortInsideAJoin) {
   EXPECT_EQ(st.leaveAllDue(port, 1), 12);
 }
 
+// The old endpoint's machine lives on until the frame is done; what it leaves behind must not take
+// the new one's LeaveAlls along.
+TEST_F(IndicationTest, ReEnablingThePortInsideAJoinKeepsItsLeaveAlls) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    st.lib->mrpInterfaceDisable(p.intfId);
+    st.lib->mrpInterfaceEnable(p.intfId);
+    return false;
+  };
+  st.receive(port, vlans(10, {JoinIn}));
+  EXPECT_EQ(st.leaveAllDue(port, 1), 10);
+  st.clock->runUntil(10);
+  EXPECT_EQ(st.sent(port), Texts{"1:LA"});
+}
+
+TEST_F(IndicationTest, RestOfAFrameIsLostWithItsPort) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    st.lib->onJoin = nullptr;
+    st.lib->mrpInterfaceDisable(p.intfId);
+    return false;
+  };
+  st.receive(port, vlans(10, {JoinIn, JoinIn, JoinIn}));
+  EXPECT_EQ(st.lib->take(), Texts{"+1:10 JoinIn port1"});
+  EXPECT_EQ(st.attributes(port), Texts{}) << "nothing would ever age out there";
+}
+
 // The port goes away inside one of several leaves of one tick, and inside one that was found while
 // an expiry read a waiting frame.
 TEST_F(IndicationTest, DisablingTheVeryPortInsideALeave) {

@@ -39,6 +39,7 @@ TEST_F(LifecycleTest, StandbyHasEndpointsAndNothingElse) {
   // Frames are lost, ports come and go, and the database stays as it is.
   st.receive(port, vlans(10, {JoinIn}, true));
   st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, 1000);
+  st.request(port, 20, New);
   st.lib->mrpInterfaceDisable(port);
   st.lib->mrpInterfaceEnable(port);
   st.clock->runUntil(30);
