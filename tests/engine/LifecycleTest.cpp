@@ -128,13 +128,27 @@ TEST_F(LifecycleTest, NotificationsOffStopFramesAndTimers) {
   EXPECT_EQ(st.attribute(port, 1, 30), "AO/IN");
 }
 
-TEST_F(LifecycleTest, FrameThatArrivesWhileNotificationsAreOffIsNotProcessed) {
+TEST_F(LifecycleTest, NothingThatCameWhileNotificationsWereOffIsLost) {
   Station st(kMvrp);
   const IntfId port = st.port(1);
+  st.request(port, 20, New);
   st.sm->hasNotificationActiveIs(false);
   st.receive(port, vlans(10, {JoinIn}));
-  EXPECT_EQ(st.attributes(port), Texts{});
+  st.sw->attrLog().reopen();
+  st.run(1);  // the review of VLAN 20 would have been
+  EXPECT_EQ(st.attribute(port, 1, 10), "none");
   EXPECT_EQ(st.counters().numOfPktsProcessed(), 0u);
+
+  st.sm->hasNotificationActiveIs(true);
+  EXPECT_EQ(st.attribute(port, 1, 10), "AO/IN");
+  st.receive(port, vlans(11, {JoinIn}));
+  EXPECT_EQ(st.attribute(port, 1, 11), "AO/IN") << "a frame is read for each notification again";
+  st.run(1);
+  EXPECT_EQ(st.committed(port, 1), 3u);
+  st.sw->attrLog().queueOctetsIs(1'000'000);
+  st.receive(port, vlans(12, {JoinIn}));
+  st.run(1);
+  EXPECT_EQ(st.committed(port, 1), 3u) << "the log's new socket is the one that is watched";
 }
 
 // Under the address sanitizer: nothing is used after its end, nothing is left behind.

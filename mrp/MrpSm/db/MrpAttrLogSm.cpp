@@ -17,6 +17,11 @@ void MrpAttrLogSm::handleSockFd() {
   if (hasNotificationActive()) attrLogSockFdIs(nboAttrLogOutSm_->sockFd());
 }
 
+void MrpAttrLogSm::hasNotificationActiveIs(bool active) {
+  Entity::hasNotificationActiveIs(active);
+  if (nboAttrLogOutSm_) handleSockFd();
+}
+
 void MrpAttrLogSm::attrLogSockFdIs(std::int32_t fd) {
   if (fd == attrLogSockFd_) return;
   attrLogSockFd_ = fd;

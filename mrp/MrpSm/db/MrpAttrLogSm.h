@@ -15,6 +15,9 @@ class MrpAttrLogSm : public Platform::Entity {
   // `output` may be null: there is no attribute log, and it is never clogged.
   MrpAttrLogSm(MrpSm& mrpSm, Platform::Ptr<Platform::AttrLogOutput> output);
 
+  // Takes up the descriptor of the moment when notifications come on again.
+  void hasNotificationActiveIs(bool active) override;
+
   void attrLogSockFdIs(std::int32_t fd);
   std::int32_t attrLogSockFd() const { return attrLogSockFd_; }
   std::int32_t attrLogKernTxBufferSize() const { return attrLogKernTxBufferSize_; }

@@ -48,6 +48,11 @@ MrpDatabaseSm::MrpDatabaseSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm
 
 void MrpDatabaseSm::handleInitialized() { initialized_ = true; }
 
+void MrpDatabaseSm::hasNotificationActiveIs(bool active) {
+  Entity::hasNotificationActiveIs(active);
+  if (active && !retry_.armed()) doUpdateReviewTimer();
+}
+
 void MrpDatabaseSm::doUpdateReviewTimer() {
   MRP_TRACE(mrpSm_.trace(), 8, name_ << "::doUpdateReviewTimer()");
   if (!reviewTimer_.reviewPending() && pending()) reviewTimer_.doUpdateNextReview();

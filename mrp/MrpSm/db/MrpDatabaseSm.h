@@ -9,6 +9,8 @@ namespace Mrp {
 // only as far as the attribute log keeps up.
 class MrpDatabaseSm : public Platform::Entity {
  public:
+  // What came due while notifications were off is asked for when they come on again.
+  void hasNotificationActiveIs(bool active) override;
   // Asks the review timer for a review when one is needed.
   void doUpdateReviewTimer();
   void doReview();

@@ -47,6 +47,14 @@ void MrpIntfPamSm::handleRxPkt() {
   handleMrpdu();
 }
 
+void MrpIntfPamSm::hasNotificationActiveIs(bool active) {
+  const bool resumed = active && !hasNotificationActive();
+  Entity::hasNotificationActiveIs(active);
+  if (!resumed) return;
+  const Ptr<MrpIntfPamSm> keep(this);
+  while (!closed_ && pam_->rxPktWaiting()) handleMrpdu();
+}
+
 MrpPamSm::MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm)
     : pamCollection_(std::move(pamCollection)), standbyMode_(standbyMode), mrpSm_(mrpSm) {
   pamReactor_.watch<&MrpPamSm::handlePam>(pamCollection_->onPam(), this);
@@ -71,8 +79,8 @@ void MrpPamSm::handlePam(IntfId intf) {
   if (Platform::Pam* pam = pamCollection_->pam(intf)) {
     MRP_ASSERT_TEXT(!mrpIntfPamSmHas(intf), "!mrpIntfPamSmHas( intfId )");
     auto sm = Platform::makePtr<MrpIntfPamSm>(intf, Ptr<Platform::Pam>(pam), standbyMode_, *this);
-    sm->hasNotificationActiveIs(hasNotificationActive());
     mrpIntfPamSm_.is(intf) = sm;
+    sm->hasNotificationActiveIs(hasNotificationActive());
   } else {
     MRP_ASSERT_TEXT(mrpIntfPamSmHas(intf), "mrpIntfPamSmHas( intfId )");
     const Ptr<MrpIntfPamSm> gone(mrpIntfPamSm(intf));
@@ -90,8 +98,10 @@ void MrpPamSm::handleStandbyMode() {
 
 void MrpPamSm::hasNotificationActiveIs(bool active) {
   Entity::hasNotificationActiveIs(active);
-  mrpIntfPamSm_.walk(
-      [active](IntfId, Ptr<MrpIntfPamSm>& sm) { sm->hasNotificationActiveIs(active); });
+  mrpIntfPamSm_.walk([active](IntfId, const Ptr<MrpIntfPamSm>& sm) {
+    const Ptr<MrpIntfPamSm> keep(sm);
+    keep->hasNotificationActiveIs(active);
+  });
 }
 
 void MrpPamSm::floodMsrpdu(IntfId received, Ptr<Pkt> pkt) {

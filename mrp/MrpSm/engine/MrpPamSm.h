@@ -25,6 +25,8 @@ class MRP_API MrpIntfPamSm : public Platform::Entity {
   // dropped.
   void handleMrpdu();
   void handleStandbyMode();
+  // Frames that arrived while notifications were off are read when they come on again.
+  void hasNotificationActiveIs(bool active) override;
   // Ends the port's LeaveAll handling, once: when the endpoint leaves the collection. A frame in
   // progress may keep the machine until after the port has been opened again.
   void doClose();

@@ -69,6 +69,8 @@ class MRP_API MrpLeaveAllSm : public Platform::Entity {
   void mrpPostLeaveAllToSm(IntfId intf, std::uint8_t type, MrpApplicantEvent applicantEvent,
                            MrpRegistrarEvent registrarEvent);
 
+  // A new period takes effect at once; one that is set while notifications are off, at the next
+  // expiry.
   void handleCfgLeaveAllTime();
   void handleCfgIntfLeaveAllTime(IntfId intf);
   void handleCfgTimersEnabled();

@@ -62,13 +62,12 @@ void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
   indicated_ = false;
   const bool discarded = dispatch(event, record);
   MrpAttrDatabase* current = indicated_ ? mrpSm_.mrpGetAttribute(false) : &record;
-  if (!current) return;
-  MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << current->registrarState());
-
-  if (discarded) {
-    joinDiscarded();
-    current->registrarStateIs(MrpRegistrarState::mt);
+  if (current) {
+    MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << current->registrarState());
   }
+  if (discarded) joinDiscarded();
+  if (!current) return;
+  if (discarded) current->registrarStateIs(MrpRegistrarState::mt);
   if (current->atRest()) {
     delLeavePending(*current);
     mrpSm_.mrpDeleteAttrFromDatabase();
