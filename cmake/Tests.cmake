@@ -6,6 +6,8 @@ if(test_sources)
   include(GoogleTest)
   add_executable(mrp_tests ${test_sources})
   mrp_compile_flags(mrp_tests)
+  # What is tested is optimised; optimising the tests themselves would double the time of a build.
+  target_compile_options(mrp_tests PRIVATE -O0)
   target_compile_definitions(mrp_tests PRIVATE
     MRP_BINARY="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/mrp"
     MRP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
@@ -17,6 +19,7 @@ if(test_sources)
   endif()
   # Discovered when ctest starts: a binary that cannot list its tests is a failed test run, not a failed link.
   gtest_discover_tests(mrp_tests
+    NO_PRETTY_VALUES
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300)
