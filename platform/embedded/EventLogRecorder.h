@@ -1,15 +1,16 @@
 #pragma once
 
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/log/EventLog.h"
 
 namespace Platform::Embedded {
 
-// Keeps the messages, or hands each to a sink once there is one.
+// Keeps the latest messages, or hands each to a sink once there is one.
 class EventLogRecorder final : public EventLog {
  public:
   struct Message {
@@ -17,6 +18,8 @@ class EventLogRecorder final : public EventLog {
     std::string text;
     friend bool operator==(const Message&, const Message&) = default;
   };
+  // Peers cause messages, so what is kept has an end.
+  static constexpr std::size_t kMaxKept = 16384;
   using Sink = std::function<void(const Message&)>;
 
   bool isOn(const EventLogHandle&) const override { return on_; }
@@ -26,6 +29,7 @@ class EventLogRecorder final : public EventLog {
     if (sink_) {
       sink_(message);
     } else {
+      if (messages_.size() == kMaxKept) messages_.pop_front();
       messages_.push_back(std::move(message));
     }
   }
@@ -33,13 +37,13 @@ class EventLogRecorder final : public EventLog {
   // On at first.
   void onIs(bool on) { on_ = on; }
   void sinkIs(Sink sink) { sink_ = std::move(sink); }
-  const std::vector<Message>& messages() const { return messages_; }
+  const std::deque<Message>& messages() const { return messages_; }
   void messagesDelAll() { messages_.clear(); }
 
  private:
   bool on_ = true;
   Sink sink_;
-  std::vector<Message> messages_;
+  std::deque<Message> messages_;
 };
 
 }  // namespace Platform::Embedded
