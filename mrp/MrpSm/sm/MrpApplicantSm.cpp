@@ -42,8 +42,8 @@ constexpr Cell NN_QA = does(Action::newTwice, qa);              // New, New
 constexpr Cell N_QA = does(Action::newOnce, qa);                // New
 constexpr Cell JJ_QA = does(Action::joinTwice, qa);             // Join, Join
 constexpr Cell J_QA = does(Action::joinOnce, qa);               // Join
-constexpr Cell J____ = does(Action::joinOnce);                  // Join, state not written
-constexpr Cell S____ = does(Action::registered);                // In or Mt, state not written
+constexpr Cell Jstay = does(Action::joinOnce);                  // Join, state not written
+constexpr Cell Sstay = does(Action::registered);                // In or Mt, state not written
 constexpr Cell S_VO = does(Action::registered, vo);             // In or Mt
 constexpr Cell SJ_QA = does(Action::registeredJoin, qa);        // In or Mt, then Join
 constexpr Cell L_VO = does(Action::leave, vo);                  // Lv
@@ -57,12 +57,12 @@ using Row = std::array<Cell, kEvents>;
 // clang-format off
 constexpr std::array<Row, kStates> kApplicantTable{{
 //         New!   Join!  Lv!    ReDecl Flush! rNew!  rJoinIn rIn!  rJoinMt rMt!  rLv!   rLA!   txLA!  none
-/* VO */ {{NN_QA, JJ_QA, none_, S____, none_, none_, to_AO, none_, none_, none_, S____, S____, S____, none_}},
+/* VO */ {{NN_QA, JJ_QA, none_, Sstay, none_, none_, to_AO, none_, none_, none_, Sstay, Sstay, Sstay, none_}},
 /* VP */ {{NN_QA, none_, to_VO, none_, none_, none_, J_QA,  none_, none_, none_, none_, none_, SJ_QA, none_}},
 /* VN */ {{none_, none_, L_VO,  none_, none_, none_, none_, none_, none_, none_, none_, none_, NN_QA, none_}},
 /* AN */ {{none_, none_, L_VO,  NN_QA, none_, none_, none_, none_, none_, none_, NN_QA, NN_QA, N_QA,  none_}},
 /* AA */ {{NN_QA, none_, L_VO,  JJ_QA, none_, none_, to_QA, to_QA, none_, none_, JJ_QA, JJ_QA, none_, none_}},
-/* QA */ {{NN_QA, JJ_QA, L_VO,  JJ_QA, none_, none_, none_, none_, J_QA,  J_QA,  JJ_QA, JJ_QA, J____, none_}},
+/* QA */ {{NN_QA, JJ_QA, L_VO,  JJ_QA, none_, none_, none_, none_, J_QA,  J_QA,  JJ_QA, JJ_QA, Jstay, none_}},
 /* LA */ {{NN_QA, J_QA,  none_, none_, none_, none_, none_, none_, none_, none_, none_, none_, S_VO,  none_}},
 /* AO */ {{NN_QA, J_QA,  none_, S_VO,  none_, none_, to_QO, none_, none_, none_, S_VO,  S_VO,  S_VO,  none_}},
 /* QO */ {{NN_QA, to_QP, none_, S_VO,  none_, none_, none_, none_, to_AO, to_AO, S_VO,  S_VO,  S_VO,  none_}},
