@@ -14,6 +14,8 @@ class MrpDatabaseSm : public Platform::Entity {
   // Asks the review timer for a review when one is needed.
   void doUpdateReviewTimer();
   void doReview();
+  // When a review last ran to its end.
+  Platform::Seconds lastReview() const { return lastReview_; }
 
  protected:
   MrpDatabaseSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
