@@ -15,6 +15,8 @@ MrpRegistrarSm::MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig,
                                Ptr<Platform::TimerWheel> timerWheel)
     : mrpSm_(mrpSm), mrpConfig_(std::move(mrpConfig)), timerWheel_(std::move(timerWheel)) {
   txTimer_.bind<&MrpRegistrarSm::handleTxTimer>(this);
+  timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kLeave, this);
+  timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kExplicitLeave, this);
   timersEnabledReactor_.watch<&MrpRegistrarSm::handleCfgTimersEnabled>(
       mrpConfig_->onTimersEnabled(), this);
   handleInitialized();
