@@ -41,20 +41,24 @@ std::int64_t TimerWheel::firstTickAt(Seconds time) const {
 
 void TimerWheel::deadlineIs(Timer& timer, Seconds deadline) {
   timer.cancel();
-  std::int64_t tick = std::max(firstTickAt(deadline), firstTickAt(clock_->now()));
-  if (servingTick_ != kNoTick) tick = std::max(tick, servingTick_ + 1);
-  link(timer, tick);
-  if (wakeTick_ == kNoTick || tick < wakeTick_) wakeAt(tick);
+  const Arming arming{deadline, clock_->now(), servingTick_};
+  if (arming != lastArming_) {
+    lastArming_ = arming;
+    lastTick_ = std::max(firstTickAt(deadline), firstTickAt(arming.now));
+    if (servingTick_ != kNoTick) lastTick_ = std::max(lastTick_, servingTick_ + 1);
+    lastSlot_ = slotOf(lastTick_);
+  }
+  link(timer);
+  if (wakeTick_ == kNoTick || lastTick_ < wakeTick_) wakeAt(lastTick_);
 }
 
-void TimerWheel::link(Timer& timer, std::int64_t tick) {
-  const std::size_t index = slotOf(tick);
-  TimerLink& slot = slots_[index];
-  std::uint64_t& occupied = occupied_[index / 64];
-  const std::uint64_t bit = std::uint64_t{1} << index % 64;
+void TimerWheel::link(Timer& timer) {
+  TimerLink& slot = slots_[lastSlot_];
+  std::uint64_t& occupied = occupied_[lastSlot_ / 64];
+  const std::uint64_t bit = std::uint64_t{1} << lastSlot_ % 64;
   if (!(occupied & bit)) slot = {&slot, &slot};
   occupied |= bit;
-  timer.tick_ = static_cast<std::uint64_t>(tick) & kTickMask;
+  timer.tick_ = static_cast<std::uint64_t>(lastTick_) & kTickMask;
   timer.putBefore(slot);
 }
 

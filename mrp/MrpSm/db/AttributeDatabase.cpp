@@ -5,6 +5,18 @@
 #include "mrp/MrpSm/engine/MrpSm.h"
 
 namespace Mrp {
+namespace {
+
+// The octets of a VLAN identifier without a call.
+void copyOctets(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
+  if (n == sizeof(MvrpVlanAttribute)) {
+    std::memcpy(to, from, sizeof(MvrpVlanAttribute));
+  } else if (n > 0) {
+    std::memcpy(to, from, n);
+  }
+}
+
+}  // namespace
 
 MrpAttrDatabase* MrpSm::mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                                bool includePending) {
@@ -59,7 +71,7 @@ void MrpSm::contextIs(IntfId intf, std::uint8_t type, const MrpAttrDatabase& rec
   parseContext_->attributeKeyIs(record.attributeKey());
   const std::span<const std::uint8_t> value = record.value();
   for (const std::span<std::uint8_t> image : {mrpLib_->rxImage(type), mrpLib_->txImage(type)}) {
-    std::copy_n(value.begin(), std::min(value.size(), image.size()), image.begin());
+    copyOctets(image.data(), value.data(), std::min(value.size(), image.size()));
   }
 }
 

@@ -50,7 +50,10 @@ void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
   }
   MrpParseContext& context = *mrpSm_->parseContext();
   const CurrentAttributeScope scope(context);
-  const Platform::Seconds period = getLeaveAllTime(*mrpSm_, context.intfId());
+  // Of the interface that was current; drawn for those requests that use it.
+  const bool leaveAll = parameters.attributeEvent == kLeaveAllEvent;
+  const Platform::Seconds period =
+      leaveAll ? getLeaveAllTime(*mrpSm_, context.intfId()) : Platform::Seconds();
   MRP_TRACE(mrpSm_->trace(), 8, "sendAttribute called");
   while (!mrpOutIntfQueueEmpty()) {
     const IntfId intf = mrpOutIntfQueueDeq();
@@ -167,29 +170,6 @@ bool MrpLib::packetFull(const MrpTxPacketContext& context, IntfId intf) const {
   const Platform::IntfStatus* status = mrpSm_->allIntfStatusDir()->intfStatus(intf);
   const std::size_t limit = status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
   return mrpGetNumOfPackedBytes(context, application_) + kMargin >= limit;
-}
-
-void MrpLib::mrpSendMsrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  const std::uint8_t event = parameters.attributeEvent;
-  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
-    case MsrpAttrType::talkerAdvertise:
-      return mrpSendTalkerAdvertise(event, intf, second);
-    case MsrpAttrType::talkerFailed:
-      return mrpSendTalkerFailed(event, intf, second);
-    case MsrpAttrType::listener:
-      return mrpSendListenerVector(event, intf, second);
-    case MsrpAttrType::domain:
-      return mrpSendDomainVector(event, intf, second);
-    default:
-      MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
-  }
-}
-
-void MrpLib::mrpSendMvrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  if (parameters.attributeType == static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
-    return mrpSendVlanVector(parameters.attributeEvent, intf, second);
-  }
-  MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
 }
 
 // The stream fields are traced for every application, MVRP too.

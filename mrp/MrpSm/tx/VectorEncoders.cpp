@@ -187,6 +187,29 @@ void MrpLib::mrpSendVlanVector(std::uint8_t event, IntfId intf, bool second) {
   sendVector<VlanCodec>(event, intf, second);
 }
 
+void MrpLib::mrpSendMsrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
+  const std::uint8_t event = parameters.attributeEvent;
+  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
+    case MsrpAttrType::talkerAdvertise:
+      return mrpSendTalkerAdvertise(event, intf, second);
+    case MsrpAttrType::talkerFailed:
+      return mrpSendTalkerFailed(event, intf, second);
+    case MsrpAttrType::listener:
+      return mrpSendListenerVector(event, intf, second);
+    case MsrpAttrType::domain:
+      return mrpSendDomainVector(event, intf, second);
+    default:
+      MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
+  }
+}
+
+void MrpLib::mrpSendMvrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
+  if (parameters.attributeType == static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
+    return mrpSendVlanVector(parameters.attributeEvent, intf, second);
+  }
+  MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
+}
+
 std::size_t MrpLib::mrpEncodeTalkerVector(MrpTxPacketContext& context,
                                           const MsrpTalkerAdvertiseAttribute& value,
                                           std::uint8_t event) {
