@@ -47,13 +47,15 @@ MrpAttrDatabase& AttrTable::is(std::uint64_t key) {
     slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
   }
   MrpAttrDatabase& record = *make(index, key);
-  enter(kPresent, record);
+  setIs(kPresent, record, true);
   return record;
 }
 
 void AttrTable::del(MrpAttrDatabase& record) {
   const std::uint64_t key = record.attributeKey();
-  for (const Set set : {kPendingAdd, kPendingDelete}) setIs(set, record, false);
+  for (const Set set : {kPendingAdd, kPendingDelete}) {
+    if (isMember(set, record)) setIs(set, record, false);
+  }
   if (layout_.keys == Keys::sparse) {
     std::size_t hole = slotOf(key);
     free_.push_back(slots_[hole] - 1);
@@ -68,29 +70,14 @@ void AttrTable::del(MrpAttrDatabase& record) {
     }
     slots_[hole] = 0;
   }
-  leave(kPresent, record);
+  setIs(kPresent, record, false);
   record.~MrpAttrDatabase();
 }
 
-void AttrTable::setIs(Set set, MrpAttrDatabase& record, bool member) {
-  const bool isMember = pageOf(record).sets[set] >> numberOf(record) & 1;
-  if (member == isMember) return;
-  member ? enter(set, record) : leave(set, record);
-}
-
-void AttrTable::enter(Set set, MrpAttrDatabase& record) {
-  pageOf(record).sets[set] |= std::uint64_t{1} << numberOf(record);
-  ++count_[set];
-  if (layout_.keys == Keys::sparse) order_[set].add(record.attributeKey());
-}
-
-void AttrTable::leave(Set set, MrpAttrDatabase& record) {
-  pageOf(record).sets[set] &= ~(std::uint64_t{1} << numberOf(record));
-  --count_[set];
-  if (layout_.keys == Keys::dense) return;
+void AttrTable::trimOrder(Set set) {
   order_[set].trim(count_[set], [this, set](std::uint64_t key) {
     MrpAttrDatabase* live = findSparse(key);
-    return live && pageOf(*live).sets[set] >> numberOf(*live) & 1;
+    return live && isMember(set, *live);
   });
 }
 
@@ -99,7 +86,7 @@ MrpAttrDatabase* AttrTable::sparseAtOrAbove(Set set, std::uint64_t from) {
     const auto key = order_[set].atOrAbove(from);
     if (!key) break;
     MrpAttrDatabase* record = findSparse(*key);
-    if (record && pageOf(*record).sets[set] >> numberOf(*record) & 1) return record;
+    if (record && isMember(set, *record)) return record;
     if (*key == UINT64_MAX) break;
     from = *key + 1;
   }

@@ -41,8 +41,13 @@ class MRP_API AttrTable {
   void del(MrpAttrDatabase& record);
   std::size_t size() const { return count_[kPresent]; }
 
-  // Enters a record into one of the pending sets, or takes it out.
-  void setIs(Set set, MrpAttrDatabase& record, bool member);
+  // Enters a record that is no member into a set, or takes a member out.
+  void setIs(Set set, MrpAttrDatabase& record, bool member) {
+    pageOf(record).sets[set] ^= std::uint64_t{1} << numberOf(record);
+    count_[set] += member ? 1 : std::size_t(-1);
+    if (layout_.keys == Keys::dense) return;
+    member ? order_[set].add(record.attributeKey()) : trimOrder(set);
+  }
   std::size_t count(Set set) const { return count_[set]; }
   // The member with the smallest key at or above `from`; null past the last.
   MrpAttrDatabase* atOrAbove(Set set, std::uint64_t from) {
@@ -102,8 +107,10 @@ class MRP_API AttrTable {
   std::size_t home(std::uint64_t key) const;
   std::size_t slotOf(std::uint64_t key) const;
   void grow();
-  void enter(Set set, MrpAttrDatabase& record);
-  void leave(Set set, MrpAttrDatabase& record);
+  static bool isMember(Set set, MrpAttrDatabase& record) {
+    return pageOf(record).sets[set] >> numberOf(record) & 1;
+  }
+  void trimOrder(Set set);
 
   Layout layout_;
   std::size_t recordSize_;

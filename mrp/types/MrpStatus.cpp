@@ -38,10 +38,15 @@ MrpIntfTypeApplicant::MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attribute
 // them.
 void MrpIntfTypeApplicant::marksAre(MrpAttrDatabase& record, unsigned marks) {
   const bool wasVisible = record.visible();
+  const unsigned changed = record.marks_ ^ marks;
   record.marks_ = static_cast<std::uint8_t>(marks);
   visible_ += static_cast<std::size_t>(record.visible()) - static_cast<std::size_t>(wasVisible);
-  table_.setIs(AttrTable::kPendingAdd, record, record.pendingAdd());
-  table_.setIs(AttrTable::kPendingDelete, record, record.pendingDelete());
+  if (changed & MrpAttrDatabase::kPendingAdd) {
+    table_.setIs(AttrTable::kPendingAdd, record, record.pendingAdd());
+  }
+  if (changed & MrpAttrDatabase::kPendingDelete) {
+    table_.setIs(AttrTable::kPendingDelete, record, record.pendingDelete());
+  }
   if (record.idle()) table_.del(record);
 }
 

@@ -18,13 +18,6 @@ void copyOctets(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
 
 }  // namespace
 
-MrpAttrDatabase* MrpSm::mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
-                                               bool includePending) {
-  MrpIntfTypeApplicant* types = typeApplicant(intf, type);
-  MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
-  return record && (includePending || !record->pendingAdd()) ? record : nullptr;
-}
-
 MrpAttrDatabase* MrpSm::mrpGetAttribute(bool create) {
   const MrpParseContext& c = *parseContext_;
   MrpAttrDatabase* record =

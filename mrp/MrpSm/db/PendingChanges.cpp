@@ -24,7 +24,9 @@ bool anyType(const MrpApplicationDatabase& database, Pred pred) {
 // An attribute that is being deleted is revived as it stands; its caller resets the states.
 MrpAttrDatabase& MrpSm::addAttrToAddPending(const MrpAttribute& attribute) {
   const auto& [intf, type, key] = attribute;
-  MrpIntfTypeApplicant& types = database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
+  MrpIntfTypeApplicant* known = typeApplicant(intf, type);
+  MrpIntfTypeApplicant& types =
+      known ? *known : database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
   if (MrpAttrDatabase* committed = types.mrpAttribute(key)) {
     if (committed->pendingDelete()) types.pendingDeleteDel(*committed);
     return *committed;

@@ -147,7 +147,11 @@ class MRP_API MrpSm : public Platform::Entity {
   // Null when there is no such record. One that is about to be deleted is not found; one that waits
   // to be added only with `includePending`.
   MrpAttrDatabase* mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
-                                          bool includePending);
+                                          bool includePending) {
+    MrpIntfTypeApplicant* types = typeApplicant(intf, type);
+    MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
+    return record && (includePending || !record->pendingAdd()) ? record : nullptr;
+  }
   // Record of the current attribute, made on demand.
   MrpAttrDatabase* mrpGetAttribute(bool create);
   MrpAttrDatabase* mrpAddAttrToDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,

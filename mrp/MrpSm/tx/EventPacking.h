@@ -44,11 +44,13 @@ inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uin
   std::uint8_t* vector = context.vectorData();
   std::uint8_t* events = vector + kVectorHeaderSize + attributeLength(application, attributeType);
   const unsigned n = mrpGetNumOfValues(vector);
-  const bool opens = n % 3 == 0;
-  if (opens) events[n / 3] = 0;
-  mrpEncodeThreePackedEvent(events, event, n + 1);
+  const unsigned place = n % 3;
+  std::uint8_t& packed = events[n / 3];
+  // The places after the last value hold 0.
+  const unsigned weight = place == 0 ? 36 : place == 1 ? 6 : 1;
+  packed = static_cast<std::uint8_t>((place == 0 ? 0u : packed) + event * weight);
   countOneMoreValue(vector);
-  return opens ? 1 : 0;
+  return place == 0 ? 1 : 0;
 }
 // For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
 // move up when those grow.

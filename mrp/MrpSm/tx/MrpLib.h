@@ -195,10 +195,14 @@ class MRP_API MrpLib : public Platform::Entity {
   }
   void doDeclare(MrpApplicantEvent event);
   void doSendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
-  const MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
+  MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
+  MrpTxPacketContext* newContext(const MrpParameters& parameters, IntfId intf, bool second);
+  void sendMsrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
+  void sendMvrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
+  void unsupportedApplication();
   bool packetFull(const MrpTxPacketContext& context, IntfId intf) const;
   template <class Codec>
-  void sendVector(std::uint8_t event, IntfId intf, bool second);
+  void sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf);
   template <class Codec>
   std::size_t encodeVector(MrpTxPacketContext& context, const typename Codec::Attribute& value,
                            std::uint8_t event);
