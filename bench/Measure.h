@@ -26,8 +26,8 @@ double cpuNs(Step step) {
 }
 
 // Fails the case when the work that was measured was not done.
-inline void check(bool done, const std::string& what) {
-  if (!done) throw std::runtime_error("the measured work was not done: " + what);
+inline void check(bool done, const char* what) {
+  if (!done) throw std::runtime_error(std::string("the measured work was not done: ") + what);
 }
 
 inline double median(std::vector<double> values) {

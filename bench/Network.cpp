@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "bench/Measure.h"
+
 namespace Bench {
 
 Network::Network(MrpApplication application, std::size_t ports, const Options& options)
@@ -54,6 +56,13 @@ void Network::request(IntfId port, std::uint16_t vlan, Mrp::MrpThreePackedEvent 
 Seconds Network::nextTick() const {
   constexpr std::int64_t kTick = 100'000'000;
   return Seconds::fromNanoseconds((now().nanoseconds() / kTick + 1) * kTick);
+}
+
+void Network::askLog(std::size_t times) const {
+  const Platform::Embedded::AttrLogSocket& log = switch_->attrLog();
+  for (std::size_t i = 0; i < times; ++i) {
+    check(log.sendQueueOctets(log.sockFd()).has_value(), "the log was asked");
+  }
 }
 
 // Reads the first vector only: little enough to stand in the measured time.

@@ -51,6 +51,9 @@ class Network {
   // The next whole tenth of a second: ticks of the engine's timers.
   Seconds nextTick() const;
 
+  // Asks the attribute log for the octets that wait in it, as a review does before each change.
+  void askLog(std::size_t times) const;
+
   // Frames sent, and the values of their first vectors, LeaveAlls among the vectors.
   struct Sent {
     std::uint64_t frames = 0;

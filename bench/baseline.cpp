@@ -2,6 +2,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <bit>
+
 #include "mrp/types/BigEndian.h"
 
 namespace Bench {
@@ -36,8 +38,8 @@ ReceiveBaseline::ReceiveBaseline(std::size_t mostEvents) {
   queue_.reserve(mostEvents);
 }
 
-void ReceiveBaseline::pdu(const PlainMap& map, std::uint64_t first,
-                          std::span<const std::uint8_t> packed, std::size_t count) {
+void ReceiveBaseline::stage(std::uint64_t first, std::span<const std::uint8_t> packed,
+                            std::size_t count) {
   struct Value {
     Mrp::BigEndian<std::uint64_t> number;
     std::array<std::uint8_t, 56> rest{};
@@ -57,9 +59,25 @@ void ReceiveBaseline::pdu(const PlainMap& map, std::uint64_t first,
       value.number = key + 1;
     }
   }
-  for (const std::uint64_t key : queue_) benchmark::DoNotOptimize(map.find(key));
+}
+
+void ReceiveBaseline::clear() {
   staged_.clear();
   queue_.clear();
+}
+
+void ReceiveBaseline::pdu(const PlainMap& map, std::uint64_t first,
+                          std::span<const std::uint8_t> packed, std::size_t count) {
+  stage(first, packed, count);
+  for (const std::uint64_t key : queue_) benchmark::DoNotOptimize(map.find(key));
+  clear();
+}
+
+void ReceiveBaseline::acrossMaps(const std::vector<PlainMap>& maps, std::uint64_t key,
+                                 std::span<const std::uint8_t> packed) {
+  stage(0, packed, maps.size());
+  for (const std::uint64_t map : queue_) benchmark::DoNotOptimize(maps[map].find(key));
+  clear();
 }
 
 void LeaveAllBaseline::walk(PlainMap& map) {

@@ -29,8 +29,14 @@ class ReceiveBaseline {
   // `packed` holds `count` events, three to an octet, for the keys from `first` on.
   void pdu(const PlainMap& map, std::uint64_t first, std::span<const std::uint8_t> packed,
            std::size_t count);
+  // The same with an event for each map, all of them for `key`.
+  void acrossMaps(const std::vector<PlainMap>& maps, std::uint64_t key,
+                  std::span<const std::uint8_t> packed);
 
  private:
+  void stage(std::uint64_t first, std::span<const std::uint8_t> packed, std::size_t count);
+  void clear();
+
   std::unordered_map<std::uint64_t, std::array<std::uint8_t, 65>> staged_;
   std::vector<std::uint64_t> queue_;
 };
