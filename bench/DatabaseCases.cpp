@@ -19,6 +19,8 @@ const Seconds kReviewDelay{0.1};
 // goes to asking how full the attribute log is stands in a row beside the table.
 std::vector<Row> commit(int rounds) {
   constexpr std::size_t kAttributes = kFreshPorts * kVlans;
+  std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
+  maps.resize(kPorts + kFreshPorts);
   Network network(MrpApplication::mvrp, kPorts + kFreshPorts);
   const Octets join = vlanFrame(1, kVlans, kJoinIn);
   for (std::size_t i = 0; i < kPorts; ++i) network.receive(network.ports()[i], join);
@@ -34,8 +36,6 @@ std::vector<Row> commit(int rounds) {
     network.run(2.0);
     return ns / kAttributes;
   };
-  std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  maps.resize(kPorts + kFreshPorts);
   Rounds adds("commit-add");
   Rounds deletes("commit-delete");
   Rounds log("commit-add/asking-the-log");
@@ -68,6 +68,7 @@ std::vector<Row> commit(int rounds) {
 // Everything that activation does, to the last machine.
 std::vector<Row> start(int rounds) {
   constexpr double kAttributes = static_cast<double>(kPorts) * kVlans;
+  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   auto status = Platform::makePtr<Mrp::MrpStatus>();
   {
     Network active(MrpApplication::mvrp, kPorts,
@@ -76,7 +77,6 @@ std::vector<Row> start(int rounds) {
     active.run(1.0);
     check(active.pending() == 0, "committed");
   }
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   Rounds row("start");
   for (int i = 0; i < rounds; ++i) {
     Network network(MrpApplication::mvrp, kPorts,

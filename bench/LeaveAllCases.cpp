@@ -53,8 +53,8 @@ double DeclaredNetwork::expiryNs(std::size_t cycles) {
 }
 
 std::vector<Row> leaveAll(int rounds) {
-  DeclaredNetwork network(kPorts, kVlans);
   std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
+  DeclaredNetwork network(kPorts, kVlans);
   LeaveAllBaseline baseline;
   Rounds row("leave-all");
   network.expiryNs(1);
@@ -127,12 +127,14 @@ std::vector<Row> growth(int rounds) {
   };
   constexpr Scale kScales[] = {{1, 1000}, {4, 2500}, {25, 4000}, {250, 4000}, {500, 4000}};
   constexpr std::size_t kEventsPerRound = 100'000;
+  std::vector<std::vector<PlainMap>> mapsOf;
+  for (const auto& [ports, vlans] : kScales) mapsOf.push_back(plainMaps(ports, 1, vlans));
   std::vector<Row> rows;
-  for (const auto& [ports, vlans] : kScales) {
+  for (std::vector<PlainMap>& maps : mapsOf) {
+    const auto& [ports, vlans] = kScales[rows.size() / 2];
     const std::size_t attributes = ports * vlans;
     const std::size_t passes = std::max<std::size_t>(kEventsPerRound / attributes, 1);
     const auto events = static_cast<double>(passes * attributes);
-    std::vector<PlainMap> maps = plainMaps(ports, 1, vlans);
     {
       RefreshedNetwork network(ports, vlans);
       ReceiveBaseline baseline(vlans);

@@ -38,8 +38,8 @@ double RefreshedNetwork::passNs(std::size_t passes) {
 }
 
 std::vector<Row> receiveRefresh(int rounds) {
-  RefreshedNetwork network(kPorts, kVlans);
   const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
+  RefreshedNetwork network(kPorts, kVlans);
   const Octets packed = packedEvents(kVlans, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-refresh");
@@ -52,12 +52,12 @@ std::vector<Row> receiveRefresh(int rounds) {
 
 // A received LeaveAll starts every leave timer, the joins that follow stop it.
 std::vector<Row> receiveTimers(int rounds) {
+  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   Network network(MrpApplication::mvrp, kPorts);
   const Octets join = vlanFrame(1, kVlans, kJoinIn);
   const Octets leaveAll = vlanLeaveAllFrame();
   network.receiveOnAll(join);
   network.run(1.0);
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   const Octets packed = packedEvents(kVlans, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-timers");
@@ -83,6 +83,8 @@ std::vector<Row> receiveTimers(int rounds) {
 // difference; such attributes come with the status that a side which takes over is given. What an
 // expiry still does for a cancelled timer is counted too.
 std::vector<Row> leaveArmCancel(int rounds) {
+  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
+  std::vector<SpliceBaseline> lists(kPorts, SpliceBaseline(kVlans));
   auto status = Platform::makePtr<Mrp::MrpStatus>();
   Network network(MrpApplication::mvrp, kPorts, {.standby = true, .lib = {}, .status = status});
   for (const IntfId port : network.ports()) {
@@ -101,8 +103,6 @@ std::vector<Row> leaveArmCancel(int rounds) {
   const Octets join = vlanFrame(1, kVlans, kJoinIn);
   const Octets leave = vlanFrame(1, kVlans, kLv);
   network.receiveOnAll(join);
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  std::vector<SpliceBaseline> lists(kPorts, SpliceBaseline(kVlans));
   Rounds row("leave-arm-cancel");
   Rounds passes("leave-arm-cancel/passes");
   for (int i = 0; i < rounds; ++i) {
@@ -136,7 +136,6 @@ std::vector<Row> msrpReceive(int rounds) {
   constexpr std::size_t kStreamPorts = 64;
   constexpr std::uint16_t kStreams = 512;
   constexpr std::size_t kAttributes = 2 * kStreamPorts * kStreams;
-  Network network(MrpApplication::msrp, kStreamPorts);
   std::vector<Octets> frames;
   std::vector<std::uint64_t> first;
   std::vector<PlainMap> talkers;
@@ -147,6 +146,7 @@ std::vector<Row> msrpReceive(int rounds) {
     talkers.push_back(std::move(plainMaps(1, first[i], kStreams).front()));
     listeners.push_back(std::move(plainMaps(1, first[i], kStreams).front()));
   }
+  Network network(MrpApplication::msrp, kStreamPorts);
   const auto receiveAll = [&] {
     for (std::size_t i = 0; i < kStreamPorts; ++i) network.receive(network.ports()[i], frames[i]);
   };

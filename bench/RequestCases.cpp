@@ -49,6 +49,7 @@ class PropagatingLib final : public Mrp::MrpLib {
 std::vector<Row> declare(int rounds) {
   constexpr std::size_t kAtOnce = 64;
   constexpr std::size_t kAttributes = kAtOnce * kVlans;
+  std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   Network network(MrpApplication::mvrp, 2 * kPorts);
   const Octets join = vlanFrame(1, kVlans, kJoinIn);
   for (std::size_t i = 0; i < kPorts; ++i) network.receive(network.ports()[i], join);
@@ -66,7 +67,6 @@ std::vector<Row> declare(int rounds) {
     network.run(3.0);
     check(network.attributes() == kPorts * kVlans && network.pending() == 0, "VLANs withdrawn");
   };
-  std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   LeaveAllBaseline baseline;
   Rounds row("declare");
   for (int i = 0; i < rounds; ++i) {

@@ -17,8 +17,9 @@ struct Plain {
 };
 using PlainMap = std::map<std::uint64_t, Plain>;
 
-// Maps with the keys first..first+count-1. Built one after the other, each in order of its keys, so
-// that the nodes lie in memory as they are walked: the kindest case for the baseline.
+// Maps with the keys first..first+count-1. Built one after the other, each in order of its keys: in
+// a process that has freed nothing yet the nodes lie in memory as they are walked, which is the
+// kindest case for the baseline. So a case makes them before its network.
 std::vector<PlainMap> plainMaps(std::size_t maps, std::uint64_t first, std::size_t count);
 
 // R. Each event of a PDU is decoded and staged, found again in the order of arrival, and looked up
