@@ -16,9 +16,4 @@ bool parseVlan(Platform::PktReader& reader, MvrpVlanAttribute& value) {
   return reader.octets(&value, sizeof value);
 }
 
-void mrpIncrementVlanVector(MvrpVlanAttribute& value, Platform::Trace& trace) {
-  increment(value);
-  MRP_TRACE(trace, 8, " Vlan vector = " << value);
-}
-
 }  // namespace Mrp

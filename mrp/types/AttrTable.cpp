@@ -112,8 +112,21 @@ std::size_t AttrTable::slotOf(std::uint64_t key) const {
 
 MrpAttrDatabase* AttrTable::findSparse(std::uint64_t key) const {
   if (slots_.empty()) return nullptr;
+  if (key == found_ + 1 && foundAt_ + 1 < used_) {
+    MrpAttrDatabase* beside = at(foundAt_ + 1);
+    const Page& page = *pages_[(foundAt_ + 1) / kPageRecords];
+    const bool present = page.sets[kPresent] >> (foundAt_ + 1) % kPageRecords & 1;
+    if (present && beside->attributeKey() == key) {
+      ++foundAt_;
+      found_ = key;
+      return beside;
+    }
+  }
   const std::uint32_t slot = slots_[slotOf(key)];
-  return slot ? at(slot - 1) : nullptr;
+  if (!slot) return nullptr;
+  foundAt_ = slot - 1;
+  found_ = key;
+  return at(foundAt_);
 }
 
 void AttrTable::grow() {

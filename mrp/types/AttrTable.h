@@ -121,6 +121,9 @@ class MRP_API AttrTable {
   std::vector<std::uint32_t> slots_;  // open addressing: index of a record plus 1, 0 when free
   std::vector<std::uint32_t> free_;   // indices of deleted records
   std::size_t used_ = 0;              // records ever taken from the pages
+  // Position and key of the record found last: the next stream often stands beside it.
+  mutable std::size_t foundAt_ = 0;
+  mutable std::uint64_t found_ = 0;
   std::array<KeyOrder, kSets> order_;
 };
 

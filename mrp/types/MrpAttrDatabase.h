@@ -3,13 +3,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <vector>
 
 #include "mrp/types/MrpAttribute.h"
 #include "mrp/types/MrpEnums.h"
 #include "mrp/types/MrpLeaveSm.h"
+#include "mrp/types/Octets.h"
 #include "platform/reactor/Attributes.h"
 
 namespace Mrp {
@@ -46,12 +46,12 @@ class MrpAttrDatabase {
   // At most valueRoom() octets.
   void valueIs(std::span<const std::uint8_t> value) {
     valueSize_ = static_cast<std::uint8_t>(value.size());
-    if (!value.empty()) std::memcpy(octets(), value.data(), value.size());
+    copyOctets(octets(), value.data(), value.size());
   }
   // Writes one octet, growing the value to hold it. Throws std::range_error from valueRoom() on.
   MRP_API void attributeValueIs(ValueIndex index, std::uint8_t octet);
   bool valueEquals(std::span<const std::uint8_t> value) const {
-    return value.size() == valueSize_ && std::memcmp(octets(), value.data(), valueSize_) == 0;
+    return value.size() == valueSize_ && sameOctets(octets(), value.data(), valueSize_);
   }
 
   // Where the record stands. A record that bears none of the marks is vacant: it only stays for

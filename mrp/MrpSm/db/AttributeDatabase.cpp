@@ -5,19 +5,6 @@
 #include "mrp/MrpSm/engine/MrpSm.h"
 
 namespace Mrp {
-namespace {
-
-// The octets of a VLAN identifier without a call.
-void copyOctets(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
-  if (n == sizeof(MvrpVlanAttribute)) {
-    std::memcpy(to, from, sizeof(MvrpVlanAttribute));
-  } else if (n > 0) {
-    std::memcpy(to, from, n);
-  }
-}
-
-}  // namespace
-
 MrpAttrDatabase* MrpSm::mrpGetAttribute(bool create) {
   const MrpParseContext& c = *parseContext_;
   MrpAttrDatabase* record =

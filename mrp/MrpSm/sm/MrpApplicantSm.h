@@ -32,6 +32,7 @@ class MrpApplicantSm : public Platform::Entity {
 
  private:
   void handleInitialized() { initialized_ = true; }
+  void traceEvent(const MrpAttrDatabase& record) const;
   void mrpApplicantSendNew(bool second);
   void mrpApplicantSendJoin(const MrpAttrDatabase& record, bool second);
   void mrpApplicantSendRegisteredState(const MrpAttrDatabase& record, bool second);

@@ -52,19 +52,15 @@ void MrpRegistrarSm::handleRegistrarEvent() {
 
 void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
   const MrpRegistrarEvent event = registrarEvent_;
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
-            "handleRegistrarEvent Key = 0x"
-                << std::hex << context.attributeKey() << std::dec
-                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
-                << " Enter: state = " << record.registrarState() << " event = " << event);
+  const bool traced = mrpSm_.trace().isOn(7);
+  if (traced) traceEvent(record);
   if (event == MrpRegistrarEvent::rLv) logLeave("received", record.registrarState(), event);
 
   // An indication may call the service and so move or delete the record: it ends the hand-on.
   indicated_ = false;
   const bool discarded = dispatch(event, record);
   MrpAttrDatabase* current = indicated_ ? mrpSm_.mrpGetAttribute(false) : &record;
-  if (current) {
+  if (current && traced) {
     MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << current->registrarState());
   }
   if (discarded) joinDiscarded();
@@ -74,6 +70,15 @@ void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
     delLeavePending(*current);
     mrpSm_.mrpDeleteAttrFromDatabase();
   }
+}
+
+void MrpRegistrarSm::traceEvent(const MrpAttrDatabase& record) const {
+  const MrpParseContext& context = *mrpSm_.parseContext();
+  MRP_TRACE(mrpSm_.trace(), 7,
+            "handleRegistrarEvent Key = 0x"
+                << std::hex << context.attributeKey() << std::dec
+                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
+                << " Enter: state = " << record.registrarState() << " event = " << registrarEvent_);
 }
 
 bool MrpRegistrarSm::dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record) {

@@ -49,6 +49,7 @@ class MrpRegistrarSm : public Platform::Entity {
 
  private:
   void handleInitialized();
+  void traceEvent(const MrpAttrDatabase& record) const;
   bool handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
