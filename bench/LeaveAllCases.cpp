@@ -119,51 +119,52 @@ std::vector<Row> growthOrder(int rounds) {
   return {row.row()};
 }
 
-// Points of the plot, each against its baseline at the same scale.
-std::vector<Row> growth(int rounds) {
-  struct Scale {
-    std::size_t ports;
-    std::uint16_t vlans;
-  };
-  constexpr Scale kScales[] = {{1, 1000}, {4, 2500}, {25, 4000}, {250, 4000}, {500, 4000}};
-  constexpr std::size_t kEventsPerRound = 100'000;
-  std::vector<std::vector<PlainMap>> mapsOf;
-  for (const auto& [ports, vlans] : kScales) mapsOf.push_back(plainMaps(ports, 1, vlans));
-  std::vector<Row> rows;
-  for (std::vector<PlainMap>& maps : mapsOf) {
-    const auto& [ports, vlans] = kScales[rows.size() / 2];
-    const std::size_t attributes = ports * vlans;
-    const std::size_t passes = std::max<std::size_t>(kEventsPerRound / attributes, 1);
-    const auto events = static_cast<double>(passes * attributes);
-    {
-      RefreshedNetwork network(ports, vlans);
-      ReceiveBaseline baseline(vlans);
-      const Octets packed = packedEvents(vlans, kJoinIn);
-      Rounds row("growth/receive-refresh/" + std::to_string(attributes));
-      network.passNs(passes);
-      for (int i = 0; i < rounds; ++i) {
-        const double base = cpuNs([&] {
-          for (std::size_t pass = 0; pass < passes; ++pass) {
-            for (const PlainMap& map : maps) baseline.pdu(map, 1, packed, vlans);
-          }
-        });
-        row.add(base / events, network.passNs(passes));
+namespace {
+
+// Points of the plot.
+struct Scale {
+  std::size_t ports;
+  std::uint16_t vlans;
+  std::size_t attributes() const { return ports * vlans; }
+  // Small ones go round several times, for the sake of the clock.
+  std::size_t passes() const { return std::max<std::size_t>(100'000 / attributes(), 1); }
+};
+constexpr Scale kScales[] = {{1, 1000}, {4, 2500}, {25, 4000}, {250, 4000}, {500, 4000}};
+
+// `visit` is the baseline for one map.
+template <class Measure, class Visit>
+Row point(const std::string& name, const Scale& scale, int rounds, std::vector<PlainMap>& maps,
+          double (Measure::*ns)(std::size_t), Visit visit) {
+  Measure network(scale.ports, scale.vlans);
+  (network.*ns)(scale.passes());
+  Rounds row("growth/" + name + "/" + std::to_string(scale.attributes()));
+  for (int i = 0; i < rounds; ++i) {
+    const double base = cpuNs([&] {
+      for (std::size_t pass = 0; pass < scale.passes(); ++pass) {
+        for (PlainMap& map : maps) visit(map);
       }
-      rows.push_back(row.row());
-    }
-    DeclaredNetwork network(ports, vlans);
-    LeaveAllBaseline baseline;
-    Rounds row("growth/leave-all/" + std::to_string(attributes));
-    network.expiryNs(1);
-    for (int i = 0; i < rounds; ++i) {
-      const double base = cpuNs([&] {
-        for (std::size_t pass = 0; pass < passes; ++pass) {
-          for (PlainMap& map : maps) baseline.walk(map);
-        }
-      });
-      row.add(base / events, network.expiryNs(passes));
-    }
-    rows.push_back(row.row());
+    });
+    row.add(base / static_cast<double>(scale.passes() * scale.attributes()),
+            (network.*ns)(scale.passes()));
+  }
+  return row.row();
+}
+
+}  // namespace
+
+std::vector<Row> growth(int rounds) {
+  std::vector<std::vector<PlainMap>> maps;
+  for (const Scale& scale : kScales) maps.push_back(plainMaps(scale.ports, 1, scale.vlans));
+  std::vector<Row> rows;
+  for (std::size_t i = 0; i < maps.size(); ++i) {
+    const Scale& scale = kScales[i];
+    const Octets packed = packedEvents(scale.vlans, kJoinIn);
+    ReceiveBaseline receive(scale.vlans);
+    rows.push_back(point("receive-refresh", scale, rounds, maps[i], &RefreshedNetwork::passNs,
+                         [&](PlainMap& map) { receive.pdu(map, 1, packed, scale.vlans); }));
+    LeaveAllBaseline walk;
+    rows.push_back(point("leave-all", scale, rounds, maps[i], &DeclaredNetwork::expiryNs,
+                         [&](PlainMap& map) { walk.walk(map); }));
   }
   return rows;
 }

@@ -69,7 +69,7 @@ void Network::askLog(std::size_t times) const {
 void Network::handleTransmit(const Platform::Pkt& pkt) {
   const std::size_t at = application_ == MrpApplication::msrp ? 19 : 17;
   const auto octets = pkt.octets();
-  const unsigned header = octets.size() > at + 1 ? octets[at] << 8 | octets[at + 1] : 0u;
+  const unsigned header = octets.size() > at + 1 ? octets[at] * 256u + octets[at + 1] : 0u;
   ++sent_.frames;
   sent_.values += header & 0x1fff;
   sent_.leaveAlls += header >> 13;

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <bit>
+#include <memory>
 
 #include "mrp/types/BigEndian.h"
 
@@ -26,9 +27,15 @@ void packEvent(std::vector<std::uint8_t>& vector, std::size_t index, std::uint8_
 }  // namespace
 
 std::vector<PlainMap> plainMaps(std::size_t maps, std::uint64_t first, std::size_t count) {
+  // 48 octets of the heap, its own header counted.
+  using Spacer = std::array<std::byte, 40>;
   std::vector<PlainMap> out(maps);
-  for (PlainMap& map : out) {
-    for (std::size_t i = 0; i < count; ++i) map.emplace_hint(map.end(), first + i, Plain{});
+  std::vector<std::unique_ptr<Spacer>> spacers(maps);
+  for (std::size_t map = 0; map < maps; ++map) {
+    for (std::size_t i = 0; i < count; ++i) {
+      out[map].emplace_hint(out[map].end(), first + i, Plain{});
+    }
+    spacers[map] = std::make_unique<Spacer>();
   }
   return out;
 }

@@ -111,6 +111,7 @@ class Suite {
 
   void run(benchmark::State& state, const Target& target) {
     for (auto _ : state) {
+      std::cerr << "measuring " << target.row << "\n";
       try {
         const Row row = target.caseName[0] ? rowOf(target) : traceOff();
         if (target.atMost > 0) report_.add({row, target.atMost});
