@@ -40,17 +40,18 @@ std::uint32_t MrpParsedAttributes::is(const MrpParsedAttributeKey& key, std::uin
 
 std::uint32_t MrpParsedAttributes::append(const MrpParsedAttributeKey& key, std::uint8_t event,
                                           std::span<const std::uint8_t> value) {
-  const std::size_t at = values_.size();
+  const std::size_t at = valuesEnd_;
+  valuesEnd_ += value.size();
+  if (valuesEnd_ > values_.size()) values_.resize(2 * valuesEnd_);
   attributes_.push_back({key.attributeKey, key.attributeType, event,
                          static_cast<std::uint8_t>(value.size()), static_cast<std::uint32_t>(at)});
-  values_.resize(at + value.size());
   copyOctets(values_.data() + at, value.data(), value.size());
   return static_cast<std::uint32_t>(attributes_.size() - 1);
 }
 
 void MrpParsedAttributes::delAll() {
   attributes_.clear();
-  values_.clear();
+  valuesEnd_ = 0;
   ascending_ = true;
   next_ = 0;
 }

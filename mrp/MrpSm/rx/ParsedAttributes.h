@@ -55,7 +55,8 @@ class MrpParsedAttributes {
   void hashAll();
 
   std::vector<MrpParsedAttribute> attributes_;
-  std::vector<std::uint8_t> values_;  // of all attributes, one behind the other
+  std::vector<std::uint8_t> values_;  // of all attributes, one behind the other, and room for more
+  std::size_t valuesEnd_ = 0;
   bool ascending_ = true;
   std::size_t next_ = 0;  // where the next look-up of a walk in ascending order will find its key
   std::vector<Slot> slots_;

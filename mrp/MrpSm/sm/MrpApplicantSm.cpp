@@ -96,10 +96,7 @@ void MrpApplicantSm::handleApplicantEvent(MrpAttrDatabase& record) {
   if (traced) traceEvent(record);
   const auto state = static_cast<std::size_t>(record.applicantState());
   const auto event = static_cast<std::size_t>(applicantEvent_);
-  if (state >= kStates) {
-    MRP_TRACE(mrpSm_.trace(), 4, "Invalid applicant State = " << state);
-    return;
-  }
+  if (state >= kStates) return traceInvalidState(record);
   const Cell cell = event < kEvents ? kApplicantTable[state][event] : none_;
   switch (cell.action) {
     case Action::none:
@@ -130,8 +127,16 @@ void MrpApplicantSm::handleApplicantEvent(MrpAttrDatabase& record) {
       break;
   }
   if (cell.next != kStays) record.applicantStateIs(static_cast<MrpApplicantState>(cell.next));
-  if (!traced) return;
+  if (traced) traceExit(record);
+}
+
+void MrpApplicantSm::traceExit(const MrpAttrDatabase& record) const {
   MRP_TRACE(mrpSm_.trace(), 7, " Exit: handleApplicantEvent, state = " << record.applicantState());
+}
+
+void MrpApplicantSm::traceInvalidState(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 4,
+            "Invalid applicant State = " << static_cast<std::size_t>(record.applicantState()));
 }
 
 void MrpApplicantSm::traceEvent(const MrpAttrDatabase& record) const {

@@ -60,9 +60,7 @@ void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
   indicated_ = false;
   const bool discarded = dispatch(event, record);
   MrpAttrDatabase* current = indicated_ ? mrpSm_.mrpGetAttribute(false) : &record;
-  if (current && traced) {
-    MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << current->registrarState());
-  }
+  if (current && traced) traceExit(*current);
   if (discarded) joinDiscarded();
   if (!current) return;
   if (discarded) current->registrarStateIs(MrpRegistrarState::mt);
@@ -90,8 +88,16 @@ bool MrpRegistrarSm::dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record) 
     case MrpRegistrarState::mt:
       return handleMtStateRegistrar(event, record);
   }
-  MRP_TRACE(mrpSm_.trace(), 8, "Invalid registrar State = " << record.registrarState());
+  traceInvalidState(record);
   return false;
+}
+
+void MrpRegistrarSm::traceExit(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << record.registrarState());
+}
+
+void MrpRegistrarSm::traceInvalidState(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 8, "Invalid registrar State = " << record.registrarState());
 }
 
 bool MrpRegistrarSm::handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record) {

@@ -49,7 +49,10 @@ class MrpRegistrarSm : public Platform::Entity {
 
  private:
   void handleInitialized();
+  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
   void traceEvent(const MrpAttrDatabase& record) const;
+  void traceExit(const MrpAttrDatabase& record) const;
+  void traceInvalidState(const MrpAttrDatabase& record) const;
   bool handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
