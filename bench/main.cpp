@@ -206,7 +206,7 @@ int main(int argc, char** argv) {
         ->Iterations(1)
         ->UseManualTime();
   }
-  benchmark::RunSpecifiedBenchmarks(&report);
+  if (benchmark::RunSpecifiedBenchmarks(&report) == 0) return 1;
   suite.finish();
   report.print();
   report.write();
