@@ -1,6 +1,16 @@
 add_test(NAME layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layering)
 
+# Simulated networks, a program of its own: one command replays a seed.
+mrp_sources(sim_sources tests/sim)
+if(sim_sources AND TARGET mrp_agent)
+  find_package(CLI11 REQUIRED)
+  add_executable(mrp_sim ${sim_sources})
+  mrp_compile_flags(mrp_sim)
+  target_link_libraries(mrp_sim PRIVATE ${internal_libraries} CLI11::CLI11)
+endif()
+
 mrp_sources(test_sources tests)
+list(REMOVE_ITEM test_sources ${sim_sources})
 if(test_sources)
   find_package(GTest REQUIRED)
   include(GoogleTest)
