@@ -25,6 +25,10 @@ bench: build
 	build/bin/mrp_bench --benchmark_filter=Vlans
 	build/bin/mrp_bench --benchmark_filter=Talkers
 
+# Ten thousand simulated networks; about four minutes of processor time.
+soak: build
+	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
+
 check: build
 	scripts/check-layering
 	scripts/check-format
@@ -40,4 +44,4 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz
 
-.PHONY: run test packages build asan bench check tidy format clean
+.PHONY: run test packages build asan bench soak check tidy format clean

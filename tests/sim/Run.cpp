@@ -1,6 +1,7 @@
 #include "tests/sim/Run.h"
 
 #include <functional>
+#include <iterator>
 #include <map>
 #include <ostream>
 #include <sstream>
@@ -10,15 +11,15 @@
 namespace Sim {
 namespace {
 
-constexpr int kSizes = 25;  // every so manieth seed is a large network
+constexpr int kLargeEvery = 25;  // of so many seeds one is for a large network
 constexpr int kLargest = 100;
 // Longest path over which unsound registrations are waited for while the links still lose frames.
 constexpr int kSoundWithin = 7;
 
 struct Plan {
   explicit Plan(std::uint64_t seed, Random& random)
-      : shape(kShapes[seed % 3]),
-        bridges(seed % kSizes == 0 ? kLargest : 1 + static_cast<int>(random.below(8))),
+      : shape(kShapes[seed % std::size(kShapes)]),
+        bridges(seed % kLargeEvery == 0 ? kLargest : 1 + static_cast<int>(random.below(8))),
         stations(2 + static_cast<int>(random.below(bridges > 20 ? 12 : 5))),
         vlans(1 + random.below(8)),
         disturbance(random.between(20, 50)) {
@@ -100,7 +101,7 @@ class Simulation {
 
   void disturb() {
     for (int s = 0; s < plan_.stations; ++s) stationActs(s);
-    const double pace = plan_.bridges > 20 ? 0.3 : 0.8;
+    const double pace = plan_.bridges > 20 ? 0.2 : random_.between(0.2, 1);
     while (now() < plan_.disturbance) {
       const std::uint64_t kind = random_.below(20);
       if (kind < 12) {

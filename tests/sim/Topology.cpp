@@ -6,15 +6,22 @@
 namespace Sim {
 
 const char* nameOf(Shape shape) {
-  return shape == Shape::line ? "line" : shape == Shape::star ? "star" : "ring";
+  constexpr const char* names[] = {"line", "star", "ring", "mesh"};
+  return names[static_cast<int>(shape)];
 }
 
 Topology::Topology(Shape shape, int ofBridges, int ofStations, Random& random)
     : bridges(ofBridges), stations(ofStations), linksOf(static_cast<std::size_t>(nodes())) {
   for (int i = 1; i < bridges; ++i) join(shape == Shape::star ? 0 : i - 1, i);
-  if (shape == Shape::ring && bridges > 2) join(bridges - 1, 0);
+  const bool closed = shape == Shape::ring || shape == Shape::mesh;
+  if (closed && bridges > 2) join(bridges - 1, 0);
+  for (int chords = shape == Shape::mesh && bridges > 3 ? bridges / 2 : 0; chords > 0; --chords) {
+    const auto n = static_cast<unsigned>(bridges);
+    const auto a = static_cast<int>(random.below(n));
+    join(a, static_cast<int>((static_cast<unsigned>(a) + 2 + random.below(n - 3)) % n));
+  }
   for (int i = 0; i < stations; ++i) {
-    const int far = shape == Shape::ring ? bridges / 2 : bridges - 1;
+    const int far = closed ? bridges / 2 : bridges - 1;
     const int near = shape == Shape::star && bridges > 1 ? 1 : 0;
     const int at = static_cast<int>(random.below(static_cast<unsigned>(bridges)));
     join(i == 0 ? near : i == 1 ? far : at, bridges + i);

@@ -29,8 +29,9 @@ class Random {
   std::mt19937_64 generator_;
 };
 
-enum class Shape { line, star, ring };
-inline constexpr Shape kShapes[] = {Shape::line, Shape::star, Shape::ring};
+// A mesh is a ring with chords.
+enum class Shape { line, star, ring, mesh };
+inline constexpr Shape kShapes[] = {Shape::line, Shape::star, Shape::ring, Shape::mesh};
 const char* nameOf(Shape shape);
 
 // A link's two ends, 0 and 1.

@@ -1,4 +1,4 @@
-// Runs simulations: --seed N for one, --seeds A-B for many.
+// Runs simulations: --seed N for one, --seeds FIRST-LAST for many; --table measures.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/sim/Run.h"
+#include "tests/sim/Table.h"
 
 namespace {
 
@@ -25,7 +26,14 @@ std::string parseRange(const std::string& text, Range& range) {
   return {};
 }
 
-// False when a promise was broken.
+// Tells of a broken promise and how to see it again.
+bool kept(std::uint64_t seed, const Sim::Outcome& outcome, const char* program) {
+  if (outcome.failure.empty()) return true;
+  std::cout << "seed " << seed << " FAILED: " << outcome.failure << "\n  replay: " << program
+            << " --seed " << seed << " --verbose" << std::endl;
+  return false;
+}
+
 bool one(std::uint64_t seed, bool verbose, const char* program) {
   const Sim::Outcome outcome = Sim::run(seed, verbose ? &std::cout : nullptr);
   if (verbose) {
@@ -34,10 +42,7 @@ bool one(std::uint64_t seed, bool verbose, const char* program) {
               << outcome.frames << " frames, " << outcome.lost << " lost, "
               << outcome.virtualSeconds << " s of virtual time\n";
   }
-  if (outcome.failure.empty()) return true;
-  std::cout << "seed " << seed << " FAILED: " << outcome.failure << "\n  replay: " << program
-            << " --seed " << seed << " --verbose\n";
-  return false;
+  return kept(seed, outcome, program);
 }
 
 int many(Range range, std::uint64_t progress, const char* program) {
@@ -49,15 +54,11 @@ int many(Range range, std::uint64_t progress, const char* program) {
     lost += outcome.lost;
     worst = std::max(worst, outcome.converged);
     if (outcome.bound > 0) share = std::max(share, outcome.converged / outcome.bound);
-    if (!outcome.failure.empty()) {
-      ++failed;
-      std::cout << "seed " << seed << " FAILED: " << outcome.failure << "\n  replay: " << program
-                << " --seed " << seed << " --verbose" << std::endl;
-    }
+    if (!kept(seed, outcome, program)) ++failed;
     const std::uint64_t done = seed - range.first + 1;
     if (progress && done % progress == 0) {
-      std::cout << done << " of " << range.last - range.first + 1 << " runs, " << failed
-                << " failed" << std::endl;
+      std::cout << "seeds " << range.first << "-" << range.last << ": " << done << " runs, "
+                << failed << " failed" << std::endl;
     }
   }
   std::cout << "seeds " << range.first << "-" << range.last << ": " << failed << " failed, "
@@ -74,11 +75,17 @@ int main(int argc, char** argv) {
   std::string seeds;
   Range range;
   bool verbose = false;
-  auto* single = app.add_option("--seed", seed, "Run this one")->excludes("--help");
+  int tableSeeds = 0;
+  auto* single = app.add_option("--seed", seed, "Run this one");
   app.add_option("--seeds", seeds, "Run all of FIRST-LAST")->excludes(single);
   app.add_option("--progress", progress, "A line after every so many runs");
   app.add_flag("--verbose", verbose, "Tell what happens");
+  app.add_option("--table", tableSeeds, "Convergence against loss, of so many runs a cell");
   CLI11_PARSE(app, argc, argv);
+  if (tableSeeds > 0) {
+    Sim::table(tableSeeds, std::cout);
+    return 0;
+  }
   if (*single) return one(seed, verbose, argv[0]) ? 0 : 1;
   if (!seeds.empty()) {
     if (const std::string bad = parseRange(seeds, range); !bad.empty()) {
