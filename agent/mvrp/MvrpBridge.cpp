@@ -92,7 +92,7 @@ void MvrpBridge::portDel(IntfId intf) {
 
 void MvrpBridge::handlePam(IntfId intf) {
   Port* const p = port(intf);
-  if (!p || !mrpSm()) return;
+  if (!p || !mrpSm() || !mrpSm()->pamCollection()) return;
   const bool isOpen = mrpSm()->active() && mrpSm()->pamCollection()->pam(intf);
   if (isOpen == p->open) return;
   isOpen ? open(*p) : close(*p);
@@ -106,6 +106,7 @@ void MvrpBridge::open(Port& port) {
     forward(port, VlanSet::all(), true);
   } else {
     roles_->repeat(port.intf);
+    review(port, VlanSet::all());  // records of an earlier engine, on a port without a role
   }
 }
 
@@ -121,9 +122,9 @@ void MvrpBridge::close(Port& port) {
   forward(port, VlanSet::all(), false);
 }
 
-// The role in the instance that governs the port moves the engine to flush the port, which tells of
-// nothing, or to doubt all of it: the records are read again, and the neighbour is asked to declare
-// what it declares rather than waited for.
+// A change of role in the instance that governs the port makes the engine flush its registrations,
+// of which it tells nobody, or doubt all of them. So the records are read again, and a neighbour is
+// asked for its declarations rather than waited for.
 void MvrpBridge::handleRole(const std::string& msti, IntfId intf, PortRoles::Role role) {
   Port* const p = port(intf);
   if (!p || !p->open || !mrpSm() || mrpSm()->stpStatus()->mode() == Stp::Mode::none) return;
@@ -132,8 +133,7 @@ void MvrpBridge::handleRole(const std::string& msti, IntfId intf, PortRoles::Rol
   if (baseSpanningTreeTopo(intf) != msti) return forward(*p, vlans, forwards(role));
   readRecords(*p);
   if (forwards(role) && !(vlans - p->forwards).empty()) askNeighbour(*p);
-  p->forwards = p->forwards - vlans;
-  if (forwards(role)) p->forwards |= vlans;
+  p->forwards = forwards(role) ? p->forwards | vlans : p->forwards - vlans;
   review(*p, VlanSet::all());
 }
 
@@ -154,7 +154,7 @@ void MvrpBridge::readRecords(Port& port) {
 }
 
 void MvrpBridge::askNeighbour(const Port& port) {
-  mrpSm()->mrpPamSm()->transmitAllLeaveAll(port.intf);
+  if (mrpSm() && mrpSm()->active()) mrpSm()->mrpPamSm()->transmitAllLeaveAll(port.intf);
 }
 
 // --- Propagation ---------------------------------------------------------------------------------
@@ -188,7 +188,7 @@ void MvrpBridge::review(Port& port, const VlanSet& vlans) {
   });
 }
 
-// Whether more than one other port registers the VLAN matters to no port.
+// From the third contributor on, one more or less makes no difference to any port.
 void MvrpBridge::contribute(Port& port, std::uint16_t vlan, MrpThreePackedEvent join) {
   const std::uint32_t before = contributors_[vlan];
   if (!contributes(port, vlan)) return;

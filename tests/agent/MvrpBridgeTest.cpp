@@ -339,6 +339,9 @@ TEST_F(MvrpBridgeTest, OutlivesEngines) {
   b.sw.portDel(two);
   b.sw.portIs("port2", EthAddr());
   b.bridge->declarationIs(VlanId(30), true);
+  for (const Registration r : {Registration::forbidden, Registration::normal}) {
+    b.bridge->registrationIs(one, VlanId(10), r);
+  }
   b.status = makePtr<MrpStatus>();
   b.start();
   for (const IntfId p : {one, two, three}) b.bridge->portDel(p);
