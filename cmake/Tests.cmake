@@ -7,10 +7,10 @@ if(sim_sources AND TARGET mrp_agent)
   add_executable(mrp_sim ${sim_sources})
   mrp_compile_flags(mrp_sim)
   target_link_libraries(mrp_sim PRIVATE ${internal_libraries} CLI11::CLI11)
-  # Twelve times slower under the sanitizers.
+  # Six times slower under the sanitizers.
   set(sim_ranges 1-300 301-600)
   if(MRP_SANITIZE)
-    set(sim_ranges 1-50)
+    set(sim_ranges 1-150)
   endif()
   foreach(range IN LISTS sim_ranges)
     add_test(NAME sim_${range} COMMAND mrp_sim --seeds ${range})
