@@ -29,6 +29,10 @@ bench: bench_programs
 bench-quick: bench_programs
 	build/bin/mrp_bench --quick --report=build/bench/report.json
 
+# Ten thousand simulated networks; about four minutes of processor time.
+soak: build
+	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
+
 check: build
 	scripts/check-layering
 	scripts/check-format
@@ -44,4 +48,4 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz
 
-.PHONY: run test packages build asan bench bench-quick bench_programs check tidy format clean
+.PHONY: run test packages build asan bench bench-quick bench_programs soak check tidy format clean
