@@ -47,7 +47,9 @@ class MRP_API MrpIntfTypeApplicant {
   std::size_t visibleCount() const { return visible_; }
 
   // Pending additions and deletions.
-  MrpAttrDatabase& pendingAddIs(std::uint64_t key);
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key) { return pendingAddIs(key, table_.find(key)); }
+  // The same for a caller that has looked up any(key).
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known);
   void pendingAddDel(MrpAttrDatabase& record);
   void commit(MrpAttrDatabase& record);
   void pendingDeleteIs(MrpAttrDatabase& record);
