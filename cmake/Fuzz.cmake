@@ -9,12 +9,16 @@ if(MRP_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   message(FATAL_ERROR "MRP_FUZZ needs clang++ (cmake --preset fuzz)")
 endif()
 
+add_custom_target(fuzz_targets)
+
 foreach(source IN LISTS fuzz_sources)
   get_filename_component(name ${source} NAME_WE)
   set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
   file(GLOB parts CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/${name}/*.cpp)
   add_executable(fuzz_${name} ${source} ${parts})
   mrp_compile_flags(fuzz_${name})
+  mrp_library_assertions(fuzz_${name})
+  add_dependencies(fuzz_targets fuzz_${name})
   target_link_libraries(fuzz_${name} PRIVATE
     $<TARGET_NAME_IF_EXISTS:mrp_cli_objects> ${internal_libraries})
   if(MRP_FUZZ)
