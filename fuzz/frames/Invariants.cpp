@@ -116,6 +116,10 @@ void World::checkRecord(IntfId intf, std::uint8_t type, MrpAttrDatabase& record)
   CHECK(!vacant || record.leaveSm() || record.explicitLeaveSm());
   CHECK(active() || (!record.leaveSm() && !record.explicitLeaveSm()));
   const Mrp::MrpAttribute attribute{intf, type, key};
+  if (active()) {
+    CHECK(engine_->registrarSm()->leaveSm(attribute) == record.leaveSm());
+    CHECK(engine_->registrarSm()->explicitLeaveSm(attribute) == record.explicitLeaveSm());
+  }
   for (const Mrp::MrpLeaveSm* sm : {record.leaveSm(), record.explicitLeaveSm()}) {
     CHECK(!sm || (&sm->record() == &record && sm->armed()));
     CHECK(!sm || sm->attribute() == attribute);

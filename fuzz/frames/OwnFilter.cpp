@@ -37,8 +37,8 @@ Program exchanged(Program program, const Protocol& from, const Protocol& to) {
 
 class OwnFilterPamManager final : public EthDevPamManager {
  public:
-  OwnFilterPamManager(Ptr<EthDevPamManager> inner, const Protocol& protocol)
-      : inner_(std::move(inner)), protocol_(protocol) {}
+  OwnFilterPamManager(Ptr<EthDevPamManager> inner, const Protocol& protocol, bool open)
+      : inner_(std::move(inner)), protocol_(protocol), open_(open) {}
   void ethProtocolIs(std::uint16_t protocol) override { inner_->ethProtocolIs(protocol); }
   void listenAddrIs(EthAddr address) override { inner_->listenAddrIs(address); }
   void maxRxPktDataIs(std::size_t octets) override { inner_->maxRxPktDataIs(octets); }
@@ -52,18 +52,19 @@ class OwnFilterPamManager final : public EthDevPamManager {
     for (const Protocol& p : {kMsrp, kMvrp}) {
       CHECK(accepts(program, p) == (p.application == protocol_.application));
     }
-    inner_->socketFilterIs(std::move(program));
+    inner_->socketFilterIs(open_ ? Program{} : std::move(program));
   }
 
  private:
   Ptr<EthDevPamManager> inner_;
   Protocol protocol_;
+  bool open_;
 };
 
 class OwnFilterServices final : public PlatformServices {
  public:
-  OwnFilterServices(PlatformServices& inner, const Protocol& protocol)
-      : inner_(inner), protocol_(protocol) {}
+  OwnFilterServices(PlatformServices& inner, const Protocol& protocol, bool open)
+      : inner_(inner), protocol_(protocol), open_(open) {}
   Ptr<Clock> activityClock() override { return inner_.activityClock(); }
   Trace& trace() override { return inner_.trace(); }
   EventLog& eventLog() override { return inner_.eventLog(); }
@@ -75,19 +76,20 @@ class OwnFilterServices final : public PlatformServices {
   Ptr<EthDevPamManager> ethDevPamManager(Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
                                          Ptr<DeviceIntfStatusDir> devices) override {
     return makePtr<OwnFilterPamManager>(
-        inner_.ethDevPamManager(std::move(desired), std::move(pams), std::move(devices)),
-        protocol_);
+        inner_.ethDevPamManager(std::move(desired), std::move(pams), std::move(devices)), protocol_,
+        open_);
   }
 
  private:
   PlatformServices& inner_;
   Protocol protocol_;
+  bool open_;
 };
 
 class OwnFilterManager final : public EntityManager {
  public:
-  OwnFilterManager(Ptr<EntityManager> inner, const Protocol& protocol)
-      : inner_(std::move(inner)), services_(inner_->services(), protocol) {}
+  OwnFilterManager(Ptr<EntityManager> inner, const Protocol& protocol, bool open)
+      : inner_(std::move(inner)), services_(inner_->services(), protocol, open) {}
   std::string name() const override { return inner_->name(); }
   Ptr<Entity> entity(const std::string& path) const override { return inner_->entity(path); }
   Ptr<Entity> shmTableIs(const std::string& type, const std::string& path,
@@ -111,8 +113,8 @@ class OwnFilterManager final : public EntityManager {
 
 }  // namespace
 
-Ptr<EntityManager> withOwnFilter(Ptr<EntityManager> inner, const Protocol& protocol) {
-  return makePtr<OwnFilterManager>(std::move(inner), protocol);
+Ptr<EntityManager> withOwnFilter(Ptr<EntityManager> inner, const Protocol& protocol, bool open) {
+  return makePtr<OwnFilterManager>(std::move(inner), protocol, open);
 }
 
 }  // namespace Fuzz

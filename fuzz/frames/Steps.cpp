@@ -90,8 +90,7 @@ void World::request() {
 }
 
 void World::request(const std::vector<IntfId>& queued, const MrpParameters& parameters) {
-  if (!active()) return;
-  requested_ += queued.size();
+  if (active()) requested_ += queued.size();
   for (const IntfId intf : queued) agent_->mrpOutIntfQueueEnq(intf);
   agent_->mrpSendAttribute(parameters);
   CHECK(agent_->mrpOutIntfQueueEmpty());
@@ -106,12 +105,22 @@ void World::enable(IntfId intf, bool enable) {
   }
 }
 
-// A role, or the port, the instance or the whole tree goes.
+// A role, or the port, the instance or the whole tree goes, or another mode decides which instance
+// counts.
 void World::spanningTree() {
   const IntfId intf = port();
-  const unsigned what = in_.octet() % 10;
+  const unsigned what = in_.octet() % 12;
   Stp::StpStatus& stp = *switch_.stpStatus();
   switch (what) {
+    case 10:
+      stp.modeIs(in_.octet());
+      break;
+    case 11: {
+      const auto vlan = static_cast<std::uint16_t>(1 + in_.octet());
+      switch_.bridgingConfig()->nativeVlanIs(intf, vlan);
+      switch_.bridgingConfig()->vlanConfigIs(Platform::VlanId(vlan), {});
+      break;
+    }
     case 7:
       stp.childIs("Mst").childIs(Stp::kCist).childDel(intf.name());
       break;
@@ -130,16 +139,31 @@ void World::spanningTree() {
   }
 }
 
-// A standby engine becomes active; an active one is replaced.
+// A standby engine becomes active; an active one is replaced, a few times: to make an engine takes
+// longer than everything else a run does.
 void World::takeOver() {
   if (engine_->standbyMode()) {
     engine_->standbyModeIs(false);
     engine_->handleStandbyMode();
     return;
   }
+  constexpr unsigned kMostTakeOvers = 4;
+  if (takeOvers_ == kMostTakeOvers) return;
+  ++takeOvers_;
   stopEngine();
-  startEngine(in_.octet() & 1);
+  const unsigned how = in_.octet();
+  if (how & 2) copyStatus();
+  startEngine(how & 1);
   for (const IntfId intf : ports_) enable(intf, true);
+}
+
+// The side that takes over was sent what is committed.
+void World::copyStatus() {
+  const Ptr<Mrp::MrpStatus> copy = makePtr<Mrp::MrpStatus>();
+  copyCommitted(*status_->application(protocol_.application),
+                copy->applicationIs(protocol_.application));
+  copy->floodIs(status_->flood());
+  status_ = copy;
 }
 
 void World::cleanUp() {
@@ -158,7 +182,7 @@ void World::cleanUp() {
 void World::failure(unsigned what) {
   const IntfId intf = port();
   const unsigned value = in_.octet();
-  switch (what % 10) {
+  switch (what % 12) {
     case 0:
       switch_.pktAllocator().failNext(value % 8);
       break;
@@ -189,6 +213,13 @@ void World::failure(unsigned what) {
       break;
     case 9:
       config_->timersEnabledIs(value & 1);
+      break;
+    case 10:
+      config_->leaveTimeIs((value & 7) * 0.1);
+      config_->leaveAllTimeIs(0.2 + (value >> 4) * 0.2);
+      break;
+    case 11:
+      config_->leaveAllLeaveTimeIs((value & 7) * 0.1);
       break;
   }
 }

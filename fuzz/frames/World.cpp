@@ -77,7 +77,7 @@ World::World(Input& input) : in_(input) {
   constexpr std::array<std::uint32_t, 4> kMtus{1500, 9000, 100, 0};
   const std::uint32_t mtu = kMtus[mode >> 2 & 3];
   if (mode & 0x10) switch_.trace().levelIs(9);
-  stateDatabase_ = withOwnFilter(switch_.stateDatabase(), protocol_);
+  stateDatabase_ = withOwnFilter(switch_.stateDatabase(), protocol_, mode & 0x40);
   config_->leaveTimeIs(0.2);
   config_->leaveAllTimeIs(1.0);
   for (std::size_t i = 0; i < kPorts; ++i) {
@@ -142,6 +142,8 @@ void World::end() {
   status_->floodIs(false);
   config_->txSuppressIs(false);
   config_->timersEnabledIs(true);
+  config_->leaveTimeIs(0.2);
+  config_->leaveAllTimeIs(1.0);
   switch_.attrLog().reopen();
   switch_.pktAllocator().failNext(0);
   for (const IntfId intf : ports_) {

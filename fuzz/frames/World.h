@@ -53,6 +53,7 @@ class World {
   void request();
   void spanningTree();
   void takeOver();
+  void copyStatus();
   void cleanUp();
   void failure(unsigned what);
   void request(const std::vector<IntfId>& queued, const Mrp::MrpParameters& parameters);
@@ -100,6 +101,7 @@ class World {
   OctetSpan script_;  // what indications do, one octet each, over and over
   std::size_t nextIndication_ = 0;
   unsigned step_ = 0;
+  unsigned takeOvers_ = 0;
   std::uint64_t staged_ = 0;  // by engines that are gone
   std::uint64_t requested_ = 0;
   Ptr<Mrp::MrpSm> engine_;
