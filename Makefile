@@ -20,10 +20,18 @@ asan: packages
 	cmake --build --preset asan -j$(JOBS)
 	ctest --preset asan -j$(JOBS)
 
-# One application a process: the socket filter is that of the first engine.
-bench: build
-	build/bin/mrp_bench --benchmark_filter=Vlans
-	build/bin/mrp_bench --benchmark_filter=Talkers
+bench_programs: build
+	cmake --build --preset default -j$(JOBS) --target mrp_bench mrp_bench_no_trace
+
+bench: bench_programs
+	build/bin/mrp_bench --report=build/bench/report.json
+
+bench-quick: bench_programs
+	build/bin/mrp_bench --quick --report=build/bench/report.json
+
+# Ten thousand simulated networks; about four minutes of processor time.
+soak: build
+	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
 
 check: build check-hardening
 	scripts/check-layering
@@ -65,5 +73,5 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
-.PHONY: run test packages build asan bench check tidy format clean
+.PHONY: run test packages build asan bench bench-quick bench_programs soak check tidy format clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

@@ -1,66 +1,88 @@
 #pragma once
 
-#include <time.h>
-
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
+#include "bench/Frames.h"
 #include "mrp/MrpSm/engine/MrpSm.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 
-// A switch with many ports under one engine, driven with frames that carry many attributes each.
+// A switch with many ports under one engine, on virtual time.
 namespace Bench {
 
-// Octets of an MVRP frame with one vector of `count` VLANs from `first` on, all with `event`.
-std::vector<std::uint8_t> vlanFrame(std::uint16_t first, std::uint16_t count, std::uint8_t event,
-                                    bool leaveAll);
-// The same for talker advertisements with `count` successive stream identifiers.
-std::vector<std::uint8_t> talkerFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event,
-                                      bool leaveAll);
+using Mrp::IntfId;
+using Mrp::MrpApplication;
+using Platform::Ptr;
+using Platform::Seconds;
 
 class Network {
  public:
-  Network(Mrp::MrpApplication application, int ports);
+  struct Options {
+    bool standby = false;
+    // Without one, LeaveAll timers never expire while a case runs.
+    double leaveAllTime = 1e6;
+    Ptr<Mrp::MrpLib> lib;  // a plain one when there is none
+    Ptr<Mrp::MrpStatus> status;
+  };
+  Network(MrpApplication application, std::size_t ports) : Network(application, ports, Options()) {}
+  Network(MrpApplication application, std::size_t ports, const Options& options);
   ~Network();
+  Network(const Network&) = delete;
+  Network& operator=(const Network&) = delete;
 
   Mrp::MrpSm& engine() { return *engine_; }
   Mrp::MrpLib& lib() { return *lib_; }
-  Platform::Embedded::VirtualClock& clock() { return *clock_; }
-  const std::vector<Platform::IntfId>& ports() const { return ports_; }
-  void receiveOnAll(const std::vector<std::uint8_t>& frame);
-  // This station declares VLANs 1..count on every port.
-  void declareVlans(std::uint16_t count);
-  std::uint64_t sent() const { return sent_; }
-  std::size_t records() const;
+  void activate();
+
+  const std::vector<IntfId>& ports() const { return ports_; }
+  void receive(IntfId port, const Octets& frame) { switch_->receive(port, frame); }
+  void receiveOnAll(const Octets& frame);
+  // The service's request for one VLAN on one port.
+  void request(IntfId port, std::uint16_t vlan, Mrp::MrpThreePackedEvent event);
+
+  Seconds now() const { return clock_->now(); }
+  void run(double seconds) { clock_->run(seconds); }
+  void runUntil(Seconds t) { clock_->runUntil(t); }
+  // To the last moment before `t`.
+  void runUntilBefore(Seconds t) { clock_->runUntil(t - Seconds::fromNanoseconds(1)); }
+  // The next whole tenth of a second: ticks of the engine's timers.
+  Seconds nextTick() const;
+
+  // Asks the attribute log for the octets that wait in it, as a review does before each change.
+  void askLog(std::size_t times) const;
+
+  // Frames sent, and the values of their first vectors, LeaveAlls among the vectors.
+  struct Sent {
+    std::uint64_t frames = 0;
+    std::uint64_t values = 0;
+    std::uint64_t leaveAlls = 0;
+  };
+  // Since the last call.
+  Sent takeSent() { return std::exchange(sent_, {}); }
+  // Attributes that a look-up finds on all ports.
+  std::size_t attributes() const;
+  // Those of them in this state.
+  std::size_t registered(Mrp::MrpRegistrarState state) const;
+  // Additions and deletions that wait for a review.
+  std::size_t pending() const;
 
  private:
-  Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
+  void handleTransmit(const Platform::Pkt& pkt);
+  template <class Visit>
+  void eachType(Visit visit) const;
+
+  MrpApplication application_;
+  Ptr<Platform::Embedded::VirtualClock> clock_;
   std::unique_ptr<Platform::Embedded::Switch> switch_;
-  Platform::Ptr<Mrp::MrpLib> lib_;
-  Platform::Ptr<Mrp::MrpConfig> config_;
-  Platform::Ptr<Mrp::MrpStatus> status_;
-  Platform::Ptr<Mrp::MrpSm> engine_;
-  std::vector<Platform::IntfId> ports_;
-  std::uint64_t sent_ = 0;
+  Ptr<Mrp::MrpLib> lib_;
+  Ptr<Mrp::MrpConfig> config_;
+  Ptr<Mrp::MrpStatus> status_;
+  Ptr<Mrp::MrpSm> engine_;
+  std::vector<IntfId> ports_;
+  Sent sent_;
 };
-
-// Processor time that `step` takes, in seconds: other work on the machine does not count.
-template <class Step>
-double cpuSeconds(Step step) {
-  const auto now = [] {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-  };
-  const double start = now();
-  step();
-  return now() - start;
-}
-
-// Nanoseconds for one visit when `count` records of one cache line each are read and written in
-// order: what any design that keeps a record for each attribute pays at least.
-double baselineNs(std::size_t count);
 
 }  // namespace Bench

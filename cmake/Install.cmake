@@ -1,18 +1,21 @@
-# Headers, libmrp.so, the embedded platform, the command, a CMake package and a pkg-config file.
+# Headers, libmrp.so, the applications, the embedded platform, the command, a CMake package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/mrp)
 
-foreach(room mrp platform)
+foreach(room agent/mvrp mrp platform)
+  cmake_path(GET room PARENT_PATH above)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room}
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp/${above}
     FILES_MATCHING PATTERN "*.h")
 endforeach()
 
 install(TARGETS mrp EXPORT mrpTargets)
-if(TARGET mrp_embedded)
-  install(TARGETS mrp_embedded EXPORT mrpTargets)
-endif()
+foreach(library mrp_agent mrp_embedded)
+  if(TARGET ${library})
+    install(TARGETS ${library} EXPORT mrpTargets)
+  endif()
+endforeach()
 if(TARGET mrp_cli)
   install(TARGETS mrp_cli)
 endif()

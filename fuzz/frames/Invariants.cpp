@@ -113,17 +113,22 @@ void World::checkRecord(IntfId intf, std::uint8_t type, MrpAttrDatabase& record)
     CHECK(keyOfValue(msrp(), type, record.value()) == key);
   }
   const bool vacant = !record.committed() && !record.pendingAdd();
-  CHECK(!vacant || record.leaveSm() || record.explicitLeaveSm());
-  CHECK(active() || (!record.leaveSm() && !record.explicitLeaveSm()));
-  const Mrp::MrpAttribute attribute{intf, type, key};
-  if (active()) {
-    CHECK(engine_->registrarSm()->leaveSm(attribute) == record.leaveSm());
-    CHECK(engine_->registrarSm()->explicitLeaveSm(attribute) == record.explicitLeaveSm());
+  CHECK(!vacant || record.leaveSm().running() || record.explicitLeaveSm().running());
+  checkLeaveTimer({intf, type, key}, record, record.leaveSm());
+  checkLeaveTimer({intf, type, key}, record, record.explicitLeaveSm());
+}
+
+// No expiry is being served between two steps.
+void World::checkLeaveTimer(const Mrp::MrpAttribute& attribute, const MrpAttrDatabase& record,
+                            Mrp::MrpLeaveSm& sm) {
+  CHECK(&sm.record() == &record && !sm.expiring() && !sm.dropped());
+  if (!active()) {
+    CHECK(!sm.running());
+    return;
   }
-  for (const Mrp::MrpLeaveSm* sm : {record.leaveSm(), record.explicitLeaveSm()}) {
-    CHECK(!sm || (&sm->record() == &record && sm->armed()));
-    CHECK(!sm || sm->attribute() == attribute);
-  }
+  const Mrp::MrpRegistrarSm& registrar = *engine_->registrarSm();
+  CHECK((sm.explicitLeave() ? registrar.explicitLeaveSm(attribute)
+                            : registrar.leaveSm(attribute)) == (sm.running() ? &sm : nullptr));
 }
 
 void World::checkPublished(IntfId intf, std::uint8_t type, const Keys& committed) {

@@ -70,6 +70,8 @@ class World {
   void check();
   void checkCollection(IntfId intf, std::uint8_t type);
   void checkRecord(IntfId intf, std::uint8_t type, Mrp::MrpAttrDatabase& record);
+  void checkLeaveTimer(const Mrp::MrpAttribute& attribute, const Mrp::MrpAttrDatabase& record,
+                       Mrp::MrpLeaveSm& sm);
   void checkPublished(IntfId intf, std::uint8_t type, const std::vector<std::uint64_t>& committed);
   void checkAllGone();
   // Calls `visit(intf, type, types)` for every collection there is.

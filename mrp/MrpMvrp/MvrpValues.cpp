@@ -12,13 +12,12 @@ std::optional<MvrpVlanAttribute> parseMvrpVlanAttribute(std::string_view text) {
   });
 }
 
-bool parseVlan(Platform::PktReader& reader, MvrpVlanAttribute& value) {
-  return reader.octets(&value, sizeof value);
+void traceVlanVector(const MvrpVlanAttribute& value, Platform::Trace& trace) {
+  MRP_TRACE(trace, 8, " Vlan vector = " << value);
 }
 
-void mrpIncrementVlanVector(MvrpVlanAttribute& value, Platform::Trace& trace) {
-  increment(value);
-  MRP_TRACE(trace, 8, " Vlan vector = " << value);
+bool parseVlan(Platform::PktReader& reader, MvrpVlanAttribute& value) {
+  return reader.octets(&value, sizeof value);
 }
 
 }  // namespace Mrp

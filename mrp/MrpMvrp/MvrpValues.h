@@ -41,7 +41,11 @@ constexpr void increment(MvrpVlanAttribute& value) {
   value.vlanId = static_cast<std::uint16_t>(value.vlanId + 1);
 }
 // The same with a trace of the new value at level 8.
-void mrpIncrementVlanVector(MvrpVlanAttribute& value, Platform::Trace& trace);
+void traceVlanVector(const MvrpVlanAttribute& value, Platform::Trace& trace);
+inline void mrpIncrementVlanVector(MvrpVlanAttribute& value, Platform::Trace& trace) {
+  increment(value);
+  if (trace.isOn(8)) traceVlanVector(value, trace);
+}
 
 }  // namespace Mrp
 

@@ -7,45 +7,58 @@
 
 namespace Mrp {
 
-AttrTable::AttrTable(Keys keys) : keys_(keys) {}
+AttrTable::AttrTable(Layout layout, MrpIntfTypeApplicant* owner)
+    : layout_(layout), recordSize_(MrpAttrDatabase::size(layout.wide)), owner_(owner) {}
 
-AttrTable::~AttrTable() = default;
+AttrTable::~AttrTable() {
+  for (std::size_t index = 0; index < pages_.size() * kPageRecords; ++index) {
+    const auto& page = pages_[index / kPageRecords];
+    if (page && page->sets[kPresent] >> index % kPageRecords & 1) at(index)->~MrpAttrDatabase();
+  }
+}
 
 MrpAttrDatabase* AttrTable::make(std::size_t index, std::uint64_t key) {
-  const std::size_t page = index / kPageRecords;
-  if (page >= pages_.size()) pages_.resize(page + 1);
-  if (!pages_[page]) pages_[page].reset(new Page);
-  Page& p = *pages_[page];
-  p.present |= std::uint64_t{1} << index % kPageRecords;
-  ++size_;
-  return new (p.storage + index % kPageRecords * sizeof(MrpAttrDatabase)) MrpAttrDatabase(key);
+  const std::size_t number = index % kPageRecords;
+  const std::size_t i = index / kPageRecords;
+  if (i >= pages_.size()) pages_.resize(i + 1);
+  if (!pages_[i]) {
+    const std::size_t size = sizeof(Page) + kPageRecords * recordSize_;
+    pages_[i].reset(new (::operator new (size, std::align_val_t{alignof(Page)})) Page);
+    pages_[i]->owner = owner_;
+  }
+  void* place = reinterpret_cast<std::byte*>(pages_[i].get() + 1) + number * recordSize_;
+  return new (place) MrpAttrDatabase(key, number, layout_.wide);
 }
 
 MrpAttrDatabase& AttrTable::is(std::uint64_t key) {
   if (MrpAttrDatabase* record = find(key)) return *record;
-  if (keys_ == Keys::dense) {
+  std::size_t index = static_cast<std::size_t>(key);
+  if (layout_.keys == Keys::dense) {
     MRP_ASSERT(key < kDenseKeys);
-    return *make(static_cast<std::size_t>(key), key);
-  }
-  if (4 * (size_ + 1) > 3 * slots_.size()) grow();
-  std::size_t index = used_;
-  if (free_.empty()) {
-    ++used_;
   } else {
-    index = free_.back();
-    free_.pop_back();
+    if (4 * (size() + 1) > 3 * slots_.size()) grow();
+    index = used_;
+    if (free_.empty()) {
+      ++used_;
+    } else {
+      index = free_.back();
+      free_.pop_back();
+    }
+    slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
   }
-  slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
-  order_.add(key);
-  return *make(index, key);
+  MrpAttrDatabase& record = *make(index, key);
+  setIs(kPresent, record, true);
+  return record;
 }
 
 void AttrTable::del(MrpAttrDatabase& record) {
   const std::uint64_t key = record.attributeKey();
-  std::size_t index = static_cast<std::size_t>(key);
-  if (keys_ == Keys::sparse) {
+  for (const Set set : {kPendingAdd, kPendingDelete}) {
+    if (isMember(set, record)) setIs(set, record, false);
+  }
+  if (layout_.keys == Keys::sparse) {
     std::size_t hole = slotOf(key);
-    index = slots_[hole] - 1;
+    free_.push_back(slots_[hole] - 1);
     // Move later members of the chain back, so that no probe stops short of them.
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t i = (hole + 1) & mask; slots_[i]; i = (i + 1) & mask) {
@@ -56,32 +69,26 @@ void AttrTable::del(MrpAttrDatabase& record) {
       }
     }
     slots_[hole] = 0;
-    free_.push_back(static_cast<std::uint32_t>(index));
   }
+  setIs(kPresent, record, false);
   record.~MrpAttrDatabase();
-  pages_[index / kPageRecords]->present &= ~(std::uint64_t{1} << index % kPageRecords);
-  --size_;
-  if (keys_ == Keys::sparse) {
-    order_.trim(size_, [this](std::uint64_t k) { return findSparse(k) != nullptr; });
-  }
 }
 
-MrpAttrDatabase* AttrTable::atOrAbove(std::uint64_t from) {
-  if (keys_ == Keys::dense) return denseAtOrAbove(from);
-  while (auto key = order_.atOrAbove(from)) {
-    if (MrpAttrDatabase* record = findSparse(*key)) return record;
+void AttrTable::trimOrder(Set set) {
+  order_[set].trim(count_[set], [this, set](std::uint64_t key) {
+    MrpAttrDatabase* live = findSparse(key);
+    return live && isMember(set, *live);
+  });
+}
+
+MrpAttrDatabase* AttrTable::sparseAtOrAbove(Set set, std::uint64_t from) {
+  while (count_[set] > 0) {
+    const auto key = order_[set].atOrAbove(from);
+    if (!key) break;
+    MrpAttrDatabase* record = findSparse(*key);
+    if (record && isMember(set, *record)) return record;
     if (*key == UINT64_MAX) break;
     from = *key + 1;
-  }
-  return nullptr;
-}
-
-MrpAttrDatabase* AttrTable::denseAtOrAbove(std::uint64_t from) {
-  std::uint64_t i = from % kPageRecords;
-  for (std::uint64_t page = from / kPageRecords; page < pages_.size(); ++page, i = 0) {
-    if (!pages_[page]) continue;
-    const std::uint64_t present = pages_[page]->present >> i << i;
-    if (present) return pages_[page]->record(static_cast<std::size_t>(std::countr_zero(present)));
   }
   return nullptr;
 }
@@ -105,8 +112,21 @@ std::size_t AttrTable::slotOf(std::uint64_t key) const {
 
 MrpAttrDatabase* AttrTable::findSparse(std::uint64_t key) const {
   if (slots_.empty()) return nullptr;
+  if (key == found_ + 1 && foundAt_ + 1 < used_) {
+    MrpAttrDatabase* beside = at(foundAt_ + 1);
+    const Page& page = *pages_[(foundAt_ + 1) / kPageRecords];
+    const bool present = page.sets[kPresent] >> (foundAt_ + 1) % kPageRecords & 1;
+    if (present && beside->attributeKey() == key) {
+      ++foundAt_;
+      found_ = key;
+      return beside;
+    }
+  }
   const std::uint32_t slot = slots_[slotOf(key)];
-  return slot ? at(slot - 1) : nullptr;
+  if (!slot) return nullptr;
+  foundAt_ = slot - 1;
+  found_ = key;
+  return at(foundAt_);
 }
 
 void AttrTable::grow() {

@@ -40,6 +40,8 @@ class KeyOrder {
   void compact(IsLive isLive) {
     order();
     std::erase_if(sorted_, [&](std::uint64_t key) { return !isLive(key); });
+    if (sorted_.empty()) sorted_.shrink_to_fit();
+    if (sorted_.empty()) unsorted_.shrink_to_fit();
   }
   // Calls `compact` when most of the list is stale, so that the list stays within a small multiple
   // of the `live` keys.

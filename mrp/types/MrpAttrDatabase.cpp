@@ -7,14 +7,14 @@ namespace Mrp {
 
 void MrpAttrDatabase::attributeValueIs(ValueIndex index, std::uint8_t octet) {
   const std::size_t i = index.value();
-  if (i >= kMaxValue) throw std::range_error("no attribute value has an octet at this index");
-  for (std::size_t gap = valueSize_; gap < i; ++gap) value_[gap] = 0;
-  value_[i] = octet;
+  if (i >= valueRoom()) throw std::range_error("no attribute value has an octet at this index");
+  for (std::size_t gap = valueSize_; gap < i; ++gap) octets()[gap] = 0;
+  octets()[i] = octet;
   valueSize_ = std::max(valueSize_, static_cast<std::uint8_t>(i + 1));
 }
 
 void MrpAttrDatabase::valueOctetsIs(const std::vector<std::uint8_t>& octets) {
-  if (octets.size() <= kMaxValue) valueIs(octets);
+  if (octets.size() <= valueRoom()) valueIs(octets);
 }
 
 std::span<const Platform::AttributeInfo> MrpAttrDatabase::attributeTable() {

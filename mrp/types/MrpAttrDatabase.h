@@ -1,29 +1,35 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <vector>
 
 #include "mrp/types/MrpAttribute.h"
 #include "mrp/types/MrpEnums.h"
+#include "mrp/types/MrpLeaveSm.h"
+#include "mrp/types/Octets.h"
 #include "platform/reactor/Attributes.h"
 
 namespace Mrp {
 
-class MrpLeaveSm;
-
-// Record of one attribute on one port: 64 octets, the value inline. Owned by the table of its
-// (port, attribute type), see AttrTable; it stays at its address until it is deleted.
-class alignas(64) MrpAttrDatabase {
+// Record of one attribute on one port with its leave timers and its value: one cache line, or one
+// and a half where values are larger than a VLAN identifier. Owned by the table of its (port,
+// attribute type), see AttrTable; it stays at its address until it is deleted.
+class MrpAttrDatabase {
  public:
-  // Octets of the largest value (talker failed).
+  // Octets of the largest value (talker failed), for which a wide record has room; and of that of a
+  // narrow record.
   static constexpr std::size_t kMaxValue = 34;
+  static constexpr std::size_t kNarrowValue = 2;
   static constexpr std::string_view typeName = "Mrp::MrpAttrDatabase";
+  static constexpr std::size_t size(bool wide) {
+    return wide ? sizeof(MrpAttrDatabase) - kNarrowValue + kMaxValue : sizeof(MrpAttrDatabase);
+  }
 
-  explicit MrpAttrDatabase(std::uint64_t attributeKey) : attributeKey_(attributeKey) {}
+  MrpAttrDatabase(const MrpAttrDatabase&) = delete;
+  MrpAttrDatabase& operator=(const MrpAttrDatabase&) = delete;
 
   std::uint64_t attributeKey() const { return attributeKey_; }
   MrpApplicantState applicantState() const { return applicantState_; }
@@ -35,42 +41,58 @@ class alignas(64) MrpAttrDatabase {
   }
 
   // The value's octets in wire order; empty until one is written.
-  std::span<const std::uint8_t> value() const { return {value_.data(), valueSize_}; }
-  // At most kMaxValue octets.
-  void valueIs(std::span<const std::uint8_t> octets) {
-    valueSize_ = static_cast<std::uint8_t>(octets.size());
-    if (!octets.empty()) std::memcpy(value_.data(), octets.data(), octets.size());
+  std::span<const std::uint8_t> value() const { return {octets(), valueSize_}; }
+  std::size_t valueRoom() const { return place_ & kWide ? kMaxValue : kNarrowValue; }
+  // At most valueRoom() octets.
+  void valueIs(std::span<const std::uint8_t> value) {
+    valueSize_ = static_cast<std::uint8_t>(value.size());
+    copyOctets(octets(), value.data(), value.size());
   }
-  // Writes one octet, growing the value to hold it. Throws std::range_error above kMaxValue - 1.
+  // Writes one octet, growing the value to hold it. Throws std::range_error from valueRoom() on.
   MRP_API void attributeValueIs(ValueIndex index, std::uint8_t octet);
-  bool valueEquals(std::span<const std::uint8_t> octets) const {
-    return std::equal(octets.begin(), octets.end(), value_.begin(), value_.begin() + valueSize_);
+  bool valueEquals(std::span<const std::uint8_t> value) const {
+    return value.size() == valueSize_ && sameOctets(octets(), value.data(), valueSize_);
   }
 
-  // Where the record stands. A record that bears none of the marks is vacant: it only holds a place
-  // for a leave timer that still runs.
+  // Where the record stands. A record that bears none of the marks is vacant: it only stays for
+  // a leave timer that still runs.
   bool committed() const { return marks_ & kCommitted; }
   bool pendingAdd() const { return marks_ & kPendingAdd; }
   bool pendingDelete() const { return marks_ & kPendingDelete; }
   // What a look-up finds: committed or about to be, and not about to be deleted.
   bool visible() const { return marks_ == kCommitted || marks_ == kPendingAdd; }
 
-  // Leave machines of the attribute while their timers run (see MrpLeaveSm); not owned.
-  MrpLeaveSm* leaveSm() const { return leaveSm_; }
-  MrpLeaveSm* explicitLeaveSm() const { return explicitLeaveSm_; }
+  // Leave timers, for LeaveAlls and role changes and for a received Lv.
+  MrpLeaveSm& leaveSm() { return leaveSm_; }
+  const MrpLeaveSm& leaveSm() const { return leaveSm_; }
+  MrpLeaveSm& explicitLeaveSm() { return explicitLeaveSm_; }
+  const MrpLeaveSm& explicitLeaveSm() const { return explicitLeaveSm_; }
 
   MRP_API static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
+  friend class AttrTable;
   friend class MrpIntfTypeApplicant;
+  friend class MrpLeaveSm;
   static constexpr std::uint8_t kCommitted = 1;
   static constexpr std::uint8_t kPendingAdd = 2;
   static constexpr std::uint8_t kPendingDelete = 4;
+  // Of `place_`: the record's number in its page of the table, and whether it is wide.
+  static constexpr std::uint8_t kWide = 64;
 
-  std::vector<std::uint8_t> valueOctets() const {
-    return {value_.data(), value_.data() + valueSize_};
+  MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide)
+      : attributeKey_(attributeKey),
+        place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))) {}
+
+  // A wide record's value goes on behind the object, in the room that the table leaves there.
+  std::uint8_t* octets() {
+    return reinterpret_cast<std::uint8_t*>(this) + sizeof(MrpAttrDatabase) - kNarrowValue;
   }
+  const std::uint8_t* octets() const { return const_cast<MrpAttrDatabase*>(this)->octets(); }
+  std::vector<std::uint8_t> valueOctets() const { return {octets(), octets() + valueSize_}; }
   void valueOctetsIs(const std::vector<std::uint8_t>& octets);
+  // Neither published nor pending, and no timer that needs the place.
+  bool idle() const { return marks_ == 0 && !leaveSm_.running() && !explicitLeaveSm_.running(); }
   void reset() {
     applicantState_ = MrpApplicantState::vo;
     registrarState_ = MrpRegistrarState::mt;
@@ -78,15 +100,24 @@ class alignas(64) MrpAttrDatabase {
   }
 
   std::uint64_t attributeKey_;
-  MrpLeaveSm* leaveSm_ = nullptr;
-  MrpLeaveSm* explicitLeaveSm_ = nullptr;
+  MrpLeaveSm leaveSm_{MrpLeaveSm::kLeave};
+  MrpLeaveSm explicitLeaveSm_{MrpLeaveSm::kExplicitLeave};
   MrpApplicantState applicantState_ = MrpApplicantState::vo;
   MrpRegistrarState registrarState_ = MrpRegistrarState::mt;
   std::uint8_t marks_ = 0;
   std::uint8_t valueSize_ = 0;
-  std::array<std::uint8_t, kMaxValue> value_{};
+  std::uint8_t place_;
+  std::uint8_t spare_ = 0;
+  std::array<std::uint8_t, kNarrowValue> value_{};
 };
 
-static_assert(sizeof(MrpAttrDatabase) == 64, "one record, one cache line");
+static_assert(sizeof(MrpAttrDatabase) == 64, "one narrow record, one cache line");
+static_assert(MrpAttrDatabase::size(true) == 96);
+
+inline MrpAttrDatabase& MrpLeaveSm::record() {
+  const std::size_t offset = explicitLeave() ? offsetof(MrpAttrDatabase, explicitLeaveSm_)
+                                             : offsetof(MrpAttrDatabase, leaveSm_);
+  return *reinterpret_cast<MrpAttrDatabase*>(reinterpret_cast<std::uint8_t*>(this) - offset);
+}
 
 }  // namespace Mrp

@@ -8,12 +8,12 @@ using Platform::Value;
 
 // VLAN identifiers and SR classes are small numbers; all other keys are stream identifiers, or the
 // single key 0 of a type that the application does not define.
-AttrTable::Keys keysOf(MrpApplication application, std::uint8_t type) {
-  const bool dense = (application == MrpApplication::mvrp &&
-                      type == static_cast<std::uint8_t>(MvrpAttrType::vlan)) ||
-                     (application == MrpApplication::msrp &&
-                      type == static_cast<std::uint8_t>(MsrpAttrType::domain));
-  return dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse;
+AttrTable::Layout layoutOf(MrpApplication application, std::uint8_t type) {
+  const bool vlan =
+      application == MrpApplication::mvrp && type == static_cast<std::uint8_t>(MvrpAttrType::vlan);
+  const bool domain = application == MrpApplication::msrp &&
+                      type == static_cast<std::uint8_t>(MsrpAttrType::domain);
+  return {vlan || domain ? AttrTable::Keys::dense : AttrTable::Keys::sparse, !vlan};
 }
 
 // Calls `visit(record)` for every record that `atOrAbove(key)` gives, in key order, tolerating
@@ -30,50 +30,24 @@ void walkKeys(AtOrAbove atOrAbove, Visit visit) {
 
 }  // namespace
 
-MrpIntfTypeApplicant::MrpIntfTypeApplicant(std::uint8_t attributeType, AttrTable::Keys keys)
-    : attributeType_(attributeType), table_(keys) {}
+MrpIntfTypeApplicant::MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attributeType,
+                                           AttrTable::Layout layout)
+    : intfId_(intfId), attributeType_(attributeType), table_(layout, this) {}
 
-// Every change of a record's marks goes through here, so that the counts always agree with them.
+// Every change of a record's marks goes through here, so that sets and counts always agree with
+// them.
 void MrpIntfTypeApplicant::marksAre(MrpAttrDatabase& record, unsigned marks) {
-  const std::uint8_t old = record.marks_;
   const bool wasVisible = record.visible();
+  const unsigned changed = record.marks_ ^ marks;
   record.marks_ = static_cast<std::uint8_t>(marks);
   visible_ += static_cast<std::size_t>(record.visible()) - static_cast<std::size_t>(wasVisible);
-  constexpr auto kAdd = MrpAttrDatabase::kPendingAdd;
-  constexpr auto kDelete = MrpAttrDatabase::kPendingDelete;
-  if ((old ^ marks) & kAdd) {
-    marks& kAdd ? pendingIs(pendingAdd_, record) : pendingGone(pendingAdd_, kAdd);
+  if (changed & MrpAttrDatabase::kPendingAdd) {
+    table_.setIs(AttrTable::kPendingAdd, record, record.pendingAdd());
   }
-  if ((old ^ marks) & kDelete) {
-    marks& kDelete ? pendingIs(pendingDelete_, record) : pendingGone(pendingDelete_, kDelete);
+  if (changed & MrpAttrDatabase::kPendingDelete) {
+    table_.setIs(AttrTable::kPendingDelete, record, record.pendingDelete());
   }
-  if (marks == 0 && !record.leaveSm_ && !record.explicitLeaveSm_) table_.del(record);
-}
-
-void MrpIntfTypeApplicant::pendingIs(Pending& pending, const MrpAttrDatabase& record) {
-  ++pending.count;
-  pending.keys.add(record.attributeKey());
-}
-
-void MrpIntfTypeApplicant::pendingGone(Pending& pending, std::uint8_t mark) {
-  --pending.count;
-  pending.keys.trim(pending.count, [this, mark](std::uint64_t key) {
-    const MrpAttrDatabase* record = table_.find(key);
-    return record && record->marks_ & mark;
-  });
-}
-
-MrpAttrDatabase* MrpIntfTypeApplicant::pendingAtOrAbove(Pending& pending, std::uint8_t mark,
-                                                        std::uint64_t from) {
-  while (pending.count > 0) {
-    const auto key = pending.keys.atOrAbove(from);
-    if (!key) break;
-    MrpAttrDatabase* record = table_.find(*key);
-    if (record && record->marks_ & mark) return record;
-    if (*key == UINT64_MAX) break;
-    from = *key + 1;
-  }
-  return nullptr;
+  if (record.idle()) table_.del(record);
 }
 
 MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
@@ -90,15 +64,6 @@ MrpAttrDatabase& MrpIntfTypeApplicant::mrpAttributeIs(std::uint64_t key) {
 
 void MrpIntfTypeApplicant::mrpAttributeDel(std::uint64_t key) {
   if (MrpAttrDatabase* record = mrpAttribute(key)) marksAre(*record, 0);
-}
-
-MrpAttrDatabase* MrpIntfTypeApplicant::visibleAtOrAbove(std::uint64_t from) {
-  MrpAttrDatabase* record = table_.atOrAbove(from);
-  while (record && !record->visible()) {
-    const std::uint64_t key = record->attributeKey();
-    record = key == UINT64_MAX ? nullptr : table_.atOrAbove(key + 1);
-  }
-  return record;
 }
 
 MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key) {
@@ -124,19 +89,6 @@ void MrpIntfTypeApplicant::pendingDeleteDel(MrpAttrDatabase& record) {
   if (record.pendingDelete()) marksAre(record, record.marks_ ^ MrpAttrDatabase::kPendingDelete);
 }
 
-MrpAttrDatabase* MrpIntfTypeApplicant::pendingAddAtOrAbove(std::uint64_t from) {
-  return pendingAtOrAbove(pendingAdd_, MrpAttrDatabase::kPendingAdd, from);
-}
-
-MrpAttrDatabase* MrpIntfTypeApplicant::pendingDeleteAtOrAbove(std::uint64_t from) {
-  return pendingAtOrAbove(pendingDelete_, MrpAttrDatabase::kPendingDelete, from);
-}
-
-void MrpIntfTypeApplicant::leaveSmIs(MrpAttrDatabase& record, bool explicitLeave, MrpLeaveSm* sm) {
-  (explicitLeave ? record.explicitLeaveSm_ : record.leaveSm_) = sm;
-  if (!sm) marksAre(record, record.marks_);
-}
-
 void MrpIntfTypeApplicant::pendingDelAll() {
   walkKeys([this](std::uint64_t from) { return pendingAddAtOrAbove(from); },
            [this](MrpAttrDatabase& record) { pendingAddDel(record); });
@@ -147,7 +99,8 @@ void MrpIntfTypeApplicant::pendingDelAll() {
 MrpIntfTypeApplicant& MrpIntfApplicant::intfTypeApplicantIs(std::uint8_t type) {
   if (type >= types_.size()) types_.resize(std::size_t{type} + 1);
   if (!types_[type]) {
-    types_[type] = std::make_unique<MrpIntfTypeApplicant>(type, keysOf(application_, type));
+    types_[type] =
+        std::make_unique<MrpIntfTypeApplicant>(intfId_, type, layoutOf(application_, type));
   }
   return *types_[type];
 }
@@ -181,7 +134,7 @@ void copyCommitted(const MrpApplicationDatabase& from, MrpApplicationDatabase& t
 
 Value::Members MrpIntfTypeApplicant::members() const {
   Value::Members members;
-  walkKeys([this](std::uint64_t key) { return table_.atOrAbove(key); },
+  walkKeys([this](std::uint64_t key) { return table_.atOrAbove(AttrTable::kPresent, key); },
            [&](MrpAttrDatabase& record) {
              if (!record.committed()) return;
              members.emplace_back(Value(record.attributeKey()), Platform::described(record));

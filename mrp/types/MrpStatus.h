@@ -15,12 +15,13 @@ namespace Mrp {
 
 // Attributes of one type on one port. Its published members are the committed records. Records that
 // wait to be added or deleted live in the same table under marks, so that adding and deleting move
-// no memory; KeyOrders list them for the reviews.
+// no memory.
 class MRP_API MrpIntfTypeApplicant {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpIntfTypeApplicant";
-  MrpIntfTypeApplicant(std::uint8_t attributeType, AttrTable::Keys keys);
+  MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attributeType, AttrTable::Layout layout);
 
+  IntfId intfId() const { return intfId_; }
   std::uint8_t attributeType() const { return attributeType_; }
 
   // Published collection. `mrpAttributeIs` commits a record at once, new when there was none.
@@ -35,7 +36,14 @@ class MRP_API MrpIntfTypeApplicant {
     return record && record->visible() ? record : nullptr;
   }
   // The visible record with the smallest key at or above `from`; null past the last.
-  MrpAttrDatabase* visibleAtOrAbove(std::uint64_t from);
+  MrpAttrDatabase* visibleAtOrAbove(std::uint64_t from) {
+    MrpAttrDatabase* record = anyAtOrAbove(from);
+    while (record && !record->visible()) {
+      const std::uint64_t key = record->attributeKey();
+      record = key == UINT64_MAX ? nullptr : anyAtOrAbove(key + 1);
+    }
+    return record;
+  }
   std::size_t visibleCount() const { return visible_; }
 
   // Pending additions and deletions.
@@ -44,17 +52,24 @@ class MRP_API MrpIntfTypeApplicant {
   void commit(MrpAttrDatabase& record);
   void pendingDeleteIs(MrpAttrDatabase& record);
   void pendingDeleteDel(MrpAttrDatabase& record);
-  std::size_t pendingAdds() const { return pendingAdd_.count; }
-  std::size_t pendingDeletes() const { return pendingDelete_.count; }
-  MrpAttrDatabase* pendingAddAtOrAbove(std::uint64_t from);
-  MrpAttrDatabase* pendingDeleteAtOrAbove(std::uint64_t from);
+  std::size_t pendingAdds() const { return table_.count(AttrTable::kPendingAdd); }
+  std::size_t pendingDeletes() const { return table_.count(AttrTable::kPendingDelete); }
+  MrpAttrDatabase* pendingAddAtOrAbove(std::uint64_t from) {
+    return table_.atOrAbove(AttrTable::kPendingAdd, from);
+  }
+  MrpAttrDatabase* pendingDeleteAtOrAbove(std::uint64_t from) {
+    return table_.atOrAbove(AttrTable::kPendingDelete, from);
+  }
 
-  // Attaches a leave machine to a record, or detaches it with null; a vacant record goes with its
-  // last machine.
-  void leaveSmIs(MrpAttrDatabase& record, bool explicitLeave, MrpLeaveSm* sm);
-  // Any record, vacant ones too: for those who look for leave machines.
+  // To be called when a leave timer has stopped running: a vacant record goes with its last one.
+  void leaveSmStopped(MrpAttrDatabase& record) {
+    if (record.idle()) table_.del(record);
+  }
+  // Any record, vacant ones too: for those who look for leave timers.
   MrpAttrDatabase* any(std::uint64_t key) const { return table_.find(key); }
-  MrpAttrDatabase* anyAtOrAbove(std::uint64_t from) { return table_.atOrAbove(from); }
+  MrpAttrDatabase* anyAtOrAbove(std::uint64_t from) {
+    return table_.atOrAbove(AttrTable::kPresent, from);
+  }
 
   // Forgets what only a running engine needs: pending additions go, pending deletions are revived.
   void pendingDelAll();
@@ -62,28 +77,21 @@ class MRP_API MrpIntfTypeApplicant {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
-  struct Pending {
-    KeyOrder keys;
-    std::size_t count = 0;
-  };
-  MrpAttrDatabase* pendingAtOrAbove(Pending& pending, std::uint8_t mark, std::uint64_t from);
-  static void pendingIs(Pending& pending, const MrpAttrDatabase& record);
-  void pendingGone(Pending& pending, std::uint8_t mark);
   void marksAre(MrpAttrDatabase& record, unsigned marks);
   Platform::Value::Members members() const;
 
+  IntfId intfId_;
   std::uint8_t attributeType_;
   mutable AttrTable table_;
   std::size_t visible_ = 0;
-  Pending pendingAdd_;
-  Pending pendingDelete_;
 };
 
 // Attributes of one port, by attribute type.
 class MRP_API MrpIntfApplicant {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpIntfApplicant";
-  explicit MrpIntfApplicant(MrpApplication application) : application_(application) {}
+  MrpIntfApplicant(IntfId intfId, MrpApplication application)
+      : intfId_(intfId), application_(application) {}
 
   MrpIntfTypeApplicant* intfTypeApplicant(std::uint8_t type) const {
     return type < types_.size() ? types_[type].get() : nullptr;
@@ -97,6 +105,7 @@ class MRP_API MrpIntfApplicant {
  private:
   Platform::Value::Members members() const;
 
+  IntfId intfId_;
   MrpApplication application_;
   std::vector<std::unique_ptr<MrpIntfTypeApplicant>> types_;
 };
@@ -110,7 +119,9 @@ class MRP_API MrpApplicationDatabase {
   MrpApplication application() const { return application_; }
 
   MrpIntfApplicant* attrDatabase(IntfId intf) const { return attrDatabase_.find(intf); }
-  MrpIntfApplicant& attrDatabaseIs(IntfId intf) { return attrDatabase_.is(intf, application_); }
+  MrpIntfApplicant& attrDatabaseIs(IntfId intf) {
+    return attrDatabase_.is(intf, intf, application_);
+  }
   const Platform::IntfMap<MrpIntfApplicant>& attrDatabase() const { return attrDatabase_; }
   // The collection of one port and type; null when any level is missing.
   MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const {

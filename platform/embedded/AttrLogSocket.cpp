@@ -29,9 +29,13 @@ std::optional<int> AttrLogSocket::sendBufferSize(int fd) const {
   return size;
 }
 
+// Both ends are this object's own, so that only send() and drain() change the queue: the kernel is
+// asked again after those, not at every question.
 std::optional<int> AttrLogSocket::sendQueueOctets(int fd) const {
+  if (fd == fd_ && queued_) return queued_;
   int octets = 0;
   if (::ioctl(fd, kOutputQueue, &octets) != 0) return std::nullopt;
+  if (fd == fd_) queued_ = octets;
   return octets;
 }
 
@@ -83,11 +87,13 @@ void AttrLogSocket::measure() {
 
 bool AttrLogSocket::send(std::size_t octets) {
   static constexpr std::array<char, kLargeMessages.back()> kOctets{};
+  queued_.reset();
   return ::send(fd_, kOctets.data(), octets, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 void AttrLogSocket::drain() {
   std::array<char, 16> head{};
+  queued_.reset();
   while (::recv(peer_, head.data(), head.size(), MSG_DONTWAIT | MSG_TRUNC) > 0) {
   }
 }
@@ -109,6 +115,7 @@ void AttrLogSocket::reopen() {
 
 void AttrLogSocket::openPair() {
   fd_ = peer_ = -1;
+  queued_.reset();
   std::array<int, 2> fds{};
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds.data()) != 0) return;
   fd_ = fds[0];
@@ -121,6 +128,7 @@ void AttrLogSocket::closePair() {
   if (fd_ >= 0) ::close(fd_);
   if (peer_ >= 0) ::close(peer_);
   fd_ = peer_ = -1;
+  queued_.reset();
 }
 
 }  // namespace Platform::Embedded

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 #include "platform/state/EntityManager.h"
 
@@ -40,6 +41,7 @@ class AttrLogSocket final : public AttrLogOutput {
 
   int fd_ = -1;
   int peer_ = -1;
+  mutable std::optional<int> queued_;  // octets in the send queue, when known
   std::size_t largeMessage_ = 0;
   int smallCost_ = 0;
   int largeCost_ = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -11,15 +12,16 @@
 namespace Platform {
 
 // Collection keyed by port: found by index in constant time, walked in the order of IntfId.
-// Elements stay where they are until they are deleted.
+// Elements stay where they are until they are deleted. The place of a port is kept when its element
+// goes, so that elements may come and go as often as packets do.
 template <class T>
 class IntfMap {
  public:
-  using Element = std::pair<const IntfId, T>;
-
   T* find(IntfId intf) const {
     const auto index = static_cast<std::size_t>(intf.value());
-    return index < table_.size() && table_[index] ? &table_[index]->second : nullptr;
+    if (index >= places_.size() || !places_[index]) return nullptr;
+    std::optional<T>& element = *places_[index];
+    return element ? &*element : nullptr;
   }
   bool has(IntfId intf) const { return find(intf) != nullptr; }
 
@@ -27,31 +29,34 @@ class IntfMap {
   template <class... Args>
   T& is(IntfId intf, Args&&... args) {
     const auto index = static_cast<std::size_t>(intf.value());
-    if (index >= table_.size()) table_.resize(index + 1);
-    if (!table_[index]) {
-      table_[index] = std::unique_ptr<Element>(
-          new Element(std::piecewise_construct, std::forward_as_tuple(intf),
-                      std::forward_as_tuple(std::forward<Args>(args)...)));
+    if (index >= places_.size()) places_.resize(index + 1);
+    if (!places_[index]) {
+      places_[index] = std::make_unique<std::optional<T>>();
       order_.insert(std::upper_bound(order_.begin(), order_.end(), intf), intf);
     }
-    return table_[index]->second;
+    std::optional<T>& element = *places_[index];
+    if (!element) {
+      element.emplace(std::forward<Args>(args)...);
+      ++size_;
+    }
+    return *element;
   }
 
   // The element is destroyed after it has left the collection.
   bool del(IntfId intf) {
-    const auto index = static_cast<std::size_t>(intf.value());
-    if (index >= table_.size() || !table_[index]) return false;
-    std::unique_ptr<Element> gone = std::move(table_[index]);
-    order_.erase(std::lower_bound(order_.begin(), order_.end(), intf));
+    if (!find(intf)) return false;
+    std::optional<T>& element = *places_[static_cast<std::size_t>(intf.value())];
+    [[maybe_unused]] const std::optional<T> gone = std::move(element);
+    element.reset();
+    --size_;
     return true;
   }
   void delAll() {
-    while (!order_.empty()) del(order_.back());
+    for (std::size_t i = order_.size(); i-- > 0;) del(order_[i]);
   }
 
-  bool empty() const { return order_.empty(); }
-  std::size_t size() const { return order_.size(); }
-  const std::vector<IntfId>& keys() const { return order_; }
+  bool empty() const { return size_ == 0; }
+  std::size_t size() const { return size_; }
 
   // Visits (port, element) in order. The visitor may add and delete any element; the walk goes on
   // at the smallest port above the one just handled.
@@ -59,8 +64,8 @@ class IntfMap {
   void walk(Visit visit) const {
     for (std::size_t i = 0; i < order_.size();) {
       const IntfId intf = order_[i];
-      visit(intf, table_[static_cast<std::size_t>(intf.value())]->second);
-      if (i < order_.size() && order_[i] == intf) {
+      if (T* element = find(intf)) visit(intf, *element);
+      if (order_[i] == intf) {
         ++i;
       } else {
         i = static_cast<std::size_t>(std::upper_bound(order_.begin(), order_.end(), intf) -
@@ -70,8 +75,9 @@ class IntfMap {
   }
 
  private:
-  std::vector<std::unique_ptr<Element>> table_;
-  std::vector<IntfId> order_;
+  std::vector<std::unique_ptr<std::optional<T>>> places_;
+  std::vector<IntfId> order_;  // of all places, with an element or without
+  std::size_t size_ = 0;
 };
 
 }  // namespace Platform

@@ -49,7 +49,8 @@ class MRP_API Trace : public PtrInterface {
 }  // namespace Platform
 
 // Traces `stream`, a chain of << operands, when `level` is on. The operands are not evaluated
-// otherwise.
+// otherwise. With MRP_NO_TRACE defined nothing is traced at any level.
+#ifndef MRP_NO_TRACE
 #define MRP_TRACE(trace, lvl, stream)                   \
   do {                                                  \
     ::Platform::Trace& mrpTrace_ = (trace);             \
@@ -59,3 +60,13 @@ class MRP_API Trace : public PtrInterface {
       mrpTrace_.line((lvl), std::move(mrpText_).str()); \
     }                                                   \
   } while (false)
+#else
+#define MRP_TRACE(trace, lvl, stream) \
+  do {                                \
+    if constexpr (false) {            \
+      static_cast<void>(trace);       \
+      std::ostringstream mrpText_;    \
+      mrpText_ << (lvl) << stream;    \
+    }                                 \
+  } while (false)
+#endif

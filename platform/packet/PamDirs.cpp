@@ -18,11 +18,6 @@ void DesiredIntfDir::intfDesiredDel(IntfId intf) {
   if (intfDesired_.del(intf)) onIntfDesired_.notify(intf);
 }
 
-Pam* PamCollection::pam(IntfId intf) const {
-  const Ptr<Pam>* pam = pams_.find(intf);
-  return pam ? pam->get() : nullptr;
-}
-
 void PamCollection::pamIs(IntfId intf, Ptr<Pam> pam) {
   Ptr<Pam>& slot = pams_.is(intf);
   if (slot == pam) return;

@@ -24,7 +24,10 @@ class MRP_API DesiredIntfDir : public Entity {
 // The endpoints that are open.
 class MRP_API PamCollection : public Entity {
  public:
-  Pam* pam(IntfId intf) const;
+  Pam* pam(IntfId intf) const {
+    const Ptr<Pam>* pam = pams_.find(intf);
+    return pam ? pam->get() : nullptr;
+  }
   void pamIs(IntfId intf, Ptr<Pam> pam);
   void pamDel(IntfId intf);
   const IntfMap<Ptr<Pam>>& pams() const { return pams_; }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <vector>
 
 namespace Platform {
 
@@ -21,15 +22,20 @@ class SequencedQueue {
   // The new element's number is the larger of the running number and the tail's plus one.
   void enq(const T& value) {
     std::uint32_t number = metadata_.next;
-    if (!elements_.empty()) number = std::max(number, elements_.back().number + 1);
+    if (!empty()) number = std::max(number, elements_.back().number + 1);
     append(number, value);
   }
 
   // An empty queue gives a default value and changes nothing.
   T deq() {
-    if (elements_.empty()) return T{};
-    T value = elements_.front().value;
-    elements_.pop_front();
+    if (empty()) return T{};
+    T value = elements_[first_++].value;
+    if (empty()) {
+      clear();
+    } else if (first_ > kMaxGone && 2 * first_ > elements_.size()) {
+      elements_.erase(elements_.begin(), begin());
+      first_ = 0;
+    }
     ++metadata_.dequeued;
     removed();
     return value;
@@ -47,12 +53,13 @@ class SequencedQueue {
   void del(std::uint32_t number) {
     if (auto it = at(number); it != elements_.end()) {
       elements_.erase(it);
+      if (empty()) clear();
       removed();
     }
   }
 
   void delAll() {
-    elements_.clear();
+    clear();
     metadata_.head = metadata_.next;
     metadata_.present = 0;
   }
@@ -62,7 +69,7 @@ class SequencedQueue {
     return it == elements_.end() ? nullptr : &it->value;
   }
 
-  bool empty() const { return elements_.empty(); }
+  bool empty() const { return first_ == elements_.size(); }
   const Metadata& metadata() const { return metadata_; }
   void metadataIs(const Metadata& metadata) { metadata_ = metadata; }
 
@@ -73,23 +80,31 @@ class SequencedQueue {
   };
 
   auto at(std::uint32_t number) {
-    return std::find_if(elements_.begin(), elements_.end(),
+    return std::find_if(begin(), elements_.end(),
                         [number](const Element& e) { return e.number == number; });
   }
 
   void append(std::uint32_t number, const T& value) {
     elements_.push_back({number, value});
     metadata_.next = std::max(metadata_.next, number);
-    metadata_.head = elements_.front().number;
+    metadata_.head = elements_[first_].number;
     ++metadata_.present;
   }
 
   void removed() {
-    metadata_.head = elements_.empty() ? metadata_.next : elements_.front().number;
+    metadata_.head = empty() ? metadata_.next : elements_[first_].number;
     --metadata_.present;
   }
 
-  std::deque<Element> elements_;
+  auto begin() { return elements_.begin() + static_cast<std::ptrdiff_t>(first_); }
+  void clear() {
+    elements_.clear();
+    first_ = 0;
+  }
+
+  static constexpr std::size_t kMaxGone = 64;
+  std::vector<Element> elements_;
+  std::size_t first_ = 0;  // in front of it stand elements that are gone
   Metadata metadata_;
 };
 

@@ -81,9 +81,10 @@ inline constexpr std::uint32_t perVlan = 101;
 inline constexpr std::uint32_t none = 0xFFFFFFFF;
 }  // namespace Mode
 
-// Names of the instances: the common and internal spanning tree, none at all, the prefix of backup
-// instances, which their number follows, and that of per-VLAN instances.
+// Names of the instances: the common and internal spanning tree, none at all, and the prefixes of
+// MST instances, backup instances and per-VLAN instances, which their number follows.
 inline const std::string kCist = "Cist";
+inline const std::string kMst = "Mst";
 inline const std::string kNoStp = "NoStp";
 inline const std::string kBkup = "Bkup";
 inline const std::string kVl = "Vl";

@@ -6,10 +6,11 @@
 #include "platform/Assert.h"
 
 namespace Platform {
+namespace {
 
-void Timer::cancel() {
-  if (wheel_) wheel_->unlink(*this);
-}
+constexpr std::uint64_t kTickMask = (std::uint64_t{1} << 48) - 1;
+
+}  // namespace
 
 TimerWheel::TimerWheel(Ptr<Clock> clock, const Parameters& parameters)
     : clock_(std::move(clock)),
@@ -23,8 +24,9 @@ TimerWheel::TimerWheel(Ptr<Clock> clock, const Parameters& parameters)
 }
 
 TimerWheel::~TimerWheel() {
-  for (Slot& slot : slots_) {
-    while (slot.first) unlink(*slot.first);
+  for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
+    if (!(occupied_[slot / 64] >> slot % 64 & 1)) continue;
+    while (!isEmpty(slot)) Timer::of(*slots_[slot].next).cancel();
   }
 }
 
@@ -39,52 +41,54 @@ std::int64_t TimerWheel::firstTickAt(Seconds time) const {
 
 void TimerWheel::deadlineIs(Timer& timer, Seconds deadline) {
   timer.cancel();
-  std::int64_t tick = std::max(firstTickAt(deadline), firstTickAt(clock_->now()));
-  if (servingTick_ != kNoTick) tick = std::max(tick, servingTick_ + 1);
-  timer.tick_ = tick;
+  const Arming arming{deadline, clock_->now(), servingTick_};
+  if (arming != lastArming_) {
+    lastArming_ = arming;
+    lastTick_ = std::max(firstTickAt(deadline), firstTickAt(arming.now));
+    if (servingTick_ != kNoTick) lastTick_ = std::max(lastTick_, servingTick_ + 1);
+    lastSlot_ = slotOf(lastTick_);
+  }
   link(timer);
-  if (wakeTick_ == kNoTick || tick < wakeTick_) wakeAt(tick);
+  if (wakeTick_ == kNoTick || lastTick_ < wakeTick_) wakeAt(lastTick_);
 }
 
 void TimerWheel::link(Timer& timer) {
-  const std::size_t index = slotOf(timer.tick_);
-  Slot& slot = slots_[index];
-  timer.wheel_ = this;
-  timer.prev_ = slot.last;
-  timer.next_ = nullptr;
-  (slot.last ? slot.last->next_ : slot.first) = &timer;
-  slot.last = &timer;
-  occupied_[index / 64] |= std::uint64_t{1} << (index % 64);
-  ++armed_;
+  TimerLink& slot = slots_[lastSlot_];
+  std::uint64_t& occupied = occupied_[lastSlot_ / 64];
+  const std::uint64_t bit = std::uint64_t{1} << lastSlot_ % 64;
+  if (!(occupied & bit)) slot = {&slot, &slot};
+  occupied |= bit;
+  timer.tick_ = static_cast<std::uint64_t>(lastTick_) & kTickMask;
+  timer.putBefore(slot);
 }
 
-void TimerWheel::unlink(Timer& timer) {
-  const std::size_t index = slotOf(timer.tick_);
-  Slot& slot = slots_[index];
-  (timer.prev_ ? timer.prev_->next_ : slot.first) = timer.next_;
-  (timer.next_ ? timer.next_->prev_ : slot.last) = timer.prev_;
-  timer.wheel_ = nullptr;
-  if (passedOver_ == &timer) passedOver_ = timer.prev_;
-  if (!slot.first) occupied_[index / 64] &= ~(std::uint64_t{1} << (index % 64));
-  --armed_;
-}
-
-// Timers of later turns of the wheel share the slot: they are passed over and stay, in their order.
-// Whatever a callback arms goes to a later tick.
+// Timers of later turns of the wheel share the slot: they stay, in their order, before a mark that
+// moves through the list. Whatever a callback arms goes to a later tick.
 void TimerWheel::serve(std::int64_t tick) {
-  Slot& slot = slots_[slotOf(tick)];
+  TimerLink& slot = slots_[slotOf(tick)];
   servingTick_ = tick;
-  passedOver_ = nullptr;
-  while (Timer* timer = passedOver_ ? passedOver_->next_ : slot.first) {
-    if (timer->tick_ > tick) {
-      passedOver_ = timer;
-      continue;
+  Timer mark(Timer::kMember);
+  mark.putBefore(*slot.next);
+  while (mark.link_.next != &slot) {
+    Timer& timer = Timer::of(*mark.link_.next);
+    if (static_cast<std::int64_t>(timer.tick_) > tick) {
+      mark.cancel();
+      mark.putBefore(*timer.link_.next);
+    } else {
+      fire(timer);
     }
-    unlink(*timer);
-    timer->handleTimer();
   }
-  passedOver_ = nullptr;
   servingTick_ = kNoTick;
+}
+
+void TimerWheel::fire(Timer& timer) {
+  timer.cancel();
+  if (timer.kind_ == Timer::kMember) {
+    auto& member = static_cast<MemberTimer&>(timer);
+    return member.call_(member.owner_);
+  }
+  const Handler& handler = handlers_[timer.kind_];
+  handler.call(handler.owner, timer);
 }
 
 void TimerWheel::handleAlarm() {
@@ -107,18 +111,21 @@ void TimerWheel::wakeAt(std::int64_t tick) {
   alarm_.dueIs(Seconds::fromNanoseconds(ns));
 }
 
-std::int64_t TimerWheel::nextOccupied(std::int64_t tick) const {
-  if (armed_ == 0) return kNoTick;
+std::int64_t TimerWheel::nextOccupied(std::int64_t tick) {
   const std::size_t count = slots_.size();
   const std::size_t start = slotOf(tick);
   for (std::size_t done = 0; done < count;) {
     const std::size_t index = (start + done) % count;
     const std::uint64_t bits = occupied_[index / 64] >> (index % 64);
-    if (bits) {
-      const std::size_t found = done + static_cast<std::size_t>(std::countr_zero(bits));
-      if (found < count) return tick + static_cast<std::int64_t>(found);
+    if (!bits) {
+      done += std::min<std::size_t>(64 - index % 64, count - index);
+      continue;
     }
-    done += std::min<std::size_t>(64 - index % 64, count - index);
+    done += static_cast<std::size_t>(std::countr_zero(bits));
+    if (done >= count) break;
+    const std::size_t found = (start + done) % count;
+    if (!isEmpty(found)) return tick + static_cast<std::int64_t>(done);
+    occupied_[found / 64] &= ~(std::uint64_t{1} << found % 64);
   }
   return kNoTick;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -10,33 +11,60 @@ namespace Platform {
 
 class TimerWheel;
 
-// Intrusive node of a timer wheel: arming and cancelling allocate nothing. Leaves its wheel when
-// destroyed.
+// Neighbours in the circular list of a wheel's slot.
+struct TimerLink {
+  TimerLink* prev = nullptr;
+  TimerLink* next = nullptr;
+};
+
+// Intrusive node of a timer wheel, 24 octets: arming and cancelling allocate nothing. What its
+// expiry does is a matter of its kind, see TimerWheel::handlerIs. Leaves its wheel when destroyed.
 class MRP_API Timer {
  public:
+  // Timers that know themselves what to call; those of all other kinds are the wheel's owner's.
+  static constexpr std::uint8_t kMember = 0;
+  static constexpr std::uint8_t kKinds = 3;
+
+  explicit Timer(std::uint8_t kind) : tick_(0), kind_(kind), note_(0) {}
+  ~Timer() { cancel(); }
   Timer(const Timer&) = delete;
   Timer& operator=(const Timer&) = delete;
-  bool armed() const { return wheel_ != nullptr; }
-  void cancel();
+
+  bool armed() const { return link_.next != nullptr; }
+  void cancel() {
+    if (!armed()) return;
+    link_.prev->next = link_.next;
+    link_.next->prev = link_.prev;
+    link_ = {};
+  }
 
  protected:
-  Timer() = default;
-  virtual ~Timer() { cancel(); }
-  // Runs in the wheel's tick. The timer is disarmed by then; it may be armed again, and it may be
-  // destroyed.
-  virtual void handleTimer() = 0;
+  std::uint8_t kind() const { return kind_; }
+  // Bits that a derived class may use as it likes.
+  std::uint8_t note() const { return note_; }
+  void noteIs(std::uint8_t note) { note_ = note; }
 
  private:
   friend class TimerWheel;
-  Timer* prev_ = nullptr;
-  Timer* next_ = nullptr;
-  TimerWheel* wheel_ = nullptr;
-  std::int64_t tick_ = 0;
+  // The node is the link's: the link is its first member.
+  static Timer& of(TimerLink& link) { return reinterpret_cast<Timer&>(link); }
+  void putBefore(TimerLink& link) {
+    link_ = {link.prev, &link};
+    link.prev->next = &link_;
+    link.prev = &link_;
+  }
+
+  TimerLink link_;
+  std::uint64_t tick_ : 48;
+  std::uint64_t kind_ : 8;
+  std::uint64_t note_ : 8;
 };
 
-// A timer that calls a member function of its owner.
-class MRP_API MemberTimer final : public Timer {
+// A timer that calls a member function of its owner. The timer is disarmed by then; it may be armed
+// again, and it may be destroyed.
+class MRP_API MemberTimer : public Timer {
  public:
+  MemberTimer() : Timer(kMember) {}
   template <auto Method, class T>
   void bind(T* owner) {
     owner_ = owner;
@@ -44,7 +72,7 @@ class MRP_API MemberTimer final : public Timer {
   }
 
  private:
-  void handleTimer() override { call_(owner_); }
+  friend class TimerWheel;
   void* owner_ = nullptr;
   void (*call_)(void*) = nullptr;
 };
@@ -70,37 +98,55 @@ class MRP_API TimerWheel : public Entity {
   const Parameters& parameters() const { return parameters_; }
   void hasNotificationActiveIs(bool active) override;
 
+  // Who serves the timers of a kind other than kMember: `Method` of `owner` gets the timer,
+  // disarmed; it may arm it again, and destroy it.
+  template <auto Method, class T>
+  void handlerIs(std::uint8_t kind, T* owner) {
+    handlers_[kind] = {owner,
+                       [](void* self, Timer& timer) { (static_cast<T*>(self)->*Method)(timer); }};
+  }
+
   // Arms `timer`, replacing an earlier arming; re-arming to the same deadline counts as anew.
   void deadlineIs(Timer& timer, Seconds deadline);
 
  private:
-  friend class Timer;
+  static constexpr std::int64_t kNoTick = -1;
+  struct Handler {
+    void* owner = nullptr;
+    void (*call)(void*, Timer&) = nullptr;
+  };
 
-  struct Slot {
-    Timer* first = nullptr;
-    Timer* last = nullptr;
+  struct Arming {
+    Seconds deadline;
+    Seconds now;
+    std::int64_t servingTick = kNoTick;
+    friend bool operator==(const Arming&, const Arming&) = default;
   };
 
   std::size_t slotOf(std::int64_t tick) const;
   std::int64_t firstTickAt(Seconds time) const;
   void link(Timer& timer);
-  void unlink(Timer& timer);
   void serve(std::int64_t tick);
+  void fire(Timer& timer);
   void handleAlarm();
   void wakeAt(std::int64_t tick);
-  // The first tick from `tick` on whose slot is occupied, or kNoTick.
-  std::int64_t nextOccupied(std::int64_t tick) const;
-
-  static constexpr std::int64_t kNoTick = -1;
+  // The first tick from `tick` on whose slot holds a timer, or kNoTick.
+  std::int64_t nextOccupied(std::int64_t tick);
+  bool isEmpty(std::size_t slot) const { return slots_[slot].next == &slots_[slot]; }
 
   Ptr<Clock> clock_;
   Parameters parameters_;
   std::int64_t tickNs_;
-  std::vector<Slot> slots_;
-  std::vector<std::uint64_t> occupied_;  // one bit per slot that holds a timer
-  std::size_t armed_ = 0;
+  std::vector<TimerLink> slots_;  // each the head of its circular list, once its bit is set
+  // One bit per slot that holds a timer, or did: cancelling leaves the bit, looking clears it.
+  std::vector<std::uint64_t> occupied_;
+  std::array<Handler, Timer::kKinds> handlers_{};
   std::int64_t servingTick_ = kNoTick;
-  Timer* passedOver_ = nullptr;      // last timer of a later turn met in the slot being served
+  // What the last arming depended on, and the tick and slot that came of it: a LeaveAll arms
+  // thousands of timers alike, and finding a tick takes three divisions.
+  Arming lastArming_;
+  std::int64_t lastTick_ = 0;
+  std::size_t lastSlot_ = 0;
   std::int64_t wakeTick_ = kNoTick;  // the tick that the alarm stands for
   Alarm alarm_;
 };

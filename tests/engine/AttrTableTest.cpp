@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Keys, AttrTableTest, testing::Bool(),
 TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
   const bool dense = GetParam();
   std::mt19937_64 random(dense ? 1 : 2);
-  AttrTable table(dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse);
+  AttrTable table({dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse, true}, nullptr);
   std::map<std::uint64_t, std::pair<std::uint64_t, MrpAttrDatabase*>> model;
   for (std::uint64_t serial = 1; serial <= 100000; ++serial) {
     const std::uint64_t key = someKey(random, dense);
@@ -63,7 +63,7 @@ TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
     ASSERT_EQ(table.size(), model.size());
     const std::uint64_t from = someKey(random, dense);
     const auto next = model.lower_bound(from);
-    MrpAttrDatabase* at = table.atOrAbove(from);
+    MrpAttrDatabase* at = table.atOrAbove(AttrTable::kPresent, from);
     ASSERT_EQ(at ? at->attributeKey() : 1, next == model.end() ? 1 : next->first);
     ASSERT_EQ(at == nullptr, next == model.end());
   }
@@ -73,7 +73,7 @@ TEST_P(AttrTableTest, WalkMeetsEachKeyOnceWhateverChangesMeanwhile) {
   const bool dense = GetParam();
   std::mt19937_64 random(dense ? 3 : 4);
   for (int round = 0; round < 200; ++round) {
-    AttrTable table(dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse);
+    AttrTable table({dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse, true}, nullptr);
     std::set<std::uint64_t> model;
     for (int i = 0; i < 80; ++i) {
       const std::uint64_t key = someKey(random, dense);
@@ -82,7 +82,7 @@ TEST_P(AttrTableTest, WalkMeetsEachKeyOnceWhateverChangesMeanwhile) {
     }
     std::uint64_t from = 0;
     for (;;) {
-      MrpAttrDatabase* record = table.atOrAbove(from);
+      MrpAttrDatabase* record = table.atOrAbove(AttrTable::kPresent, from);
       const auto expected = model.lower_bound(from);
       ASSERT_EQ(record == nullptr, expected == model.end());
       if (!record) break;
@@ -168,7 +168,10 @@ class TypeApplicantTest : public testing::TestWithParam<bool> {
                types.pendingDeletes());
   }
 
-  MrpIntfTypeApplicant types{1, GetParam() ? AttrTable::Keys::dense : AttrTable::Keys::sparse};
+  MrpIntfTypeApplicant types{
+      IntfId("port1"),
+      1,
+      {GetParam() ? AttrTable::Keys::dense : AttrTable::Keys::sparse, GetParam()}};
   std::map<std::uint64_t, Pending> model;
 };
 INSTANTIATE_TEST_SUITE_P(Keys, TypeApplicantTest, testing::Bool(),

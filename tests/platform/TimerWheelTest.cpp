@@ -18,9 +18,9 @@ namespace {
 using namespace Platform;
 using Embedded::VirtualClock;
 
-struct CallTimer final : Timer {
-  explicit CallTimer(std::function<void()> f) : call(std::move(f)) {}
-  void handleTimer() override {
+struct CallTimer : MemberTimer {
+  explicit CallTimer(std::function<void()> f) : call(std::move(f)) { bind<&CallTimer::fire>(this); }
+  void fire() {
     const auto now = call;  // the call may destroy the timer
     now();
   }

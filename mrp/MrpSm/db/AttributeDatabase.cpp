@@ -5,14 +5,6 @@
 #include "mrp/MrpSm/engine/MrpSm.h"
 
 namespace Mrp {
-
-MrpAttrDatabase* MrpSm::mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
-                                               bool includePending) {
-  MrpIntfTypeApplicant* types = typeApplicant(intf, type);
-  MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
-  return record && (includePending || !record->pendingAdd()) ? record : nullptr;
-}
-
 MrpAttrDatabase* MrpSm::mrpGetAttribute(bool create) {
   const MrpParseContext& c = *parseContext_;
   MrpAttrDatabase* record =
@@ -59,7 +51,7 @@ void MrpSm::contextIs(IntfId intf, std::uint8_t type, const MrpAttrDatabase& rec
   parseContext_->attributeKeyIs(record.attributeKey());
   const std::span<const std::uint8_t> value = record.value();
   for (const std::span<std::uint8_t> image : {mrpLib_->rxImage(type), mrpLib_->txImage(type)}) {
-    std::copy_n(value.begin(), std::min(value.size(), image.size()), image.begin());
+    copyOctets(image.data(), value.data(), std::min(value.size(), image.size()));
   }
 }
 

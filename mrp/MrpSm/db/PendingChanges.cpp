@@ -9,14 +9,14 @@ namespace {
 // Whether `pred` holds for the collection of any port and type.
 template <class Pred>
 bool anyType(const MrpApplicationDatabase& database, Pred pred) {
-  for (IntfId intf : database.attrDatabase().keys()) {
-    const MrpIntfApplicant& port = *database.attrDatabase(intf);
-    for (std::size_t type = 0; type < port.typeLimit(); ++type) {
+  bool any = false;
+  database.attrDatabase().walk([&](IntfId, const MrpIntfApplicant& port) {
+    for (std::size_t type = 0; !any && type < port.typeLimit(); ++type) {
       MrpIntfTypeApplicant* types = port.intfTypeApplicant(static_cast<std::uint8_t>(type));
-      if (types && pred(*types)) return true;
+      any = types && pred(*types);
     }
-  }
-  return false;
+  });
+  return any;
 }
 
 }  // namespace
@@ -24,7 +24,9 @@ bool anyType(const MrpApplicationDatabase& database, Pred pred) {
 // An attribute that is being deleted is revived as it stands; its caller resets the states.
 MrpAttrDatabase& MrpSm::addAttrToAddPending(const MrpAttribute& attribute) {
   const auto& [intf, type, key] = attribute;
-  MrpIntfTypeApplicant& types = database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
+  MrpIntfTypeApplicant* known = typeApplicant(intf, type);
+  MrpIntfTypeApplicant& types =
+      known ? *known : database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
   if (MrpAttrDatabase* committed = types.mrpAttribute(key)) {
     if (committed->pendingDelete()) types.pendingDeleteDel(*committed);
     return *committed;

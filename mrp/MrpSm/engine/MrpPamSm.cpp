@@ -68,11 +68,6 @@ void MrpPamSm::handleInitialized() {
   pamCollection_->pams().walk([this](IntfId intf, Ptr<Platform::Pam>&) { handlePam(intf); });
 }
 
-MrpIntfPamSm* MrpPamSm::mrpIntfPamSm(IntfId intf) const {
-  const Ptr<MrpIntfPamSm>* sm = mrpIntfPamSm_.find(intf);
-  return sm ? sm->get() : nullptr;
-}
-
 void MrpPamSm::handlePam(IntfId intf) {
   MRP_ASSERT_TEXT(initialized_, "initialized()");
   MRP_TRACE(mrpSm_.trace(), 8, "MrpPamSm::handlePam( " << intf << " )");

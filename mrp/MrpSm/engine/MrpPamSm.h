@@ -58,7 +58,10 @@ class MRP_API MrpPamSm : public Platform::Entity {
   ~MrpPamSm() override;
 
   MrpSm& mrpSm() const { return mrpSm_; }
-  MrpIntfPamSm* mrpIntfPamSm(IntfId intf) const;
+  MrpIntfPamSm* mrpIntfPamSm(IntfId intf) const {
+    const Ptr<MrpIntfPamSm>* sm = mrpIntfPamSm_.find(intf);
+    return sm ? sm->get() : nullptr;
+  }
   bool mrpIntfPamSmHas(IntfId intf) const { return mrpIntfPamSm(intf) != nullptr; }
 
   bool standbyMode() const { return standbyMode_; }

@@ -117,11 +117,13 @@ class MRP_API MrpSm : public Platform::Entity {
   MrpParseStatus skipMessageDueToFutureProtocolVersion(Pkt& pkt);
   MrpParseStatus parseMsrpVector(Pkt& pkt);
   MrpParseStatus parseMvrpVector(Pkt& pkt);
-  MrpParseStatus parseThreePackedEvents(Pkt& pkt);
+  template <class Value>
+  MrpParseStatus parseThreePackedEvents(Pkt& pkt, Value& value);
   MrpParseStatus parseThreeFourPackedEvents(Pkt& pkt);
   void processThreeAndFourPacked(const Pkt& pkt, std::uint8_t event, std::uint32_t index,
                                  std::size_t fourPackedOffset);
-  void processMrpEvent(std::uint8_t event, std::uint32_t index);
+  template <class Value>
+  void processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index);
   void saveParsedMrpAttribute();
   void mrpRxLeaveAllIs(std::uint8_t type, bool received) { mrpRxLeaveAll_[type] = received; }
   const std::map<std::uint8_t, bool>& mrpRxLeaveAll() const { return mrpRxLeaveAll_; }
@@ -147,7 +149,11 @@ class MRP_API MrpSm : public Platform::Entity {
   // Null when there is no such record. One that is about to be deleted is not found; one that waits
   // to be added only with `includePending`.
   MrpAttrDatabase* mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
-                                          bool includePending);
+                                          bool includePending) {
+    MrpIntfTypeApplicant* types = typeApplicant(intf, type);
+    MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
+    return record && (includePending || !record->pendingAdd()) ? record : nullptr;
+  }
   // Record of the current attribute, made on demand.
   MrpAttrDatabase* mrpGetAttribute(bool create);
   MrpAttrDatabase* mrpAddAttrToDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <array>
+#include <compare>
 #include <cstdint>
 #include <span>
 #include <vector>
-
-#include "mrp/types/MrpAttrDatabase.h"
 
 namespace Mrp {
 
@@ -13,31 +11,34 @@ struct MrpParsedAttributeKey {
   std::uint8_t attributeType = 0;
   std::uint64_t attributeKey = 0;
   friend bool operator==(const MrpParsedAttributeKey&, const MrpParsedAttributeKey&) = default;
+  friend auto operator<=>(const MrpParsedAttributeKey&, const MrpParsedAttributeKey&) = default;
 };
 
-// One attribute staged from the PDU being processed: its last event and value.
+// One attribute staged from the PDU being processed: its last event, and where its value is.
 struct MrpParsedAttribute {
-  MrpParsedAttributeKey key;
+  std::uint64_t attributeKey = 0;
+  std::uint8_t attributeType = 0;
   std::uint8_t attributeEvent = 0;
   std::uint8_t valueSize = 0;
-  std::array<std::uint8_t, MrpAttrDatabase::kMaxValue> octets;
+  std::uint32_t valueAt = 0;
 
-  std::span<const std::uint8_t> value() const { return {octets.data(), valueSize}; }
-  void valueIs(std::span<const std::uint8_t> value) {
-    valueSize = static_cast<std::uint8_t>(value.size());
-    if (!value.empty()) std::memcpy(octets.data(), value.data(), value.size());
-  }
+  MrpParsedAttributeKey key() const { return {attributeType, attributeKey}; }
 };
 
-// The staged attributes of one PDU: a dense array in order of first appearance, with an index that
-// is emptied by moving on to a new generation. VLAN identifiers index it directly, stream
-// identifiers are hashed.
+// The staged attributes of one PDU: a dense array in order of first appearance. Senders list their
+// attributes in ascending order, and as long as a PDU does, the array is its own index; the first
+// key out of order has all of them hashed. The hash is emptied by moving on to a new generation.
 class MrpParsedAttributes {
  public:
   MrpParsedAttribute* find(const MrpParsedAttributeKey& key);
-  // Position of the attribute of `key`, new when there was none.
-  std::uint32_t is(const MrpParsedAttributeKey& key);
-  MrpParsedAttribute& at(std::uint32_t position) { return attributes_[position]; }
+  // Position of the attribute of `key`, new when there was none; its event and value are replaced.
+  std::uint32_t is(const MrpParsedAttributeKey& key, std::uint8_t event,
+                   std::span<const std::uint8_t> value);
+  const MrpParsedAttribute& at(std::uint32_t position) const { return attributes_[position]; }
+  // Valid until the next attribute is staged.
+  std::span<const std::uint8_t> value(const MrpParsedAttribute& attribute) const {
+    return {values_.data() + attribute.valueAt, attribute.valueSize};
+  }
   void delAll();
   bool empty() const { return attributes_.empty(); }
   std::size_t size() const { return attributes_.size(); }
@@ -47,24 +48,19 @@ class MrpParsedAttributes {
     std::uint32_t generation = 0;
     std::uint32_t position = 0;
   };
+  std::uint32_t append(const MrpParsedAttributeKey& key, std::uint8_t event,
+                       std::span<const std::uint8_t> value);
   // The slot of `key`, or the free one where its probe ends.
-  Slot& slotOf(const MrpParsedAttributeKey& key) {
-    return isDirect(key) ? direct_[key.attributeKey] : hashedSlotOf(key);
-  }
-  void grow();
+  Slot& slotOf(const MrpParsedAttributeKey& key);
+  void hashAll();
 
   std::vector<MrpParsedAttribute> attributes_;
-  // Small keys of type 1: every VLAN identifier.
-  static constexpr std::uint64_t kDirectKeys = 4096;
-  static constexpr std::uint8_t kDirectType = 1;
-  static bool isDirect(const MrpParsedAttributeKey& key) {
-    return key.attributeType == kDirectType && key.attributeKey < kDirectKeys;
-  }
-  Slot& hashedSlotOf(const MrpParsedAttributeKey& key);
-
-  std::vector<Slot> direct_ = std::vector<Slot>(kDirectKeys);
+  std::vector<std::uint8_t> values_;  // of all attributes, one behind the other, and room for more
+  std::size_t valuesEnd_ = 0;
+  bool ascending_ = true;
+  std::size_t next_ = 0;  // where the next look-up of a walk in ascending order will find its key
   std::vector<Slot> slots_;
-  std::uint32_t generation_ = 1;
+  std::uint32_t generation_ = 0;
 };
 
 }  // namespace Mrp

@@ -16,7 +16,7 @@ void MrpSm::processParsedAttributes(IntfId intf) {
       const std::uint32_t position = queue->deq();
       // An indication may have closed the port: what is left would register on a dead port.
       if (!mrpPamSm_->mrpIntfPamSmHas(intf)) continue;
-      processParsedAttribute(mrpParsedAttribute_.at(position), intf);
+      processParsedAttribute(MrpParsedAttribute(mrpParsedAttribute_.at(position)), intf);
     }
   }
   mrpParsedAttribute_.delAll();
@@ -40,7 +40,8 @@ void MrpSm::processRxLeaveAlls(IntfId intf) {
 }
 
 void MrpSm::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf) {
-  const auto& [type, key] = parsed.key;
+  const std::uint8_t type = parsed.attributeType;
+  const std::uint64_t key = parsed.attributeKey;
   MrpIntfTypeApplicant* types = typeApplicant(intf, type);
   MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
   fillMrpLibFromSavedValue(parsed, record);
@@ -60,18 +61,18 @@ void MrpSm::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf
 // A listener's declaration is always the received one.
 void MrpSm::fillMrpLibFromSavedValue(const MrpParsedAttribute& parsed,
                                      const MrpAttrDatabase* record) {
-  const std::span<std::uint8_t> rx = mrpLib_->rxImage(parsed.key.attributeType);
+  const std::span<std::uint8_t> rx = mrpLib_->rxImage(parsed.attributeType);
   if (rx.empty()) {
     MRP_TRACE(trace(), 4, " valueSize = 0!! ");
     return;
   }
-  std::memcpy(rx.data(), parsed.octets.data(), rx.size());
-  const bool listener =
-      mrpLib_->application() == MrpApplication::msrp &&
-      parsed.key.attributeType == static_cast<std::uint8_t>(MsrpAttrType::listener);
+  const std::uint8_t* received = mrpParsedAttribute_.value(parsed).data();
+  copyOctets(rx.data(), received, rx.size());
+  const bool listener = mrpLib_->application() == MrpApplication::msrp &&
+                        parsed.attributeType == static_cast<std::uint8_t>(MsrpAttrType::listener);
   const bool stored = !listener && record && record->value().size() == rx.size();
-  const std::uint8_t* own = stored ? record->value().data() : parsed.octets.data();
-  std::memcpy(mrpLib_->txImage(parsed.key.attributeType).data(), own, rx.size());
+  copyOctets(mrpLib_->txImage(parsed.attributeType).data(),
+             stored ? record->value().data() : received, rx.size());
 }
 
 bool MrpSm::mrpRxVectorSameAs(const MrpAttrDatabase& record) {

@@ -26,7 +26,55 @@ void forEachThreePacked(const std::uint8_t* octets, std::uint32_t n, Visit visit
   }
 }
 
+// Steps a receive record to the next value of its vector.
+void next(MsrpTalkerAdvertiseAttribute& value, Platform::Trace& trace) {
+  mrpIncrementTalkerAdvertise(value, trace);
+}
+void next(MsrpTalkerFailedAttribute& value, Platform::Trace& trace) {
+  mrpIncrementTalkerFailed(value, trace);
+}
+void next(MsrpListenerAttribute& value, Platform::Trace& trace) {
+  mrpIncrementListenerVector(value, trace);
+}
+void next(MsrpDomainAttribute& value, Platform::Trace& trace) {
+  mrpIncrementDomainVector(value, trace);
+}
+void next(MvrpVlanAttribute& value, Platform::Trace& trace) {
+  mrpIncrementVlanVector(value, trace);
+}
+
 }  // namespace
+
+// What MrpLib::mrpValueFromFirstValue and mrpGetRxAttributeKey do for the current type, with the
+// type known.
+template <class Value>
+void MrpSm::processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index) {
+  if (index > 0) next(value, trace());
+  parseContext_->attributeKeyIs(keyOf(value));
+  parseContext_->attributeEventIs(event);
+  parseContext_->eventsCounterInc(1);
+  if (recycledPkt_ || mrpStatus_->flood()) {
+    MRP_TRACE(trace(), 8, "Recycled Pkt. Returning after parsing");
+    return;
+  }
+  saveParsedMrpAttribute();
+}
+
+// `value` is the receive record that holds the FirstValue.
+template <class Value>
+MrpParseStatus MrpSm::parseThreePackedEvents(Pkt& pkt, Value& value) {
+  const std::uint16_t n = parseContext_->numberOfValues();
+  const std::size_t packed = threePackedOctets(n);
+  if (n == 0) leaveAllOnlyVector();
+  if (packed > pkt.size()) return malformedVector(packed, pkt.size());
+  forEachThreePacked(pkt.data(), n, [&](std::uint8_t event, std::uint32_t index) {
+    processMrpEvent(value, event, index);
+  });
+  parseContext_->attributeListBytesLeftDec(packed + parseContext_->attributeLength() +
+                                           kVectorHeaderSize);
+  pkt.headDel(packed);
+  return mrpParseContinue;
+}
 
 MrpParseStatus MrpSm::parseMvrpVector(Pkt& pkt) {
   if (parseContext_->attributeType() != static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
@@ -35,7 +83,7 @@ MrpParseStatus MrpSm::parseMvrpVector(Pkt& pkt) {
   PktReader reader(pkt);
   if (!parseVlan(reader, mrpLib_->mvrpVlanVectorRx())) return firstValueCutOff(pkt);
   MRP_TRACE(trace(), 8, "VlanVector vlanId = " << mrpLib_->mvrpVlanVectorRx().vlanId);
-  return parseThreePackedEvents(pkt);
+  return parseThreePackedEvents(pkt, mrpLib_->mvrpVlanVectorRx());
 }
 
 MrpParseStatus MrpSm::parseMsrpVector(Pkt& pkt) {
@@ -44,11 +92,11 @@ MrpParseStatus MrpSm::parseMsrpVector(Pkt& pkt) {
     case MsrpAttrType::talkerAdvertise:
       if (!parseTalkerAdvertise(reader, mrpLib_->msrpTalkerAdvertiseRx())) break;
       MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpTalkerAdvertiseRx()));
-      return parseThreePackedEvents(pkt);
+      return parseThreePackedEvents(pkt, mrpLib_->msrpTalkerAdvertiseRx());
     case MsrpAttrType::talkerFailed:
       if (!parseTalkerFailed(reader, mrpLib_->msrpTalkerFailedRx())) break;
       MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpTalkerFailedRx()));
-      return parseThreePackedEvents(pkt);
+      return parseThreePackedEvents(pkt, mrpLib_->msrpTalkerFailedRx());
     case MsrpAttrType::listener:
       if (!parseListener(reader, mrpLib_->msrpListenerVectorRx())) break;
       MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpListenerVectorRx()));
@@ -56,7 +104,7 @@ MrpParseStatus MrpSm::parseMsrpVector(Pkt& pkt) {
     case MsrpAttrType::domain:
       if (!parseDomain(reader, mrpLib_->msrpDomainVectorRx())) break;
       MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpDomainVectorRx()));
-      return parseThreePackedEvents(pkt);
+      return parseThreePackedEvents(pkt, mrpLib_->msrpDomainVectorRx());
     default:
       return unidentifiedAttributeType();
   }
@@ -99,20 +147,6 @@ void MrpSm::leaveAllOnlyVector() {
   parseContext_->attributeEventIs(static_cast<std::uint8_t>(MrpThreePackedEvent::in));
 }
 
-MrpParseStatus MrpSm::parseThreePackedEvents(Pkt& pkt) {
-  const std::uint16_t n = parseContext_->numberOfValues();
-  const std::size_t packed = threePackedOctets(n);
-  if (n == 0) leaveAllOnlyVector();
-  if (packed > pkt.size()) return malformedVector(packed, pkt.size());
-  forEachThreePacked(pkt.data(), n, [this](std::uint8_t event, std::uint32_t index) {
-    processMrpEvent(event, index);
-  });
-  parseContext_->attributeListBytesLeftDec(packed + parseContext_->attributeLength() +
-                                           kVectorHeaderSize);
-  pkt.headDel(packed);
-  return mrpParseContinue;
-}
-
 MrpParseStatus MrpSm::parseThreeFourPackedEvents(Pkt& pkt) {
   const std::uint16_t n = parseContext_->numberOfValues();
   const std::size_t three = threePackedOctets(n);
@@ -135,29 +169,17 @@ void MrpSm::processThreeAndFourPacked(const Pkt& pkt, std::uint8_t event, std::u
                                       std::size_t fourPackedOffset) {
   const unsigned octet = pkt.data()[fourPackedOffset + index / 4];
   const unsigned declaration = octet >> (6 - 2 * (index % 4)) & 3;
-  mrpLib_->msrpListenerVectorRx().listenerEventIs(static_cast<MsrpListenerEvent>(declaration));
-  processMrpEvent(event, index);
-}
-
-void MrpSm::processMrpEvent(std::uint8_t event, std::uint32_t index) {
-  mrpLib_->mrpValueFromFirstValue(index);
-  parseContext_->attributeKeyIs(mrpGetRxAttributeKey());
-  parseContext_->attributeEventIs(event);
-  parseContext_->eventsCounterInc(1);
-  if (recycledPkt_ || mrpStatus_->flood()) {
-    MRP_TRACE(trace(), 8, "Recycled Pkt. Returning after parsing");
-    return;
-  }
-  saveParsedMrpAttribute();
+  MsrpListenerAttribute& value = mrpLib_->msrpListenerVectorRx();
+  value.listenerEventIs(static_cast<MsrpListenerEvent>(declaration));
+  processMrpEvent(value, event, index);
 }
 
 // A key that comes twice keeps one record, with the later event and value, and is queued twice.
 void MrpSm::saveParsedMrpAttribute() {
   const std::uint8_t type = parseContext_->attributeType();
-  const std::uint32_t position = mrpParsedAttribute_.is({type, parseContext_->attributeKey()});
-  MrpParsedAttribute& parsed = mrpParsedAttribute_.at(position);
-  parsed.attributeEvent = parseContext_->attributeEvent();
-  parsed.valueIs(mrpLib_->rxImage(type));
+  const std::uint32_t position =
+      mrpParsedAttribute_.is({type, parseContext_->attributeKey()}, parseContext_->attributeEvent(),
+                             mrpLib_->rxImage(type));
   const bool domain = mrpLib_->application() == MrpApplication::msrp &&
                       type == static_cast<std::uint8_t>(MsrpAttrType::domain);
   (domain ? msrpParsedDomainKey_ : mrpParsedAttributeKey_).enq(position);

@@ -92,18 +92,11 @@ void MrpApplicantSm::handleApplicantEvent() {
 }
 
 void MrpApplicantSm::handleApplicantEvent(MrpAttrDatabase& record) {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
-            "handleApplicantEvent Key = 0x"
-                << std::hex << context.attributeKey() << std::dec
-                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
-                << " Enter: state = " << record.applicantState() << " event = " << applicantEvent_);
+  const bool traced = mrpSm_.trace().isOn(7);
+  if (traced) traceEvent(record);
   const auto state = static_cast<std::size_t>(record.applicantState());
   const auto event = static_cast<std::size_t>(applicantEvent_);
-  if (state >= kStates) {
-    MRP_TRACE(mrpSm_.trace(), 4, "Invalid applicant State = " << state);
-    return;
-  }
+  if (state >= kStates) return traceInvalidState(record);
   const Cell cell = event < kEvents ? kApplicantTable[state][event] : none_;
   switch (cell.action) {
     case Action::none:
@@ -134,7 +127,25 @@ void MrpApplicantSm::handleApplicantEvent(MrpAttrDatabase& record) {
       break;
   }
   if (cell.next != kStays) record.applicantStateIs(static_cast<MrpApplicantState>(cell.next));
+  if (traced) traceExit(record);
+}
+
+void MrpApplicantSm::traceExit(const MrpAttrDatabase& record) const {
   MRP_TRACE(mrpSm_.trace(), 7, " Exit: handleApplicantEvent, state = " << record.applicantState());
+}
+
+void MrpApplicantSm::traceInvalidState(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 4,
+            "Invalid applicant State = " << static_cast<std::size_t>(record.applicantState()));
+}
+
+void MrpApplicantSm::traceEvent(const MrpAttrDatabase& record) const {
+  const MrpParseContext& context = *mrpSm_.parseContext();
+  MRP_TRACE(mrpSm_.trace(), 7,
+            "handleApplicantEvent Key = 0x"
+                << std::hex << context.attributeKey() << std::dec
+                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
+                << " Enter: state = " << record.applicantState() << " event = " << applicantEvent_);
 }
 
 void MrpApplicantSm::mrpSetApplicantState(MrpApplicantState state) {

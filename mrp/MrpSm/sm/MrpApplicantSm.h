@@ -32,6 +32,10 @@ class MrpApplicantSm : public Platform::Entity {
 
  private:
   void handleInitialized() { initialized_ = true; }
+  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
+  void traceEvent(const MrpAttrDatabase& record) const;
+  void traceExit(const MrpAttrDatabase& record) const;
+  void traceInvalidState(const MrpAttrDatabase& record) const;
   void mrpApplicantSendNew(bool second);
   void mrpApplicantSendJoin(const MrpAttrDatabase& record, bool second);
   void mrpApplicantSendRegisteredState(const MrpAttrDatabase& record, bool second);

@@ -15,6 +15,8 @@ MrpRegistrarSm::MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig,
                                Ptr<Platform::TimerWheel> timerWheel)
     : mrpSm_(mrpSm), mrpConfig_(std::move(mrpConfig)), timerWheel_(std::move(timerWheel)) {
   txTimer_.bind<&MrpRegistrarSm::handleTxTimer>(this);
+  timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kLeave, this);
+  timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kExplicitLeave, this);
   timersEnabledReactor_.watch<&MrpRegistrarSm::handleCfgTimersEnabled>(
       mrpConfig_->onTimersEnabled(), this);
   handleInitialized();
@@ -50,21 +52,15 @@ void MrpRegistrarSm::handleRegistrarEvent() {
 
 void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
   const MrpRegistrarEvent event = registrarEvent_;
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
-            "handleRegistrarEvent Key = 0x"
-                << std::hex << context.attributeKey() << std::dec
-                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
-                << " Enter: state = " << record.registrarState() << " event = " << event);
+  const bool traced = mrpSm_.trace().isOn(7);
+  if (traced) traceEvent(record);
   if (event == MrpRegistrarEvent::rLv) logLeave("received", record.registrarState(), event);
 
   // An indication may call the service and so move or delete the record: it ends the hand-on.
   indicated_ = false;
   const bool discarded = dispatch(event, record);
   MrpAttrDatabase* current = indicated_ ? mrpSm_.mrpGetAttribute(false) : &record;
-  if (current) {
-    MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << current->registrarState());
-  }
+  if (current && traced) traceExit(*current);
   if (discarded) joinDiscarded();
   if (!current) return;
   if (discarded) current->registrarStateIs(MrpRegistrarState::mt);
@@ -72,6 +68,15 @@ void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
     delLeavePending(*current);
     mrpSm_.mrpDeleteAttrFromDatabase();
   }
+}
+
+void MrpRegistrarSm::traceEvent(const MrpAttrDatabase& record) const {
+  const MrpParseContext& context = *mrpSm_.parseContext();
+  MRP_TRACE(mrpSm_.trace(), 7,
+            "handleRegistrarEvent Key = 0x"
+                << std::hex << context.attributeKey() << std::dec
+                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
+                << " Enter: state = " << record.registrarState() << " event = " << registrarEvent_);
 }
 
 bool MrpRegistrarSm::dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record) {
@@ -83,8 +88,16 @@ bool MrpRegistrarSm::dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record) 
     case MrpRegistrarState::mt:
       return handleMtStateRegistrar(event, record);
   }
-  MRP_TRACE(mrpSm_.trace(), 8, "Invalid registrar State = " << record.registrarState());
+  traceInvalidState(record);
   return false;
+}
+
+void MrpRegistrarSm::traceExit(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << record.registrarState());
+}
+
+void MrpRegistrarSm::traceInvalidState(const MrpAttrDatabase& record) const {
+  MRP_TRACE(mrpSm_.trace(), 8, "Invalid registrar State = " << record.registrarState());
 }
 
 bool MrpRegistrarSm::handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record) {

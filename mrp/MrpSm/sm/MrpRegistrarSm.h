@@ -1,10 +1,5 @@
 #pragma once
 
-#include <array>
-#include <memory>
-#include <vector>
-
-#include "mrp/MrpSm/sm/MrpLeaveSm.h"
 #include "mrp/types/MrpConfig.h"
 #include "mrp/types/MrpStatus.h"
 #include "platform/time/TimerWheel.h"
@@ -15,7 +10,8 @@ class MrpSm;
 
 // Registrar (IEEE 802.1Q 10.7.8): records what the neighbour has declared about the engine's
 // current attribute and tells the application. One per engine; the state is in the attribute's
-// record. Owns the leave machines and the transmit timer that flushes the open packets.
+// record. Serves the leave timers and owns the
+// transmit timer that flushes the open packets.
 class MrpRegistrarSm : public Platform::Entity {
  public:
   MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
@@ -39,25 +35,24 @@ class MrpRegistrarSm : public Platform::Entity {
   // Leave timers of the current attribute.
   void mrpAddAttrToLeavePending();
   void mrpDeleteAttrFromLeavePending();
-  // Drops every leave machine of a port.
+  // Drops every leave timer of a port.
   void mrpCancelLeavePending(IntfId intf);
 
-  // Machines of the two collections while they run; null otherwise. `leaveSm` serves LeaveAlls and
+  // Timers of the two collections while they run; null otherwise. `leaveSm` serves LeaveAlls and
   // role changes, `explicitLeaveSm` a received Lv.
   MrpLeaveSm* leaveSm(const MrpAttribute& attribute) const;
   MrpLeaveSm* explicitLeaveSm(const MrpAttribute& attribute) const;
   void leaveSmDelAll();
 
-  // Called by a machine whose expiry has ended with its timer not running.
-  void leaveSmDone(MrpLeaveSm& sm);
-
   void handleTxTimer();
   void handleCfgTimersEnabled();
 
  private:
-  using Groups = std::array<std::vector<std::unique_ptr<MrpLeaveGroup>>, 2>;
-
   void handleInitialized();
+  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
+  void traceEvent(const MrpAttrDatabase& record) const;
+  void traceExit(const MrpAttrDatabase& record) const;
+  void traceInvalidState(const MrpAttrDatabase& record) const;
   bool handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
   bool handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
@@ -68,8 +63,10 @@ class MrpRegistrarSm : public Platform::Entity {
   void joinDiscarded();
   void addLeavePending(MrpAttrDatabase& record);
   static void delLeavePending(MrpAttrDatabase& record);
-  void leaveSmDrop(MrpLeaveSm& sm);
-  const MrpLeaveGroup& group(IntfId intf, std::uint8_t type, bool explicitLeave);
+  void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
+  void handleLeaveTimer(Platform::Timer& timer);
+  void handleLeavePending(MrpLeaveSm& sm);
+  static void leaveSmDrop(MrpLeaveSm& sm);
   void logJoin(MrpRegistrarState state, MrpRegistrarEvent event);
   void logLeave(const char* how, MrpRegistrarState state, MrpRegistrarEvent event);
 
@@ -80,8 +77,6 @@ class MrpRegistrarSm : public Platform::Entity {
   MrpRegistrarEvent registrarEvent_ = MrpRegistrarEvent::none;
   bool initialized_ = false;
   bool indicated_ = false;  // an indication was given during the event being handled
-  Platform::IntfMap<Groups> groups_;
-  MrpLeavePool pool_;
   Platform::Reactor<> timersEnabledReactor_;
 };
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "mrp/MrpSm/tx/MrpTxPacketContext.h"
+#include "mrp/MrpSm/tx/MrpduLayout.h"
 #include "mrp/types/MrpEnums.h"
 
 // Packed events of a vector (IEEE 802.1Q-2018 10.8.2). A three-packed octet holds three events
@@ -11,15 +12,46 @@
 // listener events 0..3, the first in the two highest bits. Unused places are 0.
 namespace Mrp {
 
+// NumberOfValues is the low part of the header, so counting up leaves LeaveAll alone.
+inline void countOneMoreValue(std::uint8_t* vector) {
+  writeU16(vector, static_cast<std::uint16_t>(readU16(vector) + 1));
+}
+
 // Writes the event of value `n`, counted from 1, and keeps the other events of its octet.
-void mrpEncodeThreePackedEvent(std::uint8_t* eventsStart, std::uint8_t event, unsigned n);
+// Division by a constant is a multiplication, hence one arm for each place.
+inline void mrpEncodeThreePackedEvent(std::uint8_t* eventsStart, std::uint8_t event, unsigned n) {
+  std::uint8_t& packed = eventsStart[(n - 1) / 3];
+  const unsigned old = packed;
+  switch ((n - 1) % 3) {
+    case 0:
+      packed = static_cast<std::uint8_t>(event * 36u + old % 36);
+      break;
+    case 1:
+      packed = static_cast<std::uint8_t>(old / 36 * 36 + event * 6u + old % 6);
+      break;
+    case 2:
+      packed = static_cast<std::uint8_t>(old / 6 * 6 + event);
+      break;
+  }
+}
 void mrpEncodeFourPackedEvent(std::uint8_t* eventsStart, MsrpListenerEvent event, unsigned n);
 
 // Append one value to the current vector: its event (and a listener's event) is packed and
 // NumberOfValues grows by one, LeaveAll stays as it is. An octet that is opened is cleared first.
 // The result is the number of octets by which the vector grew.
-std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
-                                    std::uint8_t event, MrpApplication application);
+inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
+                                           std::uint8_t event, MrpApplication application) {
+  std::uint8_t* vector = context.vectorData();
+  std::uint8_t* events = vector + kVectorHeaderSize + attributeLength(application, attributeType);
+  const unsigned n = mrpGetNumOfValues(vector);
+  const unsigned place = n % 3;
+  std::uint8_t& packed = events[n / 3];
+  // The places after the last value hold 0.
+  const unsigned weight = place == 0 ? 36 : place == 1 ? 6 : 1;
+  packed = static_cast<std::uint8_t>((place == 0 ? 0u : packed) + event * weight);
+  countOneMoreValue(vector);
+  return place == 0 ? 1 : 0;
+}
 // For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
 // move up when those grow.
 std::size_t mrpPackThreeAndFourPackedEvent(MrpTxPacketContext& context, std::uint8_t event,

@@ -15,11 +15,6 @@ MrpTxPacketContext& contextIs(MrpLib::TxContexts& contexts, IntfId intf, Ptr<Pkt
   return *context;
 }
 
-MrpTxPacketContext* contextOf(const MrpLib::TxContexts& contexts, IntfId intf) {
-  const Ptr<MrpTxPacketContext>* context = contexts.find(intf);
-  return context ? context->get() : nullptr;
-}
-
 }  // namespace
 
 MrpLib::MrpLib() = default;
@@ -28,6 +23,23 @@ MrpLib::~MrpLib() = default;
 bool MrpLib::mrpJoinIndication(const MrpParameters&) { return false; }
 void MrpLib::mrpLeaveIndication(const MrpParameters&) {}
 void MrpLib::mrpLeaveAllIndication(const MrpParameters&) {}
+
+void MrpLib::applicationIs(MrpApplication application) {
+  const auto imagesOf = [](auto& rx, auto& tx) {
+    return Images{reinterpret_cast<std::uint8_t*>(&rx), reinterpret_cast<std::uint8_t*>(&tx),
+                  sizeof rx};
+  };
+  application_ = application;
+  images_ = {};
+  if (application == MrpApplication::msrp) {
+    images_ = {Images{}, imagesOf(msrpTalkerAdvertiseRx_, msrpTalkerAdvertiseTx_),
+               imagesOf(msrpTalkerFailedRx_, msrpTalkerFailedTx_),
+               imagesOf(msrpListenerVectorRx_, msrpListenerVectorTx_),
+               imagesOf(msrpDomainVectorRx_, msrpDomainVectorTx_)};
+  } else if (application == MrpApplication::mvrp) {
+    images_[1] = imagesOf(mvrpVlanVectorRx_, mvrpVlanVectorTx_);
+  }
+}
 
 void MrpLib::mrpValueFromFirstValue(std::uint32_t index) {
   if (index == 0) return;
@@ -57,12 +69,6 @@ MrpTxPacketContext& MrpLib::mrpTxPacketContextIs(IntfId intf, Ptr<Pkt> pkt) {
 }
 MrpTxPacketContext& MrpLib::mrpTxSecondPacketContextIs(IntfId intf, Ptr<Pkt> pkt) {
   return contextIs(mrpTxSecondPacketContext_, intf, std::move(pkt));
-}
-MrpTxPacketContext* MrpLib::mrpTxPacketContext(IntfId intf) const {
-  return contextOf(mrpTxPacketContext_, intf);
-}
-MrpTxPacketContext* MrpLib::mrpTxSecondPacketContext(IntfId intf) const {
-  return contextOf(mrpTxSecondPacketContext_, intf);
 }
 void MrpLib::mrpTxContextDel(IntfId intf, bool second) {
   second ? mrpTxSecondPacketContextDel(intf) : mrpTxPacketContextDel(intf);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <span>
 
 #include "mrp/MrpMsrp/MsrpValues.h"
@@ -44,7 +45,7 @@ class MRP_API MrpLib : public Platform::Entity {
 
   // --- Identity ----------------------------------------------------------------------------------
   MrpApplication application() const { return application_; }
-  void applicationIs(MrpApplication application) { application_ = application; }
+  void applicationIs(MrpApplication application);
   // Destination address of the application's MRPDUs (IEEE 802.1Q table 10-1).
   EthAddr applicationMacAddr() const { return applicationMacAddr_; }
   void applicationMacAddrIs(EthAddr address) { applicationMacAddr_ = address; }
@@ -71,12 +72,12 @@ class MRP_API MrpLib : public Platform::Entity {
   // The octets of a type's record: the image in which values are staged and stored (25, 34, 12 and
   // 4 octets for the MSRP types, 2 for the VLAN). Empty for a type that the application lacks.
   std::span<std::uint8_t> rxImage(std::uint8_t attributeType) {
-    return image(attributeType, msrpTalkerAdvertiseRx_, msrpTalkerFailedRx_, msrpListenerVectorRx_,
-                 msrpDomainVectorRx_, mvrpVlanVectorRx_);
+    const Images& of = images(attributeType);
+    return {of.rx, of.size};
   }
   std::span<std::uint8_t> txImage(std::uint8_t attributeType) {
-    return image(attributeType, msrpTalkerAdvertiseTx_, msrpTalkerFailedTx_, msrpListenerVectorTx_,
-                 msrpDomainVectorTx_, mvrpVlanVectorTx_);
+    const Images& of = images(attributeType);
+    return {of.tx, of.size};
   }
   // Steps the receive record of the current type from the value of one event of a vector to the
   // next; nothing for index 0.
@@ -135,8 +136,12 @@ class MRP_API MrpLib : public Platform::Entity {
   // a programming error.
   MrpTxPacketContext& mrpTxPacketContextIs(IntfId intf, Ptr<Pkt> pkt);
   MrpTxPacketContext& mrpTxSecondPacketContextIs(IntfId intf, Ptr<Pkt> pkt);
-  MrpTxPacketContext* mrpTxPacketContext(IntfId intf) const;
-  MrpTxPacketContext* mrpTxSecondPacketContext(IntfId intf) const;
+  MrpTxPacketContext* mrpTxPacketContext(IntfId intf) const {
+    return contextOf(mrpTxPacketContext_, intf);
+  }
+  MrpTxPacketContext* mrpTxSecondPacketContext(IntfId intf) const {
+    return contextOf(mrpTxSecondPacketContext_, intf);
+  }
   MrpTxPacketContext* mrpTxContext(IntfId intf, bool second) const {
     return second ? mrpTxSecondPacketContext(intf) : mrpTxPacketContext(intf);
   }
@@ -174,43 +179,36 @@ class MRP_API MrpLib : public Platform::Entity {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
-  template <class T>
-  static std::span<std::uint8_t> octetsOf(T& value) {
-    return {reinterpret_cast<std::uint8_t*>(&value), sizeof value};
+  // The octets of a type's receive and transmit record; none of a type that the application lacks.
+  struct Images {
+    std::uint8_t* rx = nullptr;
+    std::uint8_t* tx = nullptr;
+    std::size_t size = 0;
+  };
+  static constexpr std::size_t kTypes = 5;  // 0 is none
+  const Images& images(std::uint8_t attributeType) const {
+    return images_[attributeType < kTypes ? attributeType : 0];
   }
-  std::span<std::uint8_t> image(std::uint8_t attributeType,
-                                MsrpTalkerAdvertiseAttribute& talkerAdvertise,
-                                MsrpTalkerFailedAttribute& talkerFailed,
-                                MsrpListenerAttribute& listener, MsrpDomainAttribute& domain,
-                                MvrpVlanAttribute& vlan) const {
-    if (application_ == MrpApplication::mvrp) {
-      return attributeType == 1 ? octetsOf(vlan) : std::span<std::uint8_t>{};
-    }
-    if (application_ != MrpApplication::msrp) return {};
-    switch (static_cast<MsrpAttrType>(attributeType)) {
-      case MsrpAttrType::talkerAdvertise:
-        return octetsOf(talkerAdvertise);
-      case MsrpAttrType::talkerFailed:
-        return octetsOf(talkerFailed);
-      case MsrpAttrType::listener:
-        return octetsOf(listener);
-      case MsrpAttrType::domain:
-        return octetsOf(domain);
-      default:
-        return {};
-    }
+  static MrpTxPacketContext* contextOf(const TxContexts& contexts, IntfId intf) {
+    const Ptr<MrpTxPacketContext>* context = contexts.find(intf);
+    return context ? context->get() : nullptr;
   }
   void doDeclare(MrpApplicantEvent event);
   void doSendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
-  const MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
+  MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
+  MrpTxPacketContext* newContext(const MrpParameters& parameters, IntfId intf, bool second);
+  void sendMsrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
+  void sendMvrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
+  void unsupportedApplication();
   bool packetFull(const MrpTxPacketContext& context, IntfId intf) const;
   template <class Codec>
-  void sendVector(std::uint8_t event, IntfId intf, bool second);
+  void sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf);
   template <class Codec>
   std::size_t encodeVector(MrpTxPacketContext& context, const typename Codec::Attribute& value,
                            std::uint8_t event);
 
   MrpApplication application_ = MrpApplication::none;
+  std::array<Images, kTypes> images_{};
   EthAddr applicationMacAddr_;
   std::uint16_t applicationEtype_ = 0;
   MsrpTalkerAdvertiseAttribute msrpTalkerAdvertiseRx_{};

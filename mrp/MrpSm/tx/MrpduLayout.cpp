@@ -22,11 +22,6 @@ void writeTypeAndLength(std::uint8_t* message, MrpApplication application,
   message[1] = length;
 }
 
-std::size_t endOfAttributeList(const MrpTxPacketContext& context) {
-  return context.curMessage() + kMsrpMessageHeaderSize +
-         readU16(context.messageData() + kAttributeListLengthOffset);
-}
-
 }  // namespace
 
 std::uint8_t mrpSizeOfMsrpAttribute(std::uint8_t attributeType, Platform::Trace& trace) {
@@ -74,21 +69,6 @@ void mrpCreateNewMvrpHeader(MrpTxPacketContext& context, std::uint8_t attributeT
   context.curMessageIs(start);
   context.curVectorIs(start + kMvrpMessageHeaderSize);
   writeTypeAndLength(context.messageData(), MrpApplication::mvrp, attributeType, trace);
-}
-
-std::size_t msrpGetNumOfPackedBytes(const MrpTxPacketContext& context) {
-  return context.pkt() && context.hasMessage() ? endOfAttributeList(context) : 0;
-}
-
-std::size_t mvrpGetNumOfPackedBytes(const MrpTxPacketContext& context) {
-  if (!context.pkt() || !context.hasVector()) return 0;
-  return context.curVector() + mvrpGetSizeOfVector(context.vectorData());
-}
-
-std::size_t mrpGetNumOfPackedBytes(const MrpTxPacketContext& context, MrpApplication application) {
-  if (application == MrpApplication::msrp) return msrpGetNumOfPackedBytes(context);
-  if (application == MrpApplication::mvrp) return mvrpGetNumOfPackedBytes(context);
-  return 0;
 }
 
 }  // namespace Mrp

@@ -81,9 +81,23 @@ void mrpCreateNewMvrpHeader(MrpTxPacketContext& context, std::uint8_t attributeT
 
 // Octets packed so far, from the packet's data start to the end of the current message's attribute
 // list (MSRP) or of the current vector (MVRP); 0 when there is none, or no packet.
-std::size_t msrpGetNumOfPackedBytes(const MrpTxPacketContext& context);
-std::size_t mvrpGetNumOfPackedBytes(const MrpTxPacketContext& context);
-std::size_t mrpGetNumOfPackedBytes(const MrpTxPacketContext& context, MrpApplication application);
+inline std::size_t endOfAttributeList(const MrpTxPacketContext& context) {
+  return context.curMessage() + kMsrpMessageHeaderSize +
+         readU16(context.messageData() + kAttributeListLengthOffset);
+}
+inline std::size_t msrpGetNumOfPackedBytes(const MrpTxPacketContext& context) {
+  return context.pkt() && context.hasMessage() ? endOfAttributeList(context) : 0;
+}
+inline std::size_t mvrpGetNumOfPackedBytes(const MrpTxPacketContext& context) {
+  if (!context.pkt() || !context.hasVector()) return 0;
+  return context.curVector() + mvrpGetSizeOfVector(context.vectorData());
+}
+inline std::size_t mrpGetNumOfPackedBytes(const MrpTxPacketContext& context,
+                                          MrpApplication application) {
+  if (application == MrpApplication::msrp) return msrpGetNumOfPackedBytes(context);
+  if (application == MrpApplication::mvrp) return mvrpGetNumOfPackedBytes(context);
+  return 0;
+}
 
 // Whether `next` is the n-th value after `first`. Stream IDs wrap at 64 bits; destination addresses
 // do not wrap at 48.

@@ -1,19 +1,9 @@
 // Requests of the application: from a service call to the encoders.
 
-#include <algorithm>
-
 #include "mrp/MrpSm/engine/MrpSm.h"
-#include "mrp/MrpSm/tx/MrpduLayout.h"
 
 namespace Mrp {
 namespace {
-
-constexpr std::size_t kDataRoom = 1500;
-// Room that is left for the header, the end marks and the next vector before a packet counts as
-// full.
-constexpr std::size_t kMargin = 64;
-// Of the packet buffer: Ethernet header and version, and a tag should an endpoint add one.
-constexpr std::size_t kHeadRoom = 32;
 
 // The current attribute, put back at the end of a request.
 class CurrentAttributeScope {
@@ -50,7 +40,10 @@ void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
   }
   MrpParseContext& context = *mrpSm_->parseContext();
   const CurrentAttributeScope scope(context);
-  const Platform::Seconds period = getLeaveAllTime(*mrpSm_, context.intfId());
+  // Of the interface that was current; drawn for those requests that use it.
+  const bool leaveAll = parameters.attributeEvent == kLeaveAllEvent;
+  const Platform::Seconds period =
+      leaveAll ? getLeaveAllTime(*mrpSm_, context.intfId()) : Platform::Seconds();
   MRP_TRACE(mrpSm_->trace(), 8, "sendAttribute called");
   while (!mrpOutIntfQueueEmpty()) {
     const IntfId intf = mrpOutIntfQueueDeq();
@@ -114,82 +107,6 @@ void MrpLib::mrpSendLeaveAll(std::uint8_t attributeType, IntfId intf) {
   parameters.attributeType = attributeType;
   parameters.attributeEvent = kLeaveAllEvent;
   mrpSendAttributeIntf(parameters, intf, false);
-}
-
-void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  if (!mrpSm_->pamCollection()->pam(intf)) {
-    MRP_TRACE(mrpSm_->trace(), 4, " Tx is being Attempted before the PAM is enabled ");
-    return;
-  }
-  const MrpTxPacketContext* context = openContext(parameters, intf, second);
-  if (!context) return;
-  switch (application_) {
-    case MrpApplication::msrp:
-      mrpSendMsrpAttributeIntf(parameters, intf, second);
-      break;
-    case MrpApplication::mvrp:
-      mrpSendMvrpAttributeIntf(parameters, intf, second);
-      break;
-    default: {
-      MRP_TRACE(mrpSm_->trace(), 8, " Not supported Application:  " << application_);
-      std::ostringstream text;
-      text << "unsupported application " << application_;
-      mrpSm_->trace().record(std::move(text).str());
-      break;
-    }
-  }
-  if (packetFull(*context, intf)) mrpSm_->mrpTransmitTxPacket(intf, second);
-}
-
-// The open packet that takes an attribute of this type: messages of one MRPDU stand in ascending
-// order of type, so an open packet that is past it leaves first.
-const MrpTxPacketContext* MrpLib::openContext(const MrpParameters& parameters, IntfId intf,
-                                              bool second) {
-  MrpTxPacketContext* context = mrpTxContext(intf, second);
-  if (context && context->currentAttrType() > parameters.attributeType) {
-    mrpSm_->mrpTransmitTxPacket(intf, second);
-    context = mrpTxContext(intf, second);
-  }
-  if (context) return context;
-  const Ptr<Pkt> pkt = mrpSm_->pktManager().pktIs(kHeadRoom, kDataRoom);
-  if (!pkt) {
-    MRP_TRACE(mrpSm_->trace(), 4, "Packet allocation failed for " << parameters);
-    std::ostringstream text;
-    text << "packet allocation failed for " << parameters;
-    mrpSm_->trace().record(std::move(text).str());
-    return nullptr;
-  }
-  pkt->sizeIs(kDataRoom);
-  return &(second ? mrpTxSecondPacketContextIs(intf, pkt) : mrpTxPacketContextIs(intf, pkt));
-}
-
-bool MrpLib::packetFull(const MrpTxPacketContext& context, IntfId intf) const {
-  const Platform::IntfStatus* status = mrpSm_->allIntfStatusDir()->intfStatus(intf);
-  const std::size_t limit = status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
-  return mrpGetNumOfPackedBytes(context, application_) + kMargin >= limit;
-}
-
-void MrpLib::mrpSendMsrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  const std::uint8_t event = parameters.attributeEvent;
-  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
-    case MsrpAttrType::talkerAdvertise:
-      return mrpSendTalkerAdvertise(event, intf, second);
-    case MsrpAttrType::talkerFailed:
-      return mrpSendTalkerFailed(event, intf, second);
-    case MsrpAttrType::listener:
-      return mrpSendListenerVector(event, intf, second);
-    case MsrpAttrType::domain:
-      return mrpSendDomainVector(event, intf, second);
-    default:
-      MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
-  }
-}
-
-void MrpLib::mrpSendMvrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  if (parameters.attributeType == static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
-    return mrpSendVlanVector(parameters.attributeEvent, intf, second);
-  }
-  MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
 }
 
 // The stream fields are traced for every application, MVRP too.

@@ -1,5 +1,8 @@
-// The vector encoders: an attribute joins the current vector when its value follows in sequence,
-// else starts a new vector in the message, or a new message.
+// From one declaration to the octets of a port's open packet. The attribute joins the current
+// vector when its value follows in sequence, else starts a new vector in the message, or a new
+// message.
+
+#include <algorithm>
 
 #include "mrp/MrpSm/engine/MrpSm.h"
 #include "mrp/MrpSm/tx/EventPacking.h"
@@ -7,6 +10,13 @@
 
 namespace Mrp {
 namespace {
+
+constexpr std::size_t kDataRoom = 1500;
+// Room that is left for the header, the end marks and the next vector before a packet counts as
+// full.
+constexpr std::size_t kMargin = 64;
+// Of the packet buffer: Ethernet header and version, and a tag should an endpoint add one.
+constexpr std::size_t kHeadRoom = 32;
 
 // FirstValue as it stands in the packet.
 template <class T>
@@ -146,8 +156,7 @@ std::size_t MrpLib::encodeVector(MrpTxPacketContext& context,
 }
 
 template <class Codec>
-void MrpLib::sendVector(std::uint8_t event, IntfId intf, bool second) {
-  MrpTxPacketContext& context = *mrpTxContext(intf, second);
+void MrpLib::sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf) {
   Platform::Trace& trace = mrpSm_->trace();
   const auto& value = Codec::value(*this);
   MRP_TRACE(trace, 8, Codec::prefix << intf << " event=" << +event);
@@ -172,19 +181,107 @@ void MrpLib::sendVector(std::uint8_t event, IntfId intf, bool second) {
 }
 
 void MrpLib::mrpSendTalkerAdvertise(std::uint8_t event, IntfId intf, bool second) {
-  sendVector<TalkerAdvertiseCodec>(event, intf, second);
+  sendVector<TalkerAdvertiseCodec>(*mrpTxContext(intf, second), event, intf);
 }
 void MrpLib::mrpSendTalkerFailed(std::uint8_t event, IntfId intf, bool second) {
-  sendVector<TalkerFailedCodec>(event, intf, second);
+  sendVector<TalkerFailedCodec>(*mrpTxContext(intf, second), event, intf);
 }
 void MrpLib::mrpSendListenerVector(std::uint8_t event, IntfId intf, bool second) {
-  sendVector<ListenerCodec>(event, intf, second);
+  sendVector<ListenerCodec>(*mrpTxContext(intf, second), event, intf);
 }
 void MrpLib::mrpSendDomainVector(std::uint8_t event, IntfId intf, bool second) {
-  sendVector<DomainCodec>(event, intf, second);
+  sendVector<DomainCodec>(*mrpTxContext(intf, second), event, intf);
 }
 void MrpLib::mrpSendVlanVector(std::uint8_t event, IntfId intf, bool second) {
-  sendVector<VlanCodec>(event, intf, second);
+  sendVector<VlanCodec>(*mrpTxContext(intf, second), event, intf);
+}
+
+void MrpLib::mrpSendMsrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
+  sendMsrp(*mrpTxContext(intf, second), parameters, intf);
+}
+void MrpLib::mrpSendMvrpAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
+  sendMvrp(*mrpTxContext(intf, second), parameters, intf);
+}
+
+void MrpLib::sendMsrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf) {
+  const std::uint8_t event = parameters.attributeEvent;
+  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
+    case MsrpAttrType::talkerAdvertise:
+      return sendVector<TalkerAdvertiseCodec>(context, event, intf);
+    case MsrpAttrType::talkerFailed:
+      return sendVector<TalkerFailedCodec>(context, event, intf);
+    case MsrpAttrType::listener:
+      return sendVector<ListenerCodec>(context, event, intf);
+    case MsrpAttrType::domain:
+      return sendVector<DomainCodec>(context, event, intf);
+    default:
+      MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
+  }
+}
+
+void MrpLib::sendMvrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf) {
+  if (parameters.attributeType == static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
+    return sendVector<VlanCodec>(context, parameters.attributeEvent, intf);
+  }
+  MRP_TRACE(mrpSm_->trace(), 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
+}
+
+void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
+  if (!mrpSm_->pamCollection()->pam(intf)) {
+    MRP_TRACE(mrpSm_->trace(), 4, " Tx is being Attempted before the PAM is enabled ");
+    return;
+  }
+  MrpTxPacketContext* context = openContext(parameters, intf, second);
+  if (!context) return;
+  switch (application_) {
+    case MrpApplication::msrp:
+      sendMsrp(*context, parameters, intf);
+      break;
+    case MrpApplication::mvrp:
+      sendMvrp(*context, parameters, intf);
+      break;
+    default:
+      unsupportedApplication();
+      break;
+  }
+  if (packetFull(*context, intf)) mrpSm_->mrpTransmitTxPacket(intf, second);
+}
+
+void MrpLib::unsupportedApplication() {
+  MRP_TRACE(mrpSm_->trace(), 8, " Not supported Application:  " << application_);
+  std::ostringstream text;
+  text << "unsupported application " << application_;
+  mrpSm_->trace().record(std::move(text).str());
+}
+
+// The open packet that takes an attribute of this type: messages of one MRPDU stand in ascending
+// order of type, so an open packet that is past it leaves first.
+MrpTxPacketContext* MrpLib::openContext(const MrpParameters& parameters, IntfId intf, bool second) {
+  MrpTxPacketContext* context = mrpTxContext(intf, second);
+  if (context && context->currentAttrType() > parameters.attributeType) {
+    mrpSm_->mrpTransmitTxPacket(intf, second);
+    context = mrpTxContext(intf, second);
+  }
+  return context ? context : newContext(parameters, intf, second);
+}
+
+MrpTxPacketContext* MrpLib::newContext(const MrpParameters& parameters, IntfId intf, bool second) {
+  const Ptr<Pkt> pkt = mrpSm_->pktManager().pktIs(kHeadRoom, kDataRoom);
+  if (!pkt) {
+    MRP_TRACE(mrpSm_->trace(), 4, "Packet allocation failed for " << parameters);
+    std::ostringstream text;
+    text << "packet allocation failed for " << parameters;
+    mrpSm_->trace().record(std::move(text).str());
+    return nullptr;
+  }
+  pkt->sizeIs(kDataRoom);
+  return &(second ? mrpTxSecondPacketContextIs(intf, pkt) : mrpTxPacketContextIs(intf, pkt));
+}
+
+bool MrpLib::packetFull(const MrpTxPacketContext& context, IntfId intf) const {
+  const Platform::IntfStatus* status = mrpSm_->allIntfStatusDir()->intfStatus(intf);
+  const std::size_t limit = status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
+  return mrpGetNumOfPackedBytes(context, application_) + kMargin >= limit;
 }
 
 std::size_t MrpLib::mrpEncodeTalkerVector(MrpTxPacketContext& context,

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <vector>
+
+#include "bench/Measure.h"
+
+namespace Bench {
+
+// A row of the table. A ratio at or below the target meets it; a row without one informs.
+struct TableRow {
+  Row row;
+  double target = 0;
+};
+
+// Collects rows while the benchmarks run; prints them as one table and writes them as JSON.
+class Report final : public benchmark::BenchmarkReporter {
+ public:
+  explicit Report(std::string jsonPath) : jsonPath_(std::move(jsonPath)) {}
+
+  void add(const TableRow& row) { rows_.push_back(row); }
+  // Some row could not be measured.
+  bool failed() const { return failed_; }
+
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override;
+
+  void print() const;
+  // Nothing when no path was given.
+  void write() const;
+
+ private:
+  std::string jsonPath_;
+  std::vector<TableRow> rows_;
+  bool failed_ = false;
+};
+
+}  // namespace Bench

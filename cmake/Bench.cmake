@@ -1,0 +1,19 @@
+# The benchmarks, and the same ones on an engine that has its traces compiled out: `make bench` compares the two.
+find_package(benchmark REQUIRED)
+
+add_executable(mrp_bench ${bench_sources})
+mrp_compile_flags(mrp_bench)
+target_link_libraries(mrp_bench PRIVATE ${internal_libraries} benchmark::benchmark)
+
+add_library(mrp_no_trace_objects OBJECT EXCLUDE_FROM_ALL ${core_sources})
+add_executable(mrp_bench_no_trace EXCLUDE_FROM_ALL ${bench_sources})
+foreach(target mrp_no_trace_objects mrp_bench_no_trace)
+  mrp_compile_flags(${target})
+  target_compile_definitions(${target} PRIVATE MRP_NO_TRACE)
+endforeach()
+set_target_properties(mrp_no_trace_objects PROPERTIES
+  POSITION_INDEPENDENT_CODE ON
+  CXX_VISIBILITY_PRESET hidden
+  VISIBILITY_INLINES_HIDDEN ON)
+target_link_libraries(mrp_bench_no_trace PRIVATE
+  mrp_embedded mrp_no_trace_objects benchmark::benchmark)
