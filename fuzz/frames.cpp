@@ -459,6 +459,7 @@ void World::checkAtEnd() {
     CHECK(types.visibleCount() == 0);
     CHECK(types.pendingAdds() == 0 && types.pendingDeletes() == 0);
     CHECK(!types.anyAtOrAbove(0));
+    CHECK(types.heldByPeer() == 0);
   });
   for (const IntfId intf : ports) CHECK(!agent->mrpTxContext(intf, false));
   for (const IntfId intf : ports) CHECK(!agent->mrpTxContext(intf, true));
