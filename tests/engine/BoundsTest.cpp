@@ -1,5 +1,7 @@
 // What a neighbour may hold, and what is left of what it sends.
 
+#include <malloc.h>
+
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
@@ -217,6 +219,45 @@ TEST_F(BoundsTest, WhatUnknownAttributesLeaveBehind) {
   EXPECT_EQ(st.attribute(st.in, 1, 1), "AO/MT");
   st.run(11.5);
   EXPECT_EQ(st.records(st.in, 1), 0u);
+}
+
+std::size_t allocatedOctets() { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; }
+
+// `step` is the distance of neighbouring keys: VLAN identifiers that are far apart share no pages,
+// streams share theirs in any order. Churn moves on to as many other keys, VLANs to other pages.
+TEST_F(BoundsTest, ATableAtItsLimitTakesAKnownAmountOfMemory) {
+  struct Case {
+    const App& app;
+    std::uint8_t type;
+    std::uint64_t step;
+    std::size_t limit, octets;
+  };
+  for (const Case& c :
+       {Case{kMvrp, 1, 1, 4096, 600'000}, Case{kMvrp, 1, 16, 4096, 4'400'000},
+        Case{kMsrp, 1, 1, 8192, 1'400'000}, Case{kMsrp, 3, 0x9e3779b97f4a7c15, 8192, 1'400'000}}) {
+    SCOPED_TRACE(testing::Message() << stringValue(c.app.application) << " step " << c.step);
+    Bounded st(c.app);
+    st.sw->eventLog().onIs(false);
+    st.flood(st.in, c.type, 0, 1, JoinMt);
+    const auto declare = [&](std::uint64_t from, std::uint64_t to, Event event) {
+      for (std::uint64_t i = from; i < to; ++i) {
+        st.flood(st.in, c.type, i * c.step, 1, event);
+        st.lib->take();
+      }
+      st.run(1);
+      st.lib->take();
+      st.sent();
+    };
+    const std::size_t before = allocatedOctets();
+    declare(0, c.limit + 10, JoinMt);
+    EXPECT_EQ(st.records(st.in, c.type), c.limit);
+    EXPECT_LE(allocatedOctets() - before, c.octets);
+    for (std::uint64_t i = 0; i < c.limit; i += c.limit / 8) {
+      declare(i, i + c.limit / 8, Lv);
+      declare(c.limit + i, c.limit + i + c.limit / 8, JoinMt);
+    }
+    EXPECT_LE(allocatedOctets() - before, c.octets) << "churned";
+  }
 }
 
 // Everything that a neighbour can do to make an engine keep things, with keys that never return,
