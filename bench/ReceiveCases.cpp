@@ -37,17 +37,31 @@ double RefreshedNetwork::passNs(std::size_t passes) {
   return ns / static_cast<double>(events);
 }
 
+double RefreshedNetwork::refusedNs() {
+  const Octets beyond = vlanFrame(static_cast<std::uint16_t>(vlans_ + 1), vlans_, kJoinIn);
+  network_.engine().mrpConfig()->vlanLimitIs(vlans_);
+  const auto before = network_.engine().mrpCounters()->numOfRefusedEvents();
+  const double ns = cpuNs([&] { network_.receiveOnAll(beyond); });
+  const auto events = network_.ports().size() * vlans_;
+  check(network_.engine().mrpCounters()->numOfRefusedEvents() - before == events,
+        "joins beyond the limit refused");
+  return ns / static_cast<double>(events);
+}
+
 std::vector<Row> receiveRefresh(int rounds) {
   const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
   RefreshedNetwork network(kPorts, kVlans);
   const Octets packed = packedEvents(kVlans, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-refresh");
+  Rounds refused("receive-refresh/refused");
   for (int i = 0; i < rounds; ++i) {
     const double base = cpuNs([&] { receiveAllBaseline(baseline, maps, packed); }) / kVlanEvents;
-    row.add(base, network.passNs(1));
+    const double refresh = network.passNs(1);
+    row.add(base, refresh);
+    refused.add(refresh, network.refusedNs());
   }
-  return {row.row()};
+  return {row.row(), refused.row()};
 }
 
 // A received LeaveAll starts every leave timer, the joins that follow stop it.

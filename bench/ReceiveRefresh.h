@@ -10,6 +10,8 @@ class RefreshedNetwork {
   RefreshedNetwork(std::size_t ports, std::uint16_t vlans);
   // Nanoseconds for an attribute when the frame is received on every port, `passes` times.
   double passNs(std::size_t passes);
+  // The same for as many VLANs beyond the limit.
+  double refusedNs();
 
  private:
   Network network_;

@@ -22,10 +22,14 @@ void walk(MrpIntfTypeApplicant& types, Records records, Visit visit) {
   }
 }
 
+// The counters of the state line are a fixed set; refused events are none of it.
+constexpr std::string_view kRefusedEvents = "numOfRefusedEvents";
+
 std::vector<std::pair<std::string, std::uint64_t>> countersOf(const Mrp::MrpCounters& counters) {
   std::vector<std::pair<std::string, std::uint64_t>> named;
   const Platform::Described described = counters.describe();
   for (const Platform::AttributeInfo& attribute : described.attributes) {
+    if (attribute.name == kRefusedEvents) continue;
     const Platform::Value value = attribute.get(described.object);
     if (const auto* count = value.as<std::uint64_t>()) named.emplace_back(attribute.name, *count);
   }
@@ -62,7 +66,10 @@ std::vector<AttributeState> attributesOf(const Mrp::MrpApplicationDatabase& data
 
 FinalState finalStateOf(const Mrp::MrpSm& mrpSm) {
   FinalState state;
-  if (mrpSm.mrpCounters()) state.counters = countersOf(*mrpSm.mrpCounters());
+  if (const Mrp::MrpCounters* counters = mrpSm.mrpCounters()) {
+    state.counters = countersOf(*counters);
+    state.refusedEvents = counters->numOfRefusedEvents();
+  }
   const Mrp::MrpApplicationDatabase& database = *mrpSm.applicationDatabase();
   state.attributes = attributesOf(database, Records::visible);
   for (const auto& [key, period] : database.leaveAllTime()) {

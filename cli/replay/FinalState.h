@@ -29,6 +29,7 @@ struct LeaveAllState {
 
 struct FinalState {
   std::vector<std::pair<std::string, std::uint64_t>> counters;  // empty in standby
+  std::uint64_t refusedEvents = 0;
   std::vector<AttributeState> attributes;
   std::vector<LeaveAllState> leaveAll;
 };

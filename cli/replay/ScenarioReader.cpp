@@ -97,7 +97,7 @@ What role(const JsonMembers& members, MrpApplication) {
 }
 
 struct ConfigField {
-  enum class Kind : std::uint8_t { seconds, portSeconds, boolean };
+  enum class Kind : std::uint8_t { seconds, portSeconds, boolean, number };
   std::string_view name;
   Kind kind;
 };
@@ -109,6 +109,11 @@ constexpr std::array kConfigFields{
     ConfigField{"intfLeaveAllTime", ConfigField::Kind::portSeconds},
     ConfigField{"timersEnabled", ConfigField::Kind::boolean},
     ConfigField{"txSuppress", ConfigField::Kind::boolean},
+    ConfigField{"vlanLimit", ConfigField::Kind::number},
+    ConfigField{"talkerAdvertiseLimit", ConfigField::Kind::number},
+    ConfigField{"talkerFailedLimit", ConfigField::Kind::number},
+    ConfigField{"listenerLimit", ConfigField::Kind::number},
+    ConfigField{"domainLimit", ConfigField::Kind::number},
 };
 
 What config(const JsonMembers& members, MrpApplication) {
@@ -118,6 +123,9 @@ What config(const JsonMembers& members, MrpApplication) {
   switch (field->kind) {
     case ConfigField::Kind::boolean:
       action.value = Value(members.boolean("value"));
+      break;
+    case ConfigField::Kind::number:
+      action.value = Value(members.number("value", std::numeric_limits<std::uint32_t>::max()));
       break;
     case ConfigField::Kind::portSeconds:
       action.port = members.port("port");

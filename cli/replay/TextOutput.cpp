@@ -63,6 +63,9 @@ void TextOutput::counters(const FinalState& state) {
   out_ << "\nCounters" << (state.counters.empty() ? ": none in standby\n" : "\n");
   Table table({Table::Align::left, Table::Align::right});
   for (const auto& [name, count] : state.counters) table.row({name, std::to_string(count)});
+  if (state.refusedEvents > 0) {
+    table.row({"numOfRefusedEvents", std::to_string(state.refusedEvents)});
+  }
   table.print(out_);
 }
 

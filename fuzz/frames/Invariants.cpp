@@ -154,6 +154,7 @@ void World::checkAllGone() {
     CHECK(types.visibleCount() == 0);
     CHECK(types.pendingAdds() == 0 && types.pendingDeletes() == 0);
     CHECK(!types.anyAtOrAbove(0));
+    CHECK(types.heldByPeer() == 0);
   });
   for (const IntfId intf : ports_) {
     CHECK(!agent_->mrpTxContext(intf, false) && !agent_->mrpTxContext(intf, true));

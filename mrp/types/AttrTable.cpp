@@ -52,6 +52,7 @@ MrpAttrDatabase& AttrTable::add(std::uint64_t key) {
 
 void AttrTable::del(MrpAttrDatabase& record) {
   const std::uint64_t key = record.attributeKey();
+  record.reset();  // leaves the owner's count
   for (const Set set : {kPendingAdd, kPendingDelete}) {
     if (isMember(set, record)) setIs(set, record, false);
   }

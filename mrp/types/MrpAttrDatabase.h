@@ -33,11 +33,16 @@ class MrpAttrDatabase {
 
   std::uint64_t attributeKey() const { return attributeKey_; }
   MrpApplicantState applicantState() const { return applicantState_; }
-  void applicantStateIs(MrpApplicantState state) { applicantState_ = state; }
+  void applicantStateIs(MrpApplicantState state) { statesAre(state, registrarState_); }
   MrpRegistrarState registrarState() const { return registrarState_; }
-  void registrarStateIs(MrpRegistrarState state) { registrarState_ = state; }
+  void registrarStateIs(MrpRegistrarState state) { statesAre(applicantState_, state); }
   bool atRest() const {
     return applicantState_ == MrpApplicantState::vo && registrarState_ == MrpRegistrarState::mt;
+  }
+
+  // Declared by this station and registered for nobody: no neighbour has a part in the record.
+  bool onlyDeclared() const {
+    return registrarState_ == MrpRegistrarState::mt && declares(applicantState_);
   }
 
   // The value's octets in wire order; empty until one is written.
@@ -94,10 +99,24 @@ class MrpAttrDatabase {
   // Neither published nor pending, and no timer that needs the place.
   bool idle() const { return marks_ == 0 && !leaveSm_.running() && !explicitLeaveSm_.running(); }
   void reset() {
-    applicantState_ = MrpApplicantState::vo;
-    registrarState_ = MrpRegistrarState::mt;
+    statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
     valueSize_ = 0;
   }
+  static bool declares(MrpApplicantState state) {
+    using enum MrpApplicantState;
+    constexpr auto bit = [](MrpApplicantState s) { return 1u << static_cast<unsigned>(s); };
+    constexpr unsigned declaring =
+        bit(vp) | bit(vn) | bit(an) | bit(aa) | bit(qa) | bit(ap) | bit(qp);
+    return declaring >> (static_cast<unsigned>(state) & 31) & 1;
+  }
+  void statesAre(MrpApplicantState applicant, MrpRegistrarState registrar) {
+    const bool was = onlyDeclared();
+    applicantState_ = applicant;
+    registrarState_ = registrar;
+    if (onlyDeclared() != was) onlyDeclaredChanged();
+  }
+  // Keeps the collection's count.
+  MRP_API void onlyDeclaredChanged();
 
   std::uint64_t attributeKey_;
   MrpLeaveSm leaveSm_{MrpLeaveSm::kLeave};

@@ -28,6 +28,12 @@ std::span<const Platform::AttributeInfo> MrpConfig::attributeTable() {
       Platform::readOnlyAttribute<A, &A::intfLeaveAllTimes>("intfLeaveAllTime"),
       Platform::attribute<A, &A::timersEnabled, &A::timersEnabledIs>("timersEnabled"),
       Platform::attribute<A, &A::txSuppress, &A::txSuppressIs>("txSuppress"),
+      Platform::attribute<A, &A::vlanLimit, &A::vlanLimitIs>("vlanLimit"),
+      Platform::attribute<A, &A::talkerAdvertiseLimit, &A::talkerAdvertiseLimitIs>(
+          "talkerAdvertiseLimit"),
+      Platform::attribute<A, &A::talkerFailedLimit, &A::talkerFailedLimitIs>("talkerFailedLimit"),
+      Platform::attribute<A, &A::listenerLimit, &A::listenerLimitIs>("listenerLimit"),
+      Platform::attribute<A, &A::domainLimit, &A::domainLimitIs>("domainLimit"),
   };
   return table;
 }

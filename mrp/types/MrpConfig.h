@@ -1,5 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+
+#include "mrp/types/MrpEnums.h"
 #include "mrp/types/PlatformNames.h"
 #include "platform/interface/IntfMap.h"
 #include "platform/reactor/Entity.h"
@@ -55,6 +59,23 @@ class MRP_API MrpConfig : public Platform::Entity {
   }
   Platform::Signal<>& onTimersEnabled() { return onTimersEnabled_; }
 
+  // How many attributes of one type a neighbour may hold on one port; 0 means no limit. Received
+  // events for further ones are counted and ignored. This station's own declarations are never
+  // refused, and a lower limit takes nothing away from what is there.
+  std::uint32_t attributeLimit(MrpApplication application, std::uint8_t type) const {
+    const std::size_t at = application == MrpApplication::mvrp && type == 1 ? kVlanLimit : type;
+    return application != MrpApplication::none && at < kLimits ? limits_[at] : 0;
+  }
+#define MRP_LIMIT(name, at)                          \
+  std::uint32_t name() const { return limits_[at]; } \
+  void name##Is(std::uint32_t limit) { limits_[at] = limit; }
+  MRP_LIMIT(vlanLimit, kVlanLimit)
+  MRP_LIMIT(talkerAdvertiseLimit, 1)
+  MRP_LIMIT(talkerFailedLimit, 2)
+  MRP_LIMIT(listenerLimit, 3)
+  MRP_LIMIT(domainLimit, 4)
+#undef MRP_LIMIT
+
   // While set, finished transmit packets are dropped.
   bool txSuppress() const { return txSuppress_; }
   void txSuppressIs(bool suppress) { txSuppress_ = suppress; }
@@ -67,6 +88,9 @@ class MRP_API MrpConfig : public Platform::Entity {
     const Seconds* time = map.find(intf);
     return time ? *time : Seconds();
   }
+  // Limits of MSRP's types stand at the type, that of the VLANs at none of them.
+  static constexpr std::size_t kVlanLimit = 0;
+  static constexpr std::size_t kLimits = 5;
   Platform::Value::Members intfLeaveTimes() const;
   Platform::Value::Members intfLeaveAllTimes() const;
 
@@ -77,6 +101,7 @@ class MRP_API MrpConfig : public Platform::Entity {
   Platform::IntfMap<Seconds> intfLeaveAllTime_;
   bool timersEnabled_ = true;
   bool txSuppress_ = false;
+  std::array<std::uint32_t, kLimits> limits_{4096, 8192, 8192, 8192, 256};
   Platform::Signal<> onLeaveAllTime_;
   Platform::Signal<IntfId> onIntfLeaveAllTime_;
   Platform::Signal<> onTimersEnabled_;

@@ -13,6 +13,7 @@ std::span<const Platform::AttributeInfo> MrpCounters::attributeTable() {
       MRP_COUNTER(numOfIncorrectPduVersion), MRP_COUNTER(numOfMalformedPkts),
       MRP_COUNTER(numOfUnknownApplication),  MRP_COUNTER(numOfUnknownAttributeType),
       MRP_COUNTER(numOfJoinIndications),     MRP_COUNTER(numOfLeaveIndications),
+      MRP_COUNTER(numOfRefusedEvents),
   };
 #undef MRP_COUNTER
   return table;

@@ -32,6 +32,7 @@ class MRP_API MrpCounters : public Platform::Entity {
   MRP_COUNTER(numOfUnknownAttributeType)  // vectors of a type that the application lacks
   MRP_COUNTER(numOfJoinIndications)
   MRP_COUNTER(numOfLeaveIndications)
+  MRP_COUNTER(numOfRefusedEvents)  // received events beyond MrpConfig::attributeLimit
 #undef MRP_COUNTER
 
   Platform::Described describe() const override { return Platform::described(*this); }

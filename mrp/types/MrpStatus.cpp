@@ -50,6 +50,11 @@ void MrpIntfTypeApplicant::marksAre(MrpAttrDatabase& record, unsigned marks) {
   if (record.idle()) table_.del(record);
 }
 
+void MrpAttrDatabase::onlyDeclaredChanged() {
+  std::size_t& count = AttrTable::ownerOf(*this).onlyDeclared_;
+  onlyDeclared() ? ++count : --count;
+}
+
 MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
   MrpAttrDatabase* record = table_.find(key);
   return record && record->committed() ? record : nullptr;

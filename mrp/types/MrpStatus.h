@@ -45,6 +45,9 @@ class MRP_API MrpIntfTypeApplicant {
     return record;
   }
   std::size_t visibleCount() const { return visible_; }
+  // Records in which a neighbour has a part, hidden and vacant ones too: all but those that are
+  // declared here and registered for nobody.
+  std::size_t heldByPeer() const { return table_.size() - onlyDeclared_; }
 
   // Pending additions and deletions.
   MrpAttrDatabase& pendingAddIs(std::uint64_t key) { return pendingAddIs(key, table_.find(key)); }
@@ -79,6 +82,7 @@ class MRP_API MrpIntfTypeApplicant {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
+  friend class MrpAttrDatabase;
   void marksAre(MrpAttrDatabase& record, unsigned marks);
   Platform::Value::Members members() const;
 
@@ -86,6 +90,7 @@ class MRP_API MrpIntfTypeApplicant {
   std::uint8_t attributeType_;
   mutable AttrTable table_;
   std::size_t visible_ = 0;
+  std::size_t onlyDeclared_ = 0;
 };
 
 // Attributes of one port, by attribute type.

@@ -10,6 +10,7 @@
 #include "mrp/MrpSm/engine/MrpPamSm.h"
 #include "mrp/MrpSm/engine/StpWatchers.h"
 #include "mrp/MrpSm/rx/ParsedAttributes.h"
+#include "mrp/MrpSm/rx/RefusedEvents.h"
 #include "mrp/MrpSm/sm/MrpApplicantSm.h"
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 #include "mrp/MrpSm/sm/MrpRegistrarSm.h"
@@ -132,6 +133,13 @@ class MRP_API MrpSm : public Platform::Entity {
   // Acts on what a PDU has staged: LeaveAlls, a transmission, domains, all else.
   void processParsedAttributes(IntfId intf);
   void processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf);
+  // Whether the neighbour may not hold this attribute too, see MrpConfig::attributeLimit. A refusal
+  // is counted, and logged once in an interval.
+  bool refuses(MrpIntfTypeApplicant& types, std::uint64_t key) {
+    const std::uint32_t limit =
+        mrpConfig_->attributeLimit(mrpLib_->application(), types.attributeType());
+    return limit > 0 && types.heldByPeer() >= limit && refusesBeyondLimit(types, key, limit);
+  }
   // Whether the receive record of the current type equals a stored value.
   bool mrpRxVectorSameAs(const MrpAttrDatabase& record);
   bool mrpRxVectorSameAsDatabaseAttr();
@@ -226,6 +234,7 @@ class MRP_API MrpSm : public Platform::Entity {
   void dropPendingChanges();
   void fillMrpLibFromSavedValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
   void processRxLeaveAlls(IntfId intf);
+  bool refusesBeyondLimit(MrpIntfTypeApplicant& types, std::uint64_t key, std::uint32_t limit);
   MrpParseStatus malformed();
   MrpParseStatus firstValueCutOff(Pkt& pkt);
   MrpParseStatus unidentifiedAttributeType();
@@ -294,6 +303,7 @@ class MRP_API MrpSm : public Platform::Entity {
   [[no_unique_address]] PlaceHolder2 bug466865Padding2_;
   KeyQueue msrpParsedDomainKey_;
   std::map<std::uint8_t, bool> mrpRxLeaveAll_;
+  RefusedEvents refusedEvents_;
 
   bool initialized_ = false;
   bool active_ = false;

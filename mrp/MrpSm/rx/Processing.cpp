@@ -1,6 +1,7 @@
 // What a parsed PDU does, in a fixed order: its LeaveAlls, a transmission of what they caused,
 // domains, all else in order of arrival.
 
+#include "mrp/MrpSm/engine/EventLogs.h"
 #include "mrp/MrpSm/engine/MrpSm.h"
 #include "platform/reactor/Collection.h"
 
@@ -44,6 +45,7 @@ void MrpSm::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf
   const std::uint64_t key = parsed.attributeKey;
   MrpIntfTypeApplicant* types = typeApplicant(intf, type);
   MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
+  if (!record && types && refuses(*types, key)) return;
   fillMrpLibFromSavedValue(parsed, record);
   parseContext_->intfIdIs(intf);
   parseContext_->attributeTypeIs(type);
@@ -54,6 +56,27 @@ void MrpSm::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf
   applicantSm_->handleApplicantEvent(*record);
   registrarSm_->registrarEventIs(MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed.attributeEvent));
   registrarSm_->handleRegistrarEvent(*record);
+}
+
+// A hidden or vacant record of a neighbour's takes up its room already: its attribute may return.
+bool MrpSm::refusesBeyondLimit(MrpIntfTypeApplicant& types, std::uint64_t key,
+                               std::uint32_t limit) {
+  const MrpAttrDatabase* present = types.any(key);
+  if (present && !present->onlyDeclared()) return false;
+  const IntfId intf = types.intfId();
+  const unsigned type = types.attributeType();
+  MRP_TRACE(trace(), 7,
+            "Attribute limit " << limit << " reached on " << intf << ", Type= " << type
+                               << " Key = 0x" << std::hex << key << std::dec << " -- ignoring");
+  mrpCounters_->numOfRefusedEventsInc();
+  const std::uint64_t events =
+      refusedEvents_.add(intf, types.attributeType(), timerWheel_->clock().now());
+  if (events == 0) return true;
+  logEvent(eventLog(), kMrpError, [&] {
+    return formatText("Attribute limit %d reached on %s, attrType: %d, events ignored: %d", limit,
+                      intf.name(), type, events);
+  });
+  return true;
 }
 
 // The receive record takes the staged value. So does the transmit record, that what the Applicant

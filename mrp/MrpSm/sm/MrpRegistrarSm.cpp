@@ -164,6 +164,11 @@ bool MrpRegistrarSm::handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrData
     case MrpRegistrarEvent::rNew:
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
+      // Our own declaration has its record beyond the limit, the neighbour's has none there.
+      if (record.onlyDeclared() &&
+          mrpSm_.refuses(AttrTable::ownerOf(record), record.attributeKey())) {
+        return false;
+      }
       logJoin(record.registrarState(), event);
       record.registrarStateIs(MrpRegistrarState::in);
       MRP_TRACE(mrpSm_.trace(), 7, "Join Indication called");
