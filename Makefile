@@ -33,11 +33,36 @@ bench-quick: bench_programs
 soak: build
 	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
 
-check: build
+check: build check-hardening
 	scripts/check-layering
 	scripts/check-format
 	scripts/check-exports build/lib/libmrp.so
 	scripts/check-consumer build
+
+check-hardening: build
+	scripts/check-hardening build
+
+# libFuzzer targets in build-fuzz/bin; SECONDS is what each of them runs.
+fuzz-build:
+	@scripts/install-packages clang
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j$(JOBS)
+
+fuzz: fuzz-build
+	scripts/fuzz 60
+
+fuzz-long: fuzz-build
+	scripts/fuzz $(or $(SECONDS),1800)
+
+fuzz-coverage:
+	@scripts/install-packages coverage
+	cmake --preset coverage
+	cmake --build --preset coverage -j$(JOBS)
+	scripts/fuzz-coverage
+
+valgrind: build
+	@scripts/install-packages valgrind
+	scripts/valgrind build/bin/mrp_tests
 
 tidy: build
 	scripts/tidy build
@@ -46,6 +71,7 @@ format: packages
 	git ls-files -z -- '*.h' '*.cpp' | xargs -0 -r clang-format -i
 
 clean:
-	rm -rf build build-asan build-clang build-fuzz
+	rm -rf build build-asan build-clang build-fuzz build-coverage
 
 .PHONY: run test packages build asan bench bench-quick bench_programs soak check tidy format clean
+.PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

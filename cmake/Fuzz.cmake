@@ -1,4 +1,5 @@
-# Each fuzz/*.cpp is a target fuzz_<name> that defines LLVMFuzzerTestOneInput; its corpus is fuzz/corpus/<name>/.
+# Each fuzz/*.cpp is a target fuzz_<name> that defines LLVMFuzzerTestOneInput; what else it consists of is in
+# fuzz/<name>/, its corpus in fuzz/corpus/<name>/.
 # Without libFuzzer a driver of our own runs the corpus and a fixed number of mutations of it, as a test.
 
 file(GLOB fuzz_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/*.cpp)
@@ -8,11 +9,16 @@ if(MRP_FUZZ AND NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   message(FATAL_ERROR "MRP_FUZZ needs clang++ (cmake --preset fuzz)")
 endif()
 
+add_custom_target(fuzz_targets)
+
 foreach(source IN LISTS fuzz_sources)
   get_filename_component(name ${source} NAME_WE)
   set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
-  add_executable(fuzz_${name} ${source})
+  file(GLOB parts CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/${name}/*.cpp)
+  add_executable(fuzz_${name} ${source} ${parts})
   mrp_compile_flags(fuzz_${name})
+  mrp_library_assertions(fuzz_${name})
+  add_dependencies(fuzz_targets fuzz_${name})
   target_link_libraries(fuzz_${name} PRIVATE
     $<TARGET_NAME_IF_EXISTS:mrp_cli_objects> ${internal_libraries})
   if(MRP_FUZZ)

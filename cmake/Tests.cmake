@@ -25,8 +25,10 @@ if(test_sources)
   include(GoogleTest)
   add_executable(mrp_tests ${test_sources})
   mrp_compile_flags(mrp_tests)
-  # What is tested is optimised; optimising the tests themselves would double the time of a build.
-  target_compile_options(mrp_tests PRIVATE -O0)
+  mrp_library_assertions(mrp_tests)
+  # What is tested is optimised; optimising the tests themselves would double the time of a build. Only optimised code
+  # can be fortified.
+  target_compile_options(mrp_tests PRIVATE -O0 -U_FORTIFY_SOURCE)
   target_compile_definitions(mrp_tests PRIVATE
     MRP_BINARY="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/mrp"
     MRP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")

@@ -1,4 +1,4 @@
-# Language level, warnings, sanitizers and the compiler cache.
+# Language level, warnings, hardening, sanitizers and the compiler cache.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -31,23 +31,47 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   list(APPEND mrp_warnings -Wno-maybe-uninitialized)
 endif()
 
+# Programs are position independent whatever the compiler's default is.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# scripts/check-hardening reads it all off what was built. The sanitizers see more, and fortified functions would hide
+# accesses from them.
+option(MRP_HARDENING "Stack protector, fortified functions, read-only relocations, immediate binding" ON)
+set(mrp_hardening_flags)
+set(mrp_hardening_link_flags)
+if(MRP_HARDENING AND NOT MRP_SANITIZE)
+  set(mrp_hardening_flags
+    -fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  set(mrp_hardening_link_flags -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endif()
+
 set(mrp_sanitize_flags)
 if(MRP_SANITIZE)
   set(mrp_sanitize_flags
     -fsanitize=${MRP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
 endif()
 
-# The sanitizers' run-time libraries.
+# The sanitizers' run-time libraries, and what the linker adds to hardening.
 function(mrp_link_flags target)
-  target_link_options(${target} PRIVATE ${mrp_sanitize_flags})
+  target_link_options(${target} PRIVATE ${mrp_sanitize_flags} ${mrp_hardening_link_flags})
+endfunction()
+
+# The standard library checks its preconditions. Sanitizer builds have that throughout. In other builds the tests have it
+# and the objects they test have not, since those are the ones that are measured and installed.
+function(mrp_library_assertions target)
+  target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
 endfunction()
 
 # Flags of every target that holds code of ours. They stay private: no consumer inherits them.
 function(mrp_compile_flags target)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_options(${target} PRIVATE ${mrp_warnings} ${mrp_sanitize_flags})
+  target_compile_options(${target} PRIVATE
+    ${mrp_warnings} ${mrp_hardening_flags} ${mrp_sanitize_flags})
   if(MRP_SANITIZE)
-    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
+    mrp_library_assertions(${target})
   endif()
   if(MRP_FUZZ)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)

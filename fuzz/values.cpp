@@ -1,6 +1,5 @@
-// Text forms, the socket filter and the order of names. A text that parses is printed as that very
-// text; a program that is called valid runs on any frame; names are in a total order. The first
-// octet of the input chooses which.
+// Text forms and the order of names. A text that parses is printed as that very text; names are in
+// a total order. The first octet of the input chooses which.
 
 #include <algorithm>
 #include <array>
@@ -10,7 +9,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fuzz/Check.h"
 #include "mrp/MrpMsrp/MsrpValues.h"
@@ -19,7 +17,6 @@
 #include "mrp/types/MrpEnums.h"
 #include "platform/interface/IntfId.h"
 #include "platform/packet/EthAddr.h"
-#include "platform/packet/SocketFilter.h"
 
 namespace {
 
@@ -97,37 +94,6 @@ void checkAddress(std::string_view text) {
   CHECK(std::ranges::equal(printed, text, sameLetter));
 }
 
-// Two octets of code, two of jumps and four of operand make an instruction; a code may also be
-// taken from the list of those that are known, so that random octets often make valid programs.
-void checkFilter(Octets octets) {
-  using namespace Platform::FilterCode;
-  constexpr std::array kKnown{
-      kLoadWordAbs, kLoadHalfAbs,  kLoadByteAbs, kLoadHalfInd, kLoadImm, kLoadLen,       kLoadMem,
-      kLoadXImm,    kLoadXMem,     kStore,       kStoreX,      kJump,    kLoadXIpHeader, kJumpEqual,
-      kJumpSet,     kJumpGreaterX, kAddX,        kMulK,        kDivK,    kDivX,          kModX,
-      kLshK,        kRshX,         kNeg,         kReturn,      kReturnA, kTax,           kTxa};
-  constexpr std::size_t kSize = 8;
-  if (octets.empty()) return;
-  const std::size_t count = octets[0];
-  octets = octets.subspan(1);
-  std::vector<Platform::FilterInstruction> program;
-  while (program.size() < count && octets.size() >= kSize) {
-    Platform::FilterInstruction in;
-    in.code = octets[0] & 0x80 ? kKnown[octets[1] % kKnown.size()]
-                               : static_cast<std::uint16_t>(octets[0] << 8 | octets[1]);
-    in.jt = octets[2];
-    in.jf = octets[3];
-    for (std::size_t i = 4; i < kSize; ++i) in.k = in.k << 8 | octets[i];
-    program.push_back(in);
-    octets = octets.subspan(kSize);
-  }
-  // In memory of exactly their sizes, where a sanitizer sees every octet beyond.
-  const std::vector<std::uint8_t> frame(octets.begin(), octets.end());
-  const std::uint32_t accepted = Platform::runSocketFilter(program, frame);
-  CHECK(Platform::runSocketFilter(program, frame) == accepted);
-  if (!Platform::filterIsValid(program)) CHECK(accepted == 0);
-}
-
 void checkOrder(std::string_view text) {
   std::array<std::string_view, 3> names;
   for (std::string_view& name : names) {
@@ -154,7 +120,7 @@ void checkOrder(std::string_view text) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const Octets rest(data + 1, size - 1);
-  switch (data[0] % 5) {
+  switch (data[0] % 4) {
     case 0:
       checkTexts(textOf(rest));
       break;
@@ -166,9 +132,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       checkKey(textOf(rest));
       break;
     case 3:
-      checkFilter(rest);
-      break;
-    case 4:
       checkOrder(textOf(rest));
       break;
   }

@@ -30,8 +30,7 @@ MrpAttrDatabase* AttrTable::make(std::size_t index, std::uint64_t key) {
   return new (place) MrpAttrDatabase(key, number, layout_.wide);
 }
 
-MrpAttrDatabase& AttrTable::is(std::uint64_t key) {
-  if (MrpAttrDatabase* record = find(key)) return *record;
+MrpAttrDatabase& AttrTable::add(std::uint64_t key) {
   std::size_t index = static_cast<std::size_t>(key);
   if (layout_.keys == Keys::dense) {
     MRP_ASSERT(key < kDenseKeys);
@@ -75,7 +74,8 @@ void AttrTable::del(MrpAttrDatabase& record) {
   record.~MrpAttrDatabase();
 }
 
-void AttrTable::trimOrder(Set set) {
+void AttrTable::orderIs(Set set, const MrpAttrDatabase& record, bool member) {
+  if (member) return order_[set].add(record.attributeKey());
   order_[set].trim(count_[set], [this, set](std::uint64_t key) {
     MrpAttrDatabase* live = findSparse(key);
     return live && isMember(set, *live);

@@ -37,7 +37,12 @@ class MRP_API AttrTable {
     return layout_.keys == Keys::dense ? findDense(key) : findSparse(key);
   }
   // The record of `key`, new when there was none. A dense key must lie below kDenseKeys.
-  MrpAttrDatabase& is(std::uint64_t key);
+  MrpAttrDatabase& is(std::uint64_t key) {
+    MrpAttrDatabase* record = find(key);
+    return record ? *record : add(key);
+  }
+  // A new record; there must be none of this key.
+  MrpAttrDatabase& add(std::uint64_t key);
   void del(MrpAttrDatabase& record);
   std::size_t size() const { return count_[kPresent]; }
 
@@ -45,8 +50,7 @@ class MRP_API AttrTable {
   void setIs(Set set, MrpAttrDatabase& record, bool member) {
     pageOf(record).sets[set] ^= std::uint64_t{1} << numberOf(record);
     count_[set] += member ? 1 : std::size_t(-1);
-    if (layout_.keys == Keys::dense) return;
-    member ? order_[set].add(record.attributeKey()) : trimOrder(set);
+    if (layout_.keys == Keys::sparse) orderIs(set, record, member);
   }
   std::size_t count(Set set) const { return count_[set]; }
   // The member with the smallest key at or above `from`; null past the last.
@@ -110,7 +114,7 @@ class MRP_API AttrTable {
   static bool isMember(Set set, MrpAttrDatabase& record) {
     return pageOf(record).sets[set] >> numberOf(record) & 1;
   }
-  void trimOrder(Set set);
+  void orderIs(Set set, const MrpAttrDatabase& record, bool member);
 
   Layout layout_;
   std::size_t recordSize_;

@@ -71,8 +71,8 @@ void MrpIntfTypeApplicant::mrpAttributeDel(std::uint64_t key) {
   if (MrpAttrDatabase* record = mrpAttribute(key)) marksAre(*record, 0);
 }
 
-MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key) {
-  MrpAttrDatabase& record = table_.is(key);
+MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
+  MrpAttrDatabase& record = known ? *known : table_.add(key);
   record.reset();
   marksAre(record, MrpAttrDatabase::kPendingAdd);
   return record;

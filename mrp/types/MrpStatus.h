@@ -50,7 +50,9 @@ class MRP_API MrpIntfTypeApplicant {
   std::size_t heldByPeer() const { return table_.size() - onlyDeclared_; }
 
   // Pending additions and deletions.
-  MrpAttrDatabase& pendingAddIs(std::uint64_t key);
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key) { return pendingAddIs(key, table_.find(key)); }
+  // The same for a caller that has looked up any(key).
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known);
   void pendingAddDel(MrpAttrDatabase& record);
   void commit(MrpAttrDatabase& record);
   void pendingDeleteIs(MrpAttrDatabase& record);

@@ -69,6 +69,10 @@ PktAllocator::Counters PktAllocator::counters() const {
 
 bool PktAllocator::fails() {
   if (!failAll_ && failNext_ == 0) return false;
+  if (!failAll_ && successes_ > 0) {
+    --successes_;
+    return false;
+  }
   if (failNext_ > 0) --failNext_;
   ++failed_;
   return true;

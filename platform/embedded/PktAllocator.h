@@ -25,8 +25,11 @@ class PktAllocator final : public PktManager {
 
   Ptr<Pkt> pktIs(std::size_t headRoom, std::size_t dataRoom) override;
 
-  // Makes the next `n` allocations fail.
-  void failNext(std::uint32_t n) { failNext_ = n; }
+  // Makes `n` allocations fail, after the next `successes` ones.
+  void failNext(std::uint32_t n, std::uint64_t successes = 0) {
+    failNext_ = n;
+    successes_ = successes;
+  }
   // Makes every allocation fail until it is told otherwise.
   void failAll(bool fail) { failAll_ = fail; }
   Counters counters() const;
@@ -36,6 +39,7 @@ class PktAllocator final : public PktManager {
 
   Ptr<PktStore> store_;
   std::uint32_t failNext_ = 0;
+  std::uint64_t successes_ = 0;
   bool failAll_ = false;
   std::uint64_t failed_ = 0;
 };

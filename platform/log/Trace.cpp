@@ -13,6 +13,13 @@ void Trace::emit(Entry entry) {
   }
 }
 
+TraceLine::TraceLine(Trace& trace, int level)
+    : trace_(trace), level_(level), text_(std::make_unique<std::ostringstream>()) {}
+
+TraceLine::~TraceLine() { trace_.line(level_, std::move(*text_).str()); }
+
+std::ostream& TraceLine::text() { return *text_; }
+
 std::vector<Trace::Entry> Trace::ring() const {
   std::vector<Entry> entries(ring_.begin() + static_cast<std::ptrdiff_t>(next_), ring_.end());
   entries.insert(entries.end(), ring_.begin(), ring_.begin() + static_cast<std::ptrdiff_t>(next_));

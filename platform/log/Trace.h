@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -46,19 +47,33 @@ class MRP_API Trace : public PtrInterface {
   std::vector<Sink> sinks_;
 };
 
+// One line while its text is built; it is emitted when it goes. All of it is out of line, so that a
+// trace that is off leaves next to nothing in the function that holds it.
+class MRP_API TraceLine {
+ public:
+  TraceLine(Trace& trace, int level);
+  ~TraceLine();
+  TraceLine(const TraceLine&) = delete;
+  TraceLine& operator=(const TraceLine&) = delete;
+  std::ostream& text();
+
+ private:
+  Trace& trace_;
+  int level_;
+  std::unique_ptr<std::ostringstream> text_;
+};
+
 }  // namespace Platform
 
 // Traces `stream`, a chain of << operands, when `level` is on. The operands are not evaluated
 // otherwise. With MRP_NO_TRACE defined nothing is traced at any level.
 #ifndef MRP_NO_TRACE
-#define MRP_TRACE(trace, lvl, stream)                   \
-  do {                                                  \
-    ::Platform::Trace& mrpTrace_ = (trace);             \
-    if (__builtin_expect(mrpTrace_.isOn(lvl), 0)) {     \
-      std::ostringstream mrpText_;                      \
-      mrpText_ << stream;                               \
-      mrpTrace_.line((lvl), std::move(mrpText_).str()); \
-    }                                                   \
+#define MRP_TRACE(trace, lvl, stream)                         \
+  do {                                                        \
+    ::Platform::Trace& mrpTrace_ = (trace);                   \
+    if (__builtin_expect(mrpTrace_.isOn(lvl), 0)) {           \
+      ::Platform::TraceLine(mrpTrace_, lvl).text() << stream; \
+    }                                                         \
   } while (false)
 #else
 #define MRP_TRACE(trace, lvl, stream) \

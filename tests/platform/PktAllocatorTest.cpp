@@ -56,7 +56,9 @@ TEST(PktAllocatorTest, FailsAsOftenAsTold) {
   EXPECT_FALSE(pkts->pktIs(0, 1));
   pkts->failAll(false);
   EXPECT_TRUE(pkts->pktIs(0, 1));
-  EXPECT_EQ(pkts->counters().failed, 3u);
+  pkts->failNext(1, 2);
+  for (const bool had : {true, true, false, true}) EXPECT_EQ(!!pkts->pktIs(0, 1), had);
+  EXPECT_EQ(pkts->counters().failed, 4u);
 }
 
 }  // namespace

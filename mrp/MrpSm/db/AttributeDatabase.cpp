@@ -5,16 +5,6 @@
 #include "mrp/MrpSm/engine/MrpSm.h"
 
 namespace Mrp {
-MrpAttrDatabase* MrpSm::mrpGetAttribute(bool create) {
-  const MrpParseContext& c = *parseContext_;
-  MrpAttrDatabase* record =
-      mrpGetAttrFromDatabase(c.intfId(), c.attributeType(), c.attributeKey(), true);
-  if (!record && create) {
-    record = mrpAddAttrToDatabase(c.intfId(), c.attributeType(), c.attributeKey(), false);
-  }
-  return record;
-}
-
 MrpAttrDatabase* MrpSm::mrpAddAttrToDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                              bool fromTransmitRecord) {
   MrpAttrDatabase& record = addAttrToAddPending({intf, type, key});

@@ -24,14 +24,15 @@ bool anyType(const MrpApplicationDatabase& database, Pred pred) {
 // An attribute that is being deleted is revived as it stands; its caller resets the states.
 MrpAttrDatabase& MrpSm::addAttrToAddPending(const MrpAttribute& attribute) {
   const auto& [intf, type, key] = attribute;
-  MrpIntfTypeApplicant* known = typeApplicant(intf, type);
+  MrpIntfTypeApplicant* present = typeApplicant(intf, type);
   MrpIntfTypeApplicant& types =
-      known ? *known : database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
-  if (MrpAttrDatabase* committed = types.mrpAttribute(key)) {
-    if (committed->pendingDelete()) types.pendingDeleteDel(*committed);
-    return *committed;
+      present ? *present : database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
+  MrpAttrDatabase* known = types.any(key);
+  if (known && known->committed()) {
+    if (known->pendingDelete()) types.pendingDeleteDel(*known);
+    return *known;
   }
-  MrpAttrDatabase& record = types.pendingAddIs(key);
+  MrpAttrDatabase& record = types.pendingAddIs(key, known);
   mrpDatabaseAddSm_->doUpdateReviewTimer();
   return record;
 }

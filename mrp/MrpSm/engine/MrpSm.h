@@ -163,7 +163,13 @@ class MRP_API MrpSm : public Platform::Entity {
     return record && (includePending || !record->pendingAdd()) ? record : nullptr;
   }
   // Record of the current attribute, made on demand.
-  MrpAttrDatabase* mrpGetAttribute(bool create);
+  MrpAttrDatabase* mrpGetAttribute(bool create) {
+    const MrpParseContext& c = *parseContext_;
+    MrpAttrDatabase* record =
+        mrpGetAttrFromDatabase(c.intfId(), c.attributeType(), c.attributeKey(), true);
+    if (record || !create) return record;
+    return mrpAddAttrToDatabase(c.intfId(), c.attributeType(), c.attributeKey(), false);
+  }
   MrpAttrDatabase* mrpAddAttrToDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                         bool fromTransmitRecord);
   void mrpDeleteAttrFromDatabase();

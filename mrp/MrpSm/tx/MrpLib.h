@@ -196,11 +196,9 @@ class MRP_API MrpLib : public Platform::Entity {
   void doDeclare(MrpApplicantEvent event);
   void doSendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
   MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
-  MrpTxPacketContext* newContext(const MrpParameters& parameters, IntfId intf, bool second);
   void sendMsrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
   void sendMvrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
   void unsupportedApplication();
-  bool packetFull(const MrpTxPacketContext& context, IntfId intf) const;
   template <class Codec>
   void sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf);
   template <class Codec>

@@ -18,6 +18,12 @@ constexpr std::size_t kMargin = 64;
 // Of the packet buffer: Ethernet header and version, and a tag should an endpoint add one.
 constexpr std::size_t kHeadRoom = 32;
 
+inline bool packetFull(const MrpTxPacketContext& context, MrpApplication application,
+                       const Platform::IntfStatus* status) {
+  const std::size_t limit = status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
+  return mrpGetNumOfPackedBytes(context, application) + kMargin >= limit;
+}
+
 // FirstValue as it stands in the packet.
 template <class T>
 T firstValueOf(const MrpTxPacketContext& context) {
@@ -98,6 +104,13 @@ struct VlanCodec : CodecBase<MrpApplication::mvrp, 1> {
 };
 
 template <class Codec>
+[[gnu::noinline]] void traceSending(Platform::Trace& trace, const typename Codec::Attribute& value,
+                                    std::uint8_t event, IntfId intf) {
+  MRP_TRACE(trace, 8, Codec::prefix << intf << " event=" << +event);
+  MRP_TRACE(trace, 8, Codec::label << std::hex << keyOf(value) << std::dec << " " << value);
+}
+
+template <class Codec>
 std::size_t appendEvent(MrpTxPacketContext& context, const typename Codec::Attribute& value,
                         std::uint8_t event) {
   if constexpr (Codec::fourPacked) {
@@ -159,8 +172,7 @@ template <class Codec>
 void MrpLib::sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf) {
   Platform::Trace& trace = mrpSm_->trace();
   const auto& value = Codec::value(*this);
-  MRP_TRACE(trace, 8, Codec::prefix << intf << " event=" << +event);
-  MRP_TRACE(trace, 8, Codec::label << std::hex << keyOf(value) << std::dec << " " << value);
+  if (trace.isOn(8)) traceSending<Codec>(trace, value, event, intf);
 
   const bool newMessage =
       event == kLeaveAllEvent || !context.hasMessage() || *context.messageData() != Codec::type;
@@ -231,8 +243,11 @@ void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, 
     MRP_TRACE(mrpSm_->trace(), 4, " Tx is being Attempted before the PAM is enabled ");
     return;
   }
-  MrpTxPacketContext* context = openContext(parameters, intf, second);
-  if (!context) return;
+  MrpTxPacketContext* context = mrpTxContext(intf, second);
+  if (!context || context->currentAttrType() > parameters.attributeType) {
+    context = openContext(parameters, intf, second);
+    if (!context) return;
+  }
   switch (application_) {
     case MrpApplication::msrp:
       sendMsrp(*context, parameters, intf);
@@ -244,7 +259,8 @@ void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, 
       unsupportedApplication();
       break;
   }
-  if (packetFull(*context, intf)) mrpSm_->mrpTransmitTxPacket(intf, second);
+  const Platform::IntfStatus* status = mrpSm_->allIntfStatusDir()->intfStatus(intf);
+  if (packetFull(*context, application_, status)) mrpSm_->mrpTransmitTxPacket(intf, second);
 }
 
 void MrpLib::unsupportedApplication() {
@@ -254,18 +270,11 @@ void MrpLib::unsupportedApplication() {
   mrpSm_->trace().record(std::move(text).str());
 }
 
-// The open packet that takes an attribute of this type: messages of one MRPDU stand in ascending
-// order of type, so an open packet that is past it leaves first.
+// A new packet for an attribute of this type. Messages of one MRPDU stand in ascending order of
+// type, so an open packet, which is past it, leaves first.
 MrpTxPacketContext* MrpLib::openContext(const MrpParameters& parameters, IntfId intf, bool second) {
-  MrpTxPacketContext* context = mrpTxContext(intf, second);
-  if (context && context->currentAttrType() > parameters.attributeType) {
-    mrpSm_->mrpTransmitTxPacket(intf, second);
-    context = mrpTxContext(intf, second);
-  }
-  return context ? context : newContext(parameters, intf, second);
-}
-
-MrpTxPacketContext* MrpLib::newContext(const MrpParameters& parameters, IntfId intf, bool second) {
+  mrpSm_->mrpTransmitTxPacket(intf, second);
+  if (MrpTxPacketContext* context = mrpTxContext(intf, second)) return context;
   const Ptr<Pkt> pkt = mrpSm_->pktManager().pktIs(kHeadRoom, kDataRoom);
   if (!pkt) {
     MRP_TRACE(mrpSm_->trace(), 4, "Packet allocation failed for " << parameters);
@@ -276,12 +285,6 @@ MrpTxPacketContext* MrpLib::newContext(const MrpParameters& parameters, IntfId i
   }
   pkt->sizeIs(kDataRoom);
   return &(second ? mrpTxSecondPacketContextIs(intf, pkt) : mrpTxPacketContextIs(intf, pkt));
-}
-
-bool MrpLib::packetFull(const MrpTxPacketContext& context, IntfId intf) const {
-  const Platform::IntfStatus* status = mrpSm_->allIntfStatusDir()->intfStatus(intf);
-  const std::size_t limit = status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
-  return mrpGetNumOfPackedBytes(context, application_) + kMargin >= limit;
 }
 
 std::size_t MrpLib::mrpEncodeTalkerVector(MrpTxPacketContext& context,
