@@ -65,6 +65,7 @@ void World::checkCollection(IntfId intf, std::uint8_t type) {
   Keys committed;
   Keys adds;
   Keys deletes;
+  std::size_t heldByPeer = 0;
   walked([&](std::uint64_t from) { return types.anyAtOrAbove(from); },
          [&](MrpAttrDatabase& record) {
            checkRecord(intf, type, record);
@@ -73,6 +74,7 @@ void World::checkCollection(IntfId intf, std::uint8_t type) {
            if (record.committed()) committed.push_back(key);
            if (record.pendingAdd()) adds.push_back(key);
            if (record.pendingDelete()) deletes.push_back(key);
+           if (!record.onlyDeclared()) ++heldByPeer;
          });
   const auto nothing = [](const MrpAttrDatabase&) {};
   CHECK(walked([&](std::uint64_t from) { return types.visibleAtOrAbove(from); }, nothing) ==
@@ -84,6 +86,7 @@ void World::checkCollection(IntfId intf, std::uint8_t type) {
   CHECK(types.visibleCount() == visible.size());
   CHECK(types.pendingAdds() == adds.size());
   CHECK(types.pendingDeletes() == deletes.size());
+  CHECK(types.heldByPeer() == heldByPeer);
 
   const auto index = engine_->mrpAttrIter({intf, type});
   CHECK(index.has_value() == !visible.empty());

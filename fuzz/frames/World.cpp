@@ -80,6 +80,10 @@ World::World(Input& input) : in_(input) {
   stateDatabase_ = withOwnFilter(switch_.stateDatabase(), protocol_, mode & 0x40);
   config_->leaveTimeIs(0.2);
   config_->leaveAllTimeIs(1.0);
+  if (mode & 0x80) {
+    config_->vlanLimitIs(4);
+    config_->listenerLimitIs(4);
+  }
   for (std::size_t i = 0; i < kPorts; ++i) {
     ports_[i] = switch_.portIs("port" + std::to_string(i + 1),
                                EthAddr::fromNumber(0x020000000001 + i), mtu);
