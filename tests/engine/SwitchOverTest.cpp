@@ -199,11 +199,13 @@ struct Case {
 };
 class SwitchOverTest : public EngineTest, public testing::WithParamInterface<Case> {
  protected:
-  // Calls `run(rhythm, phase)` for each of them.
+  // Calls `run(rhythm, phase)` for each rhythm and every `step`th phase.
   template <class Run>
-  static void everyPhase(Run run) {
+  static void everyPhase(Run run, std::size_t step = 1) {
     for (const Rhythm& rhythm : kRhythms) {
-      for (const double at : phases()) {
+      const std::vector<double> all = phases();
+      for (std::size_t i = 0; i < all.size(); i += step) {
+        const double at = all[i];
         SCOPED_TRACE(std::string(rhythm.name) + " LeaveAlls, cut at " + std::to_string(at));
         run(rhythm, at);
         if (HasFailure()) return;
@@ -221,21 +223,23 @@ INSTANTIATE_TEST_SUITE_P(Applications, SwitchOverTest,
 TEST_P(SwitchOverTest, NothingIsDroppedAtAnyPhase) {
   double slowest = 0;
   for (const bool restored : {false, true}) {
-    everyPhase([&](const Rhythm& rhythm, double at) {
-      SwitchOver s(story, rhythm, restored);
-      s.runUntil(at);
-      s.cut();
-      s.standby.activate();
-      const std::size_t took = s.standby.attributes(kPort).size();
-      EXPECT_EQ(took, s.active.attributes(kPort).size());
-      s.runUntil(at + 2.1 * kPeriod);
-      EXPECT_EQ(leaves(s.neighbour), 0u);
-      EXPECT_EQ(leaves(s.standby), 0u);
-      EXPECT_TRUE(s.exact());
-      EXPECT_GT(s.standby.counters().numOfPktsTransmitted(), 0u);
-      EXPECT_EQ(s.standby.counters().numOfMalformedPkts(), 0u);
-      slowest = std::max(slowest, s.atNeighbour.longest);
-    });
+    everyPhase(
+        [&](const Rhythm& rhythm, double at) {
+          SwitchOver s(story, rhythm, restored);
+          s.runUntil(at);
+          s.cut();
+          s.standby.activate();
+          const std::size_t took = s.standby.attributes(kPort).size();
+          EXPECT_EQ(took, s.active.attributes(kPort).size());
+          s.runUntil(at + 2.1 * kPeriod);
+          EXPECT_EQ(leaves(s.neighbour), 0u);
+          EXPECT_EQ(leaves(s.standby), 0u);
+          EXPECT_TRUE(s.exact());
+          EXPECT_GT(s.standby.counters().numOfPktsTransmitted(), 0u);
+          EXPECT_EQ(s.standby.counters().numOfMalformedPkts(), 0u);
+          slowest = std::max(slowest, s.atNeighbour.longest);
+        },
+        restored ? 4 : 1);
   }
   EXPECT_GT(slowest, 0) << "the neighbour has asked at least once";
   EXPECT_LE(slowest, 2 * kDelay + 1e-9);
