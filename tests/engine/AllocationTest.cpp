@@ -126,6 +126,9 @@ class AllocationTest : public EngineTest, public testing::WithParamInterface<Cas
     EXPECT_EQ(Scenario::registered(s.right), right_);
     EXPECT_EQ(s.left.counters().numOfMalformedPkts(), 0u);
     EXPECT_EQ(s.right.counters().numOfMalformedPkts(), 0u);
+    for (std::uint8_t type = 1; type <= s.left.sm->maxAttrTypes(); ++type) {
+      EXPECT_GT(s.left.leaveAllDue(kPort, type), s.clock->now().value());
+    }
     s.left.lib->mrpInterfaceDisable(kPort);
     s.left.stop();
     EXPECT_EQ(GetParam().of(s).counters().inUse(), 0u) << "no packet is kept for ever";

@@ -9,7 +9,8 @@
 #include "tests/engine/Support.h"
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// Not every compiler has its header.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace EngineTest {
@@ -183,7 +184,8 @@ INSTANTIATE_TEST_SUITE_P(Seeds, ReentryTest, testing::Range<std::uint64_t>(1, 9)
 
 TEST_P(ReentryTest, AnythingInsideIndicationsAndTransmissions) {
   Station st(kMvrp);
-  st.lib->onJoin = [&](const MrpParameters&) {
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    EXPECT_TRUE(st.sm->mrpPamSm()->mrpIntfPamSmHas(p.intfId)) << "registered on a closed port";
     reenter(st);
     return draw(20) == 0;
   };
@@ -209,7 +211,10 @@ TEST_P(ReentryTest, AnythingInsideIndicationsAndTransmissions) {
     SCOPED_TRACE(port.name());
     open(st, port);
     st.lib->mrpInterfaceDisable(port);
+    st.lib->take();
     st.run(2);
+    for (const std::string& line : st.lib->take())
+      EXPECT_FALSE(line.ends_with(port.name())) << line;
     EXPECT_EQ(st.attributes(port), Texts{});
     EXPECT_EQ(st.committed(port, 1), 0u);
     EXPECT_EQ(st.status->application(kMvrp.application)->typeApplicant(port, 1)->anyAtOrAbove(0),
