@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "agent/mvrp/VlanSet.h"
-#include "mrp/MrpSm/tx/MrpLib.h"
+#include "mrp/MrpSm/MrpLib.h"
 #include "platform/bridging/VlanId.h"
 #include "platform/stp/RoleWatcher.h"
 
