@@ -67,7 +67,7 @@ constexpr std::array<std::uint8_t, 17> kHead{0x01, 0x80, 0xc2, 0,    0,    0x21,
 constexpr std::size_t kSourceAt = 6;
 constexpr std::uint64_t kFirstSource = 0x020000000001;
 constexpr std::size_t kEtherTypeAt = 12;
-constexpr std::size_t kFull = 1436;
+constexpr std::size_t kVlanSize = 2;
 constexpr std::size_t kLeaveTicks = 6;
 constexpr std::size_t kWheelTicks = 1024;
 
@@ -77,6 +77,14 @@ std::uint16_t number16(const std::uint8_t* octets) {
 void put16(std::uint8_t* octets, std::uint16_t number) {
   octets[0] = static_cast<std::uint8_t>(number >> 8);
   octets[1] = static_cast<std::uint8_t>(number);
+}
+
+bool sameValue(const IdealRecord& record, std::span<const std::uint8_t> value) {
+  if (record.valueSize != value.size()) return false;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    if (record.value[i] != value[i]) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -177,13 +185,11 @@ Ideal::Ideal(std::size_t ports) : ports_(ports), wheel_(kWheelTicks) {
   for (IdealTimer& head : wheel_) head.prev = head.next = &head;
 }
 
-IdealRecord& Ideal::recordIs(std::size_t port, std::uint16_t vlan) {
+IdealRecord& Ideal::add(std::size_t port, std::uint16_t vlan) {
   std::unique_ptr<Page>& page = ports_[port][vlan / 64u % 64];
   if (!page) page = std::make_unique<Page>();
+  page->present |= std::uint64_t{1} << vlan % 64u;
   IdealRecord& record = page->records[vlan % 64u];
-  const std::uint64_t bit = std::uint64_t{1} << vlan % 64u;
-  if (page->present & bit) return record;
-  page->present |= bit;
   record = {};
   record.key = vlan;
   for (IdealTimer* timer : {&record.leave, &record.explicitLeave}) {
@@ -233,7 +239,7 @@ void Ideal::send(const IdealRecord& record, bool second, std::uint8_t event) {
   packets_[second].append(static_cast<std::uint16_t>(record.key), event, leaveAllToSend_);
 }
 
-void Ideal::registrar(IdealRecord& record, std::size_t event, std::array<std::uint8_t, 2> value) {
+void Ideal::registrar(IdealRecord& record, std::size_t event, std::span<const std::uint8_t> value) {
   const RegistrarCell cell = kRegistrar[record.registrar][event];
   record.registrar = cell.next;
   switch (cell.act) {
@@ -257,8 +263,9 @@ void Ideal::registrar(IdealRecord& record, std::size_t event, std::array<std::ui
   }
   ++joins_;
   const bool told = cell.act == Act::tell || cell.act == Act::stopAndTell;
-  if (!told && record.value == value) return;
-  record.value = value;
+  if (!told && sameValue(record, value)) return;
+  record.valueSize = static_cast<std::uint8_t>(value.size());
+  for (std::size_t i = 0; i < value.size(); ++i) record.value[i] = value[i];
   ++indications_;
 }
 
@@ -272,11 +279,17 @@ bool Ideal::stageVector(std::span<const std::uint8_t>& rest) {
   leaveAllReceived_ |= header >= 0x2000;
   std::uint16_t vlan = number16(&rest[2]);
   std::size_t left = count;
+  staged_.resize(staged_.size() + count);
+  Staged* at = staged_.data() + staged_.size() - count;
   for (const unsigned octet : rest.subspan(4, size - 4)) {
     for (const unsigned event : {octet / 36, octet / 6 % 6, octet % 6}) {
-      if (left-- == 0) break;
-      staged_.push_back({vlan, static_cast<std::uint8_t>(event), {}});
-      put16(staged_.back().value.data(), vlan++);
+      if (left == 0) break;
+      --left;
+      at->key = vlan;
+      at->event = static_cast<std::uint8_t>(event);
+      at->valueSize = kVlanSize;
+      put16(at->value.data(), vlan++);
+      ++at;
     }
   }
   rest = rest.subspan(size);
@@ -315,7 +328,7 @@ void Ideal::receive(std::size_t port, std::span<const std::uint8_t> frame) {
   for (const Staged& staged : staged_) {
     IdealRecord& record = recordIs(port, static_cast<std::uint16_t>(staged.key));
     applicant(record, staged.event, record.registrar == IN);
-    registrar(record, staged.event, staged.value);
+    registrar(record, staged.event, {staged.value.data(), staged.valueSize});
     if (record.registrar == MT && record.applicant == VO) erase(port, record.key);
   }
   flush(port);
@@ -327,6 +340,7 @@ void Ideal::receiveOnAll(std::span<const std::uint8_t> frame) {
 
 void Ideal::join(std::size_t port, std::uint16_t vlan) {
   IdealRecord& record = recordIs(port, vlan);
+  record.valueSize = kVlanSize;
   put16(record.value.data(), vlan);
   applicant(record, joinRequest, record.registrar == IN);
 }

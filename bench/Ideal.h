@@ -32,6 +32,7 @@ struct IdealRecord {
   IdealTimer explicitLeave;
   std::uint8_t applicant = 0;
   std::uint8_t registrar = 0;
+  std::uint8_t valueSize = 0;
   std::array<std::uint8_t, 2> value{};
 };
 static_assert(sizeof(IdealRecord) == 64);
@@ -88,21 +89,27 @@ class Ideal {
     std::array<IdealRecord, 64> records;
   };
   using Port = std::array<std::unique_ptr<Page>, 64>;
+  // With room for the largest value of any attribute type, as an array for all of them has it.
   struct Staged {
     std::uint64_t key;
     std::uint8_t event;
-    std::array<std::uint8_t, 2> value;
+    std::uint8_t valueSize;
+    std::array<std::uint8_t, 34> value;
   };
 
   bool stage(std::span<const std::uint8_t> frame);
   bool stageVector(std::span<const std::uint8_t>& rest);
   // The record of a VLAN, new when there was none.
-  IdealRecord& recordIs(std::size_t port, std::uint16_t vlan);
+  IdealRecord& recordIs(std::size_t port, std::uint16_t vlan) {
+    Page* const page = ports_[port][vlan / 64u % 64].get();
+    return page && page->present >> vlan % 64u & 1 ? page->records[vlan % 64u] : add(port, vlan);
+  }
+  IdealRecord& add(std::size_t port, std::uint16_t vlan);
   void erase(std::size_t port, std::uint64_t key);
   template <class Visit>
   void walk(std::size_t port, Visit visit);
   void applicant(IdealRecord& record, std::size_t event, bool registered);
-  void registrar(IdealRecord& record, std::size_t event, std::array<std::uint8_t, 2> value);
+  void registrar(IdealRecord& record, std::size_t event, std::span<const std::uint8_t> value);
   void arm(IdealTimer& timer);
   void send(const IdealRecord& record, bool second, std::uint8_t event);
   std::size_t inState(std::uint8_t state) const;
