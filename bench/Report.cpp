@@ -35,7 +35,8 @@ void Report::print() const {
               "baseline", "instructions", "baseline's");
   for (const TableRow& one : rows_) {
     const Row& row = one.row;
-    const char* verdict = one.atMost == 0 ? "" : one.over() ? "OVER" : "met";
+    const bool judged = one.atMost > 0 && row.ratio > 0;
+    const char* verdict = one.over() ? "OVER" : judged ? "met" : "";
     std::printf("%-30s %8s %8s %6s %10s %10s %13s %14s\n", row.name.c_str(),
                 row.ratio > 0 ? decimal(row.ratio, 3).c_str() : "-",
                 one.atMost == 0 ? "" : decimal(one.atMost, 2).c_str(), verdict,
@@ -43,7 +44,12 @@ void Report::print() const {
                 orDash(row.cost.instructions).c_str(), orDash(row.baseline.instructions).c_str());
   }
   for (const TableRow& one : rows_) {
-    if (one.over()) std::printf("%s: %s\n", one.row.name.c_str(), one.note);
+    if (!one.over()) continue;
+    std::printf("%s: %s", one.row.name.c_str(), one.note);
+    if (one.atMostInstructions > 0) {
+      std::printf(" (at most %.0f instructions)", one.atMostInstructions);
+    }
+    std::printf("\n");
   }
   std::fflush(stdout);
 }
