@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "platform/packet/GroupFilter.h"
+
 namespace {
 
 using namespace Platform;
