@@ -41,6 +41,10 @@ bench-store: bench_programs
 soak: build
 	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
 
+# Faults planted one after the other; prints which test catches each, and fails when one is not caught.
+mutants: packages
+	JOBS=$(JOBS) scripts/mutants
+
 # A million lifecycles of attributes; the tests run a hundred thousand.
 lifetimes: build
 	MRP_LIFECYCLES=1000000 build/bin/mrp_tests --gtest_filter='*Lifetime*'
@@ -85,5 +89,6 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
-.PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak lifetimes check tidy format clean
+.PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak mutants lifetimes check tidy format
+.PHONY: clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

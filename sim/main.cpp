@@ -6,8 +6,8 @@
 #include <iostream>
 #include <vector>
 
-#include "tests/sim/Run.h"
-#include "tests/sim/Table.h"
+#include "sim/mvrp/Run.h"
+#include "sim/mvrp/Table.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/sim/Run.h"
+#include "sim/mvrp/Run.h"
 
 #include <functional>
 #include <iterator>
@@ -6,7 +6,7 @@
 #include <ostream>
 #include <sstream>
 
-#include "tests/sim/Network.h"
+#include "sim/mvrp/Network.h"
 
 namespace Sim {
 namespace {
@@ -154,7 +154,7 @@ class Simulation {
   void restartAgent(int bridge) {
     if (off_[bridge]) return;
     tell([&](std::ostream& out) { out << "bridge " << bridge << " restarts its agent"; });
-    network_.restartAgent(bridge);
+    network_.restart(bridge);
   }
 
   void powerCycle(int bridge) {

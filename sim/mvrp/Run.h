@@ -4,7 +4,7 @@
 #include <iosfwd>
 #include <string>
 
-#include "tests/sim/Topology.h"
+#include "sim/network/Topology.h"
 
 namespace Sim {
 

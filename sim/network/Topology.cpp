@@ -1,4 +1,4 @@
-#include "tests/sim/Topology.h"
+#include "sim/network/Topology.h"
 
 #include <algorithm>
 #include <deque>

@@ -1,4 +1,4 @@
-#include "tests/sim/Table.h"
+#include "sim/mvrp/Table.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,8 +6,8 @@
 #include <ostream>
 #include <vector>
 
-#include "tests/sim/Network.h"
-#include "tests/sim/Run.h"
+#include "sim/mvrp/Network.h"
+#include "sim/mvrp/Run.h"
 
 namespace Sim {
 namespace {
