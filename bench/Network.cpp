@@ -22,6 +22,7 @@ Network::Network(MrpApplication application, std::size_t ports, const Options& o
   lib_->applicationEtypeIs(identity.etype);
   switch_->onTransmit([this](IntfId, const Platform::Pkt& pkt) { handleTransmit(pkt); });
   if (!options.spanningTree) switch_->stpStatus()->modeIs(Stp::Mode::none);
+  config_->recommendedLimitsAre();
   engine_ = Mrp::engineFactory({.brConfig = switch_->bridgingConfig(),
                                 .mrpLib = lib_.get(),
                                 .mrpConfig = config_,
@@ -79,13 +80,10 @@ void Network::handleTransmit(const Platform::Pkt& pkt) {
 
 template <class Visit>
 void Network::eachType(Visit visit) const {
-  for (const IntfId port : ports_) {
-    const Mrp::MrpIntfApplicant* types = engine_->database().attrDatabase(port);
-    for (std::size_t type = 0; types && type < types->typeLimit(); ++type) {
-      const auto number = static_cast<std::uint8_t>(type);
-      if (const auto* found = types->intfTypeApplicant(number)) visit(port, number, *found);
-    }
-  }
+  engine_->database().walkTypes([&](const Mrp::MrpIntfTypeApplicant& types) {
+    visit(types.intfId(), types.attributeType(), types);
+    return true;
+  });
 }
 
 std::size_t Network::attributes() const {

@@ -3,7 +3,10 @@
 #include <sstream>
 
 #include "agent/mvrp/MvrpBridge.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpCounters.h"
+#include "mrp/types/MrpStatus.h"
 
 namespace Sim {
 namespace {
@@ -14,29 +17,35 @@ using Platform::makePtr;
 class Mvrp : public Application {
  public:
   Mvrp(Ptr<Mrp::MrpLib> lib, Switch& sw) : lib_(std::move(lib)) {
-    engine_ =
-        Mrp::mrpSmFactory(sw.bridgingConfig(), lib_.get(), makePtr<Mrp::MrpConfig>(),
-                          makePtr<Mrp::MrpStatus>(), sw.stpStatus(), sw.bridgingTopologyConfig(),
-                          sw.ethPhyIntfStatusDir(), sw.stateDatabase(), /*standbyMode=*/false);
+    const auto config = makePtr<Mrp::MrpConfig>();
+    config->recommendedLimitsAre();
+    engine_ = Mrp::engineFactory({.brConfig = sw.bridgingConfig(),
+                                  .mrpLib = lib_.get(),
+                                  .mrpConfig = config,
+                                  .mrpStatus = makePtr<Mrp::MrpStatus>(),
+                                  .stpStatus = sw.stpStatus(),
+                                  .brTopoConfig = sw.bridgingTopologyConfig(),
+                                  .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
+                                  .entityManager = sw.stateDatabase()});
   }
   ~Mvrp() override { engine_ = nullptr; }  // before what it works on
 
   Vlans registered(IntfId intf) const {
     Vlans vlans;
-    engine_->walkAttributes(intf, 1, [&](const Mrp::MrpAttrDatabase& r) {
+    engine_->walkRecords(intf, 1, [&](const Mrp::MrpAttrDatabase& r) {
       if (r.registrarState() == Mrp::MrpRegistrarState::mt) return;
       vlans.insert(static_cast<std::uint16_t>(r.attributeKey()));
     });
     return vlans;
   }
-  bool malformed() const { return engine_->mrpCounters()->numOfMalformedPkts() > 0; }
+  bool malformed() const { return engine_->counters()->numOfMalformedPkts() > 0; }
 
  protected:
   Mrp::MrpLib& lib() const { return *lib_; }
 
  private:
   Ptr<Mrp::MrpLib> lib_;
-  Ptr<Mrp::MrpSm> engine_;
+  Ptr<Mrp::Engine> engine_;
 };
 
 class Bridge final : public Mvrp {

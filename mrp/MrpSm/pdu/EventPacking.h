@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "mrp/MrpSm/tx/MrpTxPacketContext.h"
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpTxPacketContext.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 #include "mrp/types/MrpEnums.h"
 
 // Packed events of a vector (IEEE 802.1Q-2018 10.8.2). A three-packed octet holds three events
@@ -36,6 +36,22 @@ inline void mrpEncodeThreePackedEvent(std::uint8_t* eventsStart, std::uint8_t ev
 }
 void mrpEncodeFourPackedEvent(std::uint8_t* eventsStart, MsrpListenerEvent event, unsigned n);
 
+// Calls `visit(event, index)` for the first `n` events packed three to an octet, index from 0.
+template <class Visit>
+void forEachThreePacked(const std::uint8_t* octets, std::uint32_t n, Visit visit) {
+  for (std::uint32_t index = 0; index < n;) {
+    const unsigned octet = *octets++;
+    const std::uint8_t events[] = {static_cast<std::uint8_t>(octet / 36),
+                                   static_cast<std::uint8_t>(octet / 6 % 6),
+                                   static_cast<std::uint8_t>(octet % 6)};
+    for (std::size_t i = 0; i < 3 && index < n; ++i, ++index) visit(events[i], index);
+  }
+}
+// The event of value `index`, from 0, of those packed four to an octet.
+inline MsrpListenerEvent fourPackedEvent(const std::uint8_t* octets, std::uint32_t index) {
+  return static_cast<MsrpListenerEvent>(octets[index / 4] >> (6 - 2 * (index % 4)) & 3);
+}
+
 // Append one value to the current vector: its event (and a listener's event) is packed and
 // NumberOfValues grows by one, LeaveAll stays as it is. An octet that is opened is cleared first.
 // The result is the number of octets by which the vector grew.
@@ -44,13 +60,11 @@ inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uin
   std::uint8_t* vector = context.vectorData();
   std::uint8_t* events = vector + kVectorHeaderSize + attributeLength(application, attributeType);
   const unsigned n = mrpGetNumOfValues(vector);
-  const unsigned place = n % 3;
-  std::uint8_t& packed = events[n / 3];
-  // The places after the last value hold 0.
-  const unsigned weight = place == 0 ? 36 : place == 1 ? 6 : 1;
-  packed = static_cast<std::uint8_t>((place == 0 ? 0u : packed) + event * weight);
+  const bool opens = n % 3 == 0;
+  if (opens) events[n / 3] = 0;
+  mrpEncodeThreePackedEvent(events, event, n + 1);
   countOneMoreValue(vector);
-  return place == 0 ? 1 : 0;
+  return opens ? 1 : 0;
 }
 // For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
 // move up when those grow.

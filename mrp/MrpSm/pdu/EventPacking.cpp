@@ -1,4 +1,4 @@
-#include "mrp/MrpSm/tx/EventPacking.h"
+#include "mrp/MrpSm/pdu/EventPacking.h"
 
 #include <cstring>
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "mrp/MrpSm/tx/MrpTxPacketContext.h"
+#include "mrp/MrpSm/pdu/MrpTxPacketContext.h"
+#include "mrp/types/Applications.h"
 #include "mrp/types/BigEndian.h"
-#include "mrp/types/MrpEnums.h"
 #include "platform/log/Trace.h"
 #include "platform/packet/EthAddr.h"
 
@@ -30,21 +30,10 @@ inline constexpr std::size_t kMsrpMessageHeaderSize = 4;
 inline constexpr std::size_t kMvrpMessageHeaderSize = 2;
 inline constexpr std::size_t kAttributeListLengthOffset = 2;  // in an MSRP message
 
-inline std::uint16_t readU16(const std::uint8_t* from) {
-  BigEndian<std::uint16_t> number;
-  std::memcpy(&number, from, sizeof number);
-  return number;
-}
-inline void writeU16(std::uint8_t* to, std::uint16_t number) {
-  const BigEndian<std::uint16_t> octets = number;
-  std::memcpy(to, &octets, sizeof octets);
-}
-
 // AttributeLength, that is the octets of FirstValue; 0 for an unknown application or type.
 constexpr std::uint8_t attributeLength(MrpApplication application, std::uint8_t attributeType) {
-  constexpr std::uint8_t msrp[] = {0, 25, 34, 8, 4};
-  if (application == MrpApplication::msrp) return attributeType < 5 ? msrp[attributeType] : 0;
-  return application == MrpApplication::mvrp && attributeType == 1 ? 2 : 0;
+  const AttributeTypeInfo* info = applicationInfo(application).type(attributeType);
+  return info ? info->firstValue : std::uint8_t{0};
 }
 
 // The same with a trace at level 4 of what is unknown.
@@ -56,6 +45,10 @@ std::uint8_t mrpSizeOfAttribute(std::uint8_t attributeType, MrpApplication appli
 inline std::uint16_t mrpGetNumOfValues(const std::uint8_t* vectorHeader) {
   return readU16(vectorHeader) & kNumOfValuesMask;
 }
+
+// Octets that the packed events of `n` values take.
+constexpr std::size_t threePackedOctets(std::size_t n) { return (n + 2) / 3; }
+constexpr std::size_t fourPackedOctets(std::size_t n) { return (n + 3) / 4; }
 
 // Octets of the MVRP vector: 0 for an end mark.
 inline std::size_t mvrpGetSizeOfVector(const std::uint8_t* vector) {
@@ -84,6 +77,13 @@ void mrpCreateNewMvrpHeader(MrpTxPacketContext& context, std::uint8_t attributeT
 inline std::size_t endOfAttributeList(const MrpTxPacketContext& context) {
   return context.curMessage() + kMsrpMessageHeaderSize +
          readU16(context.messageData() + kAttributeListLengthOffset);
+}
+// Counts `added` octets in the AttributeListLength of the current message; gives what it was.
+inline std::uint16_t addToListLength(MrpTxPacketContext& context, std::size_t added) {
+  std::uint8_t* listLength = context.messageData() + kAttributeListLengthOffset;
+  const std::uint16_t old = readU16(listLength);
+  writeU16(listLength, static_cast<std::uint16_t>(old + added));
+  return old;
 }
 inline std::size_t msrpGetNumOfPackedBytes(const MrpTxPacketContext& context) {
   return context.pkt() && context.hasMessage() ? endOfAttributeList(context) : 0;

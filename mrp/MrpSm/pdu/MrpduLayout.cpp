@@ -1,4 +1,4 @@
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 
 namespace Mrp {
 namespace {
@@ -46,8 +46,7 @@ void mrpCreateNewMsrpHeader(MrpTxPacketContext& context, std::uint8_t attributeT
   if (context.hasMessage()) {
     const std::size_t end = endOfAttributeList(context);
     writeU16(context.pkt()->data() + end, 0);
-    std::uint8_t* listLength = context.messageData() + kAttributeListLengthOffset;
-    writeU16(listLength, static_cast<std::uint16_t>(readU16(listLength) + kEndMarkSize));
+    addToListLength(context, kEndMarkSize);
     start = end + kEndMarkSize;
   }
   context.curMessageIs(start);
