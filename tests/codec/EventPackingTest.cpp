@@ -1,11 +1,11 @@
-#include "mrp/MrpSm/tx/EventPacking.h"
+#include "mrp/MrpSm/pdu/EventPacking.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 #include "tests/codec/OpenPacket.h"
 
 namespace Mrp::Test {

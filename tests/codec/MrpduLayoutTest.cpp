@@ -1,4 +1,4 @@
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 
 #include <gtest/gtest.h>
 

@@ -86,7 +86,7 @@ struct Scenario {
   std::uint64_t closed = 0;
 };
 
-using Host::PktAllocator;
+using Platform::Host::PktAllocator;
 
 // The switch has two allocators: of packets to be sent, and of received ones.
 struct Case {

@@ -9,7 +9,7 @@ namespace {
 
 // An engine with one port, told of more attributes than it takes.
 struct Bounded : Station {
-  explicit Bounded(const App& of) : Station(of), in(port(1)) {}
+  explicit Bounded(const App& of) : Station(of), in(port(1)) { config->recommendedLimitsAre(); }
 
   std::size_t held(IntfId intf, std::uint8_t type) const {
     return status->application(app.application)->typeApplicant(intf, type)->heldByPeer();

@@ -362,11 +362,8 @@ namespace {
 template <class Wanted>
 std::size_t count(MrpIntfTypeApplicant* types, Wanted wanted) {
   std::size_t n = 0;
-  for (auto* r = types ? types->anyAtOrAbove(0) : nullptr; r;) {
-    if (wanted(*r)) ++n;
-    const std::uint64_t key = r->attributeKey();
-    r = key == UINT64_MAX ? nullptr : types->anyAtOrAbove(key + 1);
-  }
+  if (!types) return n;
+  types->walk(AttrTable::kPresent, [&](MrpAttrDatabase& record) { n += wanted(record) ? 1u : 0u; });
   return n;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "mrp/MrpSm/engine/EventLogs.h"
+#include "mrp/MrpSm/env/EventLogs.h"
 #include "tests/engine/Support.h"
 
 namespace EngineTest {

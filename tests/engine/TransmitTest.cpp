@@ -206,7 +206,7 @@ TEST_F(TransmitTest, WithoutEndpointRecordsAreKeptAndNothingIsSent) {
   st.clock->run(0.2);
   EXPECT_EQ(st.attributes(nowhere), Texts{"1:10 QA/MT"});
   EXPECT_EQ(st.committed(nowhere, 1), 1u);
-  EXPECT_TRUE(st.lib->mrpTxPacketContext().empty());
+  EXPECT_TRUE(st.lib->txPackets(false).contexts().empty());
   // A packet that is open when the device goes away waits for it to come back.
   const IntfId port = st.port(1);
   st.request(port, 20, New);

@@ -1,6 +1,11 @@
 #pragma once
 
 #include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/engine/MrpPamSm.h"
+#include "mrp/MrpSm/sm/MrpApplicantSm.h"
+#include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
+#include "mrp/MrpSm/sm/MrpRegistrarSm.h"
+#include "mrp/types/MrpParseContext.h"
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
