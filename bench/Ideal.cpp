@@ -46,19 +46,27 @@ constexpr Cell kApplicant[kStates][kEvents] = {
   {o(LO), o(LO),  o(LO), o(VO),  o(VO), o(LO),  o(LO),  o(LO),  JJ(QA)},
 };
 
-enum class Act : std::uint8_t { none, tell, refresh, stopAndTell, stopAndRefresh, start, startExplicit, leave };
+enum class Act : std::uint8_t {
+  none, tell, refresh, stopAndTell, stopAndRefresh, start, startExplicit, leave,
+};
 struct RegistrarCell {
   Act act;
   Registered next;
 };
 // IEEE 802.1Q-2018 table 10-4.
 constexpr RegistrarCell kRegistrar[3][kEvents] = {
-  {{Act::tell, IN}, {Act::tell, IN}, {Act::none, MT}, {Act::tell, IN}, {Act::none, MT},
-   {Act::none, MT}, {Act::none, MT}, {Act::none, MT}, {Act::none, MT}},
-  {{Act::stopAndTell, IN}, {Act::stopAndRefresh, IN}, {Act::none, LV}, {Act::stopAndRefresh, IN}, {Act::none, LV},
-   {Act::startExplicit, LV}, {Act::start, LV}, {Act::start, LV}, {Act::leave, MT}},
-  {{Act::tell, IN}, {Act::refresh, IN}, {Act::none, IN}, {Act::refresh, IN}, {Act::none, IN},
-   {Act::startExplicit, LV}, {Act::start, LV}, {Act::start, LV}, {Act::none, IN}},
+// rNew                       rJoinIn                    rIn
+// rJoinMt                    rMt                        rLv
+// rLA                        txLA                       timer
+  {{Act::tell, IN},           {Act::tell, IN},           {Act::none, MT},
+   {Act::tell, IN},           {Act::none, MT},           {Act::none, MT},
+   {Act::none, MT},           {Act::none, MT},           {Act::none, MT}},
+  {{Act::stopAndTell, IN},    {Act::stopAndRefresh, IN}, {Act::none, LV},
+   {Act::stopAndRefresh, IN}, {Act::none, LV},           {Act::startExplicit, LV},
+   {Act::start, LV},          {Act::start, LV},          {Act::leave, MT}},
+  {{Act::tell, IN},           {Act::refresh, IN},        {Act::none, IN},
+   {Act::refresh, IN},        {Act::none, IN},           {Act::startExplicit, LV},
+   {Act::start, LV},          {Act::start, LV},          {Act::none, IN}},
 };
 // clang-format on
 

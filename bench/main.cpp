@@ -40,7 +40,8 @@ constexpr Case kCases[] = {
 };
 
 constexpr const char* kReceiveRest =
-    "each value is copied four times, by its type: frame, staged, received and transmit record";
+    "staging by type and key, and each value copied on into the receive and the transmit record "
+    "for an event that sends nothing";
 constexpr const char* kTimersRest =
     "the walk looks every record up from the last key, and each encoded event asks for endpoint, "
     "open packet, status and MTU";
