@@ -16,9 +16,9 @@ void Receiver::processParsedAttributes(IntfId intf) {
   processRxLeaveAlls(intf);
   machines_.outbox.flush(intf);
   // A domain is settled before the streams that depend on it.
-  for (KeyQueue* queue : {&firstQueue_, &queue_}) {
-    while (!queue->empty()) {
-      const MrpParsedAttribute parsed = staged_.at(queue->deq());
+  for (Queue* queue : {&firstQueue_, &queue_}) {
+    for (const std::uint32_t position : *queue) {
+      const MrpParsedAttribute parsed = staged_.at(position);
       const MrpAttribute attribute{intf, parsed.attributeType, parsed.attributeKey};
       // An indication has closed the port: what is left would register on a dead one, or on what
       // has been opened in its place.
@@ -32,6 +32,7 @@ void Receiver::processParsedAttributes(IntfId intf) {
         outOfMemory(attribute);
       }
     }
+    queue->clear();
   }
   staged_.delAll();
 }
@@ -57,18 +58,17 @@ void Receiver::processRxLeaveAlls(IntfId intf) {
 void Receiver::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf) {
   const std::uint8_t type = parsed.attributeType;
   const std::uint64_t key = parsed.attributeKey;
-  MrpIntfTypeApplicant* types = machines_.records.types(intf, type);
-  MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
-  if (!record && types && machines_.records.refuses(*types, key)) return;
-  restoreValue(parsed, record);
+  Subject subject = machines_.records.find(intf, type, key);
+  if (!subject && subject.types && machines_.records.refuses(*subject.types, key)) return;
+  restoreValue(parsed, subject.record);
   env_.contextIs(intf, type, key);
   env_.context->attributeEventIs(parsed.attributeEvent);
-  if (!record) record = machines_.records.add({intf, type, key}, env_.values.rxImage(type));
-  if (!record) return;
-  record = machines_.applicant.handle(
-      {intf, type, record}, MrpApplicantSm::mrpMapRxApplicantEvent(parsed.attributeEvent));
-  if (!record) return;
-  machines_.registrar.handle({intf, type, record},
+  if (!subject) subject = machines_.records.add({intf, type, key}, env_.values.rxImage(type));
+  if (!subject) return;
+  subject.record = machines_.applicant.handle(
+      subject, MrpApplicantSm::mrpMapRxApplicantEvent(parsed.attributeEvent));
+  if (!subject) return;
+  machines_.registrar.handle(subject,
                              MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed.attributeEvent));
 }
 
@@ -77,23 +77,20 @@ void Receiver::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId i
 // What a four-packed event says is always the received one.
 void Receiver::restoreValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record) {
   const AttributeTypeInfo* type = env_.info.type(parsed.attributeType);
-  const std::span<std::uint8_t> rx = env_.values.rxImage(parsed.attributeType);
-  if (!type || rx.empty()) {
+  if (!type) {
     MRP_TRACE(env_.trace, 4, " valueSize = 0!! ");
     return;
   }
   const std::uint8_t* received = staged_.value(parsed).data();
-  copyOctets(rx.data(), received, rx.size());
-  const bool stored = !type->fourPacked && record && record->value().size() == rx.size();
-  copyOctets(env_.values.txImage(parsed.attributeType).data(),
-             stored ? record->value().data() : received, rx.size());
+  const bool stored = !type->fourPacked && record && record->value().size() == type->image;
+  env_.values.takeImages(type->type, received, stored ? record->value().data() : received);
 }
 
 // The Applicant is to see what the PDU itself declares: IN for an attribute that the same PDU
 // joins, MT for any other. The Registrar works from its own state.
 void Receiver::processRxLeaveAll(IntfId intf, std::uint8_t type) {
   MRP_TRACE(env_.trace, 8, "MrpSm::mrpProcessRxLeaveAll( " << intf << ", " << +type << " )");
-  machines_.records.walk(intf, type, [&](const Subject& subject) {
+  machines_.records.walk(intf, type, [&](Subject subject) {
     const std::uint64_t key = subject.key();
     MRP_TRACE(env_.trace, 7,
               "mrpProcessRxLeaveAll: attributeKey = 0x"
@@ -102,10 +99,10 @@ void Receiver::processRxLeaveAll(IntfId intf, std::uint8_t type) {
     const MrpParsedAttribute* parsed = staged_.find({type, key});
     const bool joined = parsed && MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed->attributeEvent) <
                                       MrpRegistrarEvent::rLv;
-    MrpAttrDatabase* record =
+    subject.record =
         machines_.applicant.handle(subject, MrpApplicantEvent::rxLvAll_,
                                    joined ? MrpRegistrarState::in : MrpRegistrarState::mt);
-    if (record) machines_.registrar.handle({intf, type, record}, MrpRegistrarEvent::regLvAll_);
+    if (subject) machines_.registrar.handle(subject, MrpRegistrarEvent::regLvAll_);
   });
 }
 

@@ -61,7 +61,8 @@ MrpParseStatus Receiver::unidentifiedAttributeType() {
 }
 
 // `value` is the receive record that holds the FirstValue. Where there are four-packed events they
-// follow the three-packed ones.
+// follow the three-packed ones. No application runs in here, so the context tells of the last event
+// only.
 template <class Value>
 MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   MrpParseContext& context = *env_.context;
@@ -70,13 +71,22 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   const std::size_t packed = three + (isFourPacked<Value> ? fourPackedOctets(n) : 0);
   if (n == 0) leaveAllOnlyVector();
   if (packed > pkt.size()) return malformedVector(packed, pkt.size());
+  const AttributeTypeInfo& type = *env_.info.type(context.attributeType());
+  const bool stages = !recycled_ && !env_.status.flood();
+  const bool told = !stages || env_.observed();
   const std::uint8_t* octets = pkt.data();
   forEachThreePacked(octets, n, [&](std::uint8_t event, std::uint32_t index) {
     if constexpr (isFourPacked<Value>) {
       value.listenerEventIs(fourPackedEvent(octets + three, index));
     }
-    processMrpEvent(value, event, index);
+    if (index > 0) nextValue(value, env_.trace);
+    const std::uint64_t key = keyOf(value);
+    context.attributeKeyIs(key);
+    context.attributeEventIs(event);
+    if (told) tellEvent(key, event, stages);
+    if (stages) stage(type, key, event, imageOf(value));
   });
+  context.eventsCounterInc(n);
   if constexpr (isFourPacked<Value>) {
     MRP_TRACE(env_.trace, 8,
               " attributeListBytesLeft before accounting this vector ="
@@ -85,6 +95,15 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   context.attributeListBytesLeftDec(packed + context.attributeLength() + kVectorHeaderSize);
   pkt.headDel(packed);
   return mrpParseContinue;
+}
+
+void Receiver::tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const {
+  const MrpParseContext& context = *env_.context;
+  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
+  env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
+  if (staged) return;
+  MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
+  env_.discarded(MrpObserver::Reason::recycled, attribute);
 }
 
 // The log's first number is the octets that the events need, not the number of values.
@@ -107,32 +126,12 @@ void Receiver::leaveAllOnlyVector() {
   context.attributeEventIs(static_cast<std::uint8_t>(MrpThreePackedEvent::in));
 }
 
-template <class Value>
-void Receiver::processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index) {
-  MrpParseContext& context = *env_.context;
-  if (index > 0) nextValue(value, env_.trace);
-  const std::uint64_t key = keyOf(value);
-  context.attributeKeyIs(key);
-  context.attributeEventIs(event);
-  context.eventsCounterInc(1);
-  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
-  if (env_.observed()) {
-    env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
-  }
-  if (recycled_ || env_.status.flood()) {
-    MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
-    env_.discarded(MrpObserver::Reason::recycled, attribute);
-    return;
-  }
-  stage(*env_.info.type(attribute.attributeType), key, event, imageOf(value));
-}
-
 // A key that comes twice keeps one record, with the later event and value, and is queued twice.
 void Receiver::stage(const AttributeTypeInfo& type, std::uint64_t key, std::uint8_t event,
                      std::span<const std::uint8_t> image) {
   try {
     const std::uint32_t position = staged_.is({type.type, key}, event, image);
-    (type.first ? firstQueue_ : queue_).enq(position);
+    (type.first ? firstQueue_ : queue_).push_back(position);
   } catch (const std::bad_alloc&) {
     outOfMemory({env_.context->intfId(), type.type, key});
   }

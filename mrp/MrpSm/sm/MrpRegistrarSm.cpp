@@ -12,13 +12,6 @@ const Seconds kTxPeriod{0.1};
 
 }  // namespace
 
-// What an event came to. An indication ends the hand-on of the record: the application may have
-// moved or deleted it.
-struct MrpRegistrarSm::Outcome {
-  bool indicated = false;
-  bool discarded = false;  // by the application
-};
-
 MrpRegistrarSm::MrpRegistrarSm(const Environment& env, Records& records, Indications& indications,
                                Inbox& inbox, Outbox& outbox, Ptr<MrpConfig> mrpConfig,
                                Ptr<Platform::TimerWheel> timerWheel)
@@ -60,53 +53,56 @@ void MrpRegistrarSm::handleCfgTimersEnabled() {
 }
 
 void MrpRegistrarSm::handleRegistrarEvent() {
-  const MrpAttribute current = env_.current();
-  MrpAttrDatabase* record = records_.find(current);
-  if (!record) {
+  if (const Subject subject = records_.find(env_.current())) {
+    handle(subject, registrarEvent_);
+  } else {
     MRP_TRACE(env_.trace, 8, " attribute not found, returning@!!! ");
-    return;
   }
-  handle({current.intfId, current.attributeType, record}, registrarEvent_);
 }
 
-void MrpRegistrarSm::handle(const Subject& subject, MrpRegistrarEvent event) {
-  MrpAttrDatabase* record = subject.record;
+void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
   const bool traced = env_.trace.isOn(7);
-  if (traced) traceEvent(subject, event);
+  if (traced) tellEvent(subject, event);
   if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
 
-  const MrpRegistrarState from = record->registrarState();
-  const std::uint64_t key = record->attributeKey();
+  const MrpRegistrarState from = subject.record->registrarState();
+  const std::uint64_t key = subject.key();
   const Outcome outcome = dispatch(subject, event);
-  if (outcome.indicated) record = records_.find({subject.intf, subject.type, key});
-  if (record && traced) traceExit(record->registrarState());
-  if (outcome.discarded) joinDiscarded({subject.intf, subject.type, key});
-  if (!record) return;
-  if (outcome.discarded) record->registrarStateIs(MrpRegistrarState::mt);
-  if (env_.observed()) {
-    observeTransition({subject.intf, subject.type, key}, from, event, record->registrarState());
-  }
-  if (!record->atRest()) return;
-  delLeavePending(*record);
-  records_.deletePending({subject.intf, subject.type, key});
+  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
+  if (subject && traced) tellExit(subject.record->registrarState());
+  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
+  if (!subject) return;
+  MrpAttrDatabase& record = *subject.record;
+  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
+  if (env_.observed()) tellMove(subject, from, event);
+  if (!record.atRest()) return;
+  delLeavePending(record);
+  records_.deletePending(subject);
 }
 
-void MrpRegistrarSm::observeTransition(const MrpAttribute& attribute, MrpRegistrarState from,
-                                       MrpRegistrarEvent event, MrpRegistrarState to) const {
-  env_.observe(&MrpObserver::transition,
-               {MrpObserver::Machine::registrar, static_cast<std::uint8_t>(from),
-                static_cast<std::uint8_t>(event), static_cast<std::uint8_t>(to), attribute});
-}
-
-void MrpRegistrarSm::traceEvent(const Subject& subject, MrpRegistrarEvent event) const {
+void MrpRegistrarSm::tellEvent(Subject subject, MrpRegistrarEvent event) const {
   MRP_TRACE(env_.trace, 7,
             "handleRegistrarEvent Key = 0x"
-                << std::hex << subject.key() << std::dec << " Type= " << +subject.type
-                << " intf = " << subject.intf
+                << std::hex << subject.key() << std::dec << " Type= " << +subject.type()
+                << " intf = " << subject.intf()
                 << " Enter: state = " << subject.record->registrarState() << " event = " << event);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(const Subject& subject, MrpRegistrarEvent event) {
+void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
+}
+
+void MrpRegistrarSm::tellMove(Subject subject, MrpRegistrarState from,
+                              MrpRegistrarEvent event) const {
+  env_.moved(MrpObserver::Machine::registrar, from, event, subject.record->registrarState(),
+             subject.attribute());
+}
+
+void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
+}
+
+MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegistrarEvent event) {
   switch (subject.record->registrarState()) {
     case MrpRegistrarState::in:
       return handleInStateRegistrar(subject, event);
@@ -115,19 +111,11 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(const Subject& subject, MrpRegi
     case MrpRegistrarState::mt:
       return handleMtStateRegistrar(subject, event);
   }
-  traceInvalidState(subject.record->registrarState());
-  return {};
+  tellInvalid(subject.record->registrarState());
+  return Outcome::quiet;
 }
 
-void MrpRegistrarSm::traceExit(MrpRegistrarState state) const {
-  MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
-}
-
-void MrpRegistrarSm::traceInvalidState(MrpRegistrarState state) const {
-  MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
-}
-
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
                                                                MrpRegistrarEvent event) {
   switch (event) {
     case MrpRegistrarEvent::rNew:
@@ -142,18 +130,18 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(const Subject& su
     case MrpRegistrarEvent::reDeclare:
       addLeavePending(subject, event);
       subject.record->registrarStateIs(MrpRegistrarState::lv);
-      return {};
+      return Outcome::quiet;
     case MrpRegistrarEvent::flush:
       subject.record->registrarStateIs(MrpRegistrarState::mt);
-      return {};
+      return Outcome::quiet;
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return {};
+      return Outcome::quiet;
   }
-  return {};
+  return Outcome::quiet;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(Subject subject,
                                                                MrpRegistrarEvent event) {
   MrpAttrDatabase& record = *subject.record;
   switch (event) {
@@ -171,7 +159,7 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(const Subject& su
     case MrpRegistrarEvent::txLvAll:
     case MrpRegistrarEvent::reDeclare:
       addLeavePending(subject, event);
-      return {};
+      return Outcome::quiet;
     case MrpRegistrarEvent::flush:
       logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
@@ -185,12 +173,12 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(const Subject& su
       return outcome;
     }
     case MrpRegistrarEvent::none:
-      return {};
+      return Outcome::quiet;
   }
-  return {};
+  return Outcome::quiet;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(Subject subject,
                                                                MrpRegistrarEvent event) {
   MrpAttrDatabase& record = *subject.record;
   switch (event) {
@@ -198,9 +186,8 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& su
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       // Our own declaration has its record beyond the limit, the neighbour's has none there.
-      if (record.onlyDeclared() &&
-          records_.refuses(AttrTable::ownerOf(record), record.attributeKey())) {
-        return {};
+      if (record.onlyDeclared() && records_.refuses(*subject.types, record.attributeKey())) {
+        return Outcome::quiet;
       }
       logJoin(subject, event);
       record.registrarStateIs(MrpRegistrarState::in);
@@ -213,38 +200,40 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& su
     case MrpRegistrarEvent::flush:
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return {};
+      return Outcome::quiet;
   }
-  return {};
+  return Outcome::quiet;
 }
 
 // A repeated join of an attribute that is registered: the application hears of it when the value
 // has changed. Where the value is each station's own, every join is indicated and none is stored.
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(const Subject& subject) {
-  const AttributeTypeInfo* type = env_.info.type(subject.type);
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject) {
+  const AttributeTypeInfo* type = env_.info.type(subject.type());
   if (!type || !type->own) {
-    const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type);
+    const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
     if (!received.empty() && subject.record->valueEquals(received)) {
       env_.counters->numOfJoinIndicationsInc();
-      return {};
+      return Outcome::quiet;
     }
     subject.record->valueIs(received);
   }
   return joinIndication(subject);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(const Subject& subject) {
-  return {.indicated = true, .discarded = indications_.join(subject.attribute())};
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject) {
+  return indications_.join(subject.attribute()) ? Outcome::discarded : Outcome::indicated;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(const Subject& subject) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject) {
   MRP_TRACE(env_.trace, 7, "LeaveIndication called");
   indications_.leave(subject.attribute());
-  return {.indicated = true};
+  return Outcome::indicated;
 }
 
 void MrpRegistrarSm::mrpSetRegistrarState(MrpRegistrarState state) {
-  if (MrpAttrDatabase* record = records_.find(env_.current())) record->registrarStateIs(state);
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->registrarStateIs(state);
+  }
 }
 
 // The log's numbers are crossed against its labels, the trace's are not; readers of the log rely on
@@ -262,18 +251,19 @@ void MrpRegistrarSm::joinDiscarded(const MrpAttribute& attribute) {
   env_.discarded(MrpObserver::Reason::joinDiscarded, attribute);
 }
 
-void MrpRegistrarSm::logJoin(const Subject& subject, MrpRegistrarEvent event) const {
+void MrpRegistrarSm::logJoin(Subject subject, MrpRegistrarEvent event) const {
   logEvent(env_.eventLog, kMrpJoin, [&] {
-    return formatText(kMrpJoin.format, subject.intf.name(), +subject.type, hexStr(subject.key()),
-                      stringValue(subject.record->registrarState()), stringValue(event));
+    return formatText(kMrpJoin.format, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 
-void MrpRegistrarSm::logLeave(const char* how, const Subject& subject,
-                              MrpRegistrarEvent event) const {
+void MrpRegistrarSm::logLeave(const char* how, Subject subject, MrpRegistrarEvent event) const {
   logEvent(env_.eventLog, kMrpLv, [&] {
-    return formatText(kMrpLv.format, how, subject.intf.name(), +subject.type, hexStr(subject.key()),
-                      stringValue(subject.record->registrarState()), stringValue(event));
+    return formatText(kMrpLv.format, how, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 
