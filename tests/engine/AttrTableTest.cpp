@@ -155,17 +155,16 @@ class TypeApplicantTest : public testing::TestWithParam<bool> {
     ASSERT_EQ(count, expected.size());
   }
   void expectAgreement() {
-    expectWalk(AttrTable::kVisible, [](const Pending& p) { return p.visible(); },
-               types.visibleCount());
-    expectWalk(AttrTable::kPendingAdd, [](const Pending& p) { return p.add; }, types.pendingAdds());
-    expectWalk(AttrTable::kPendingDelete, [](const Pending& p) { return p.remove; },
-               types.pendingDeletes());
+    expectWalk(
+        AttrTable::kVisible, [](const Pending& p) { return p.visible(); }, types.visibleCount());
+    expectWalk(
+        AttrTable::kPendingAdd, [](const Pending& p) { return p.add; }, types.pendingAdds());
+    expectWalk(
+        AttrTable::kPendingDelete, [](const Pending& p) { return p.remove; },
+        types.pendingDeletes());
   }
 
-  MrpIntfTypeApplicant types{
-      IntfId("port1"),
-      1,
-      {GetParam() ? AttributeKeys::dense : AttributeKeys::sparse, GetParam()}};
+  MrpIntfTypeApplicant types{IntfId("port1"), 1, GetParam() ? &kMsrpTypes[3] : &kMsrpTypes[0]};
   std::map<std::uint64_t, Pending> model;
 };
 INSTANTIATE_TEST_SUITE_P(Keys, TypeApplicantTest, testing::Bool(),
