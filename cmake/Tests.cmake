@@ -1,6 +1,9 @@
 add_test(NAME layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layering)
 
 mrp_sources(test_sources tests)
+if(NOT TARGET mrp_linux)
+  list(FILTER test_sources EXCLUDE REGEX "/tests/platform/linux/")
+endif()
 if(test_sources)
   find_package(GTest REQUIRED)
   include(GoogleTest)
