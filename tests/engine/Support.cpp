@@ -293,8 +293,8 @@ MrpAttrDatabase* Rig::record(IntfId intf, std::uint8_t type, std::uint64_t key) 
 }
 
 Octets Rig::value(IntfId intf, std::uint8_t type, std::uint64_t key) const {
-  const std::span<const std::uint8_t> value = record(intf, type, key)->value();
-  return Octets(value.begin(), value.end());
+  const MrpAttrDatabase* r = record(intf, type, key);
+  return r ? Octets(r->value().begin(), r->value().end()) : Octets{};
 }
 
 std::set<std::uint64_t> Rig::registered(IntfId intf, std::uint8_t type) const {
