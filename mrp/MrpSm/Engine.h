@@ -69,6 +69,8 @@ class MRP_API Engine : public Platform::Entity {
   virtual std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const = 0;
   // Sends a LeaveAll of every type on a port that has an endpoint, now. Not in standby.
   virtual void sendLeaveAll(IntfId intf) = 0;
+  // Sends what is open on a port, its first packet before its second.
+  virtual void sendOpen(IntfId intf) = 0;
 
   // Counters; null in standby.
   virtual const MrpCounters* counters() const = 0;

@@ -28,6 +28,8 @@ std::span<const Platform::AttributeInfo> MrpConfig::attributeTable() {
       Platform::readOnlyAttribute<A, &A::intfLeaveAllTimes>("intfLeaveAllTime"),
       Platform::attribute<A, &A::timersEnabled, &A::timersEnabledIs>("timersEnabled"),
       Platform::attribute<A, &A::txSuppress, &A::txSuppressIs>("txSuppress"),
+      Platform::attribute<A, &A::wholeTalkersInSequence, &A::wholeTalkersInSequenceIs>(
+          "wholeTalkersInSequence"),
       Platform::attribute<A, &A::vlanLimit, &A::vlanLimitIs>("vlanLimit"),
       Platform::attribute<A, &A::talkerAdvertiseLimit, &A::talkerAdvertiseLimitIs>(
           "talkerAdvertiseLimit"),

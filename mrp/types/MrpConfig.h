@@ -76,6 +76,12 @@ class MRP_API MrpConfig : public Platform::Entity {
   MRP_LIMIT(domainLimit, 4)
 #undef MRP_LIMIT
 
+  // A talker joins a vector when its stream and address follow on in it. While set, all else of its
+  // value has to equal FirstValue's, too: a vector carries that once, and a neighbour would take it
+  // for every talker in it.
+  bool wholeTalkersInSequence() const { return wholeTalkersInSequence_; }
+  void wholeTalkersInSequenceIs(bool whole) { wholeTalkersInSequence_ = whole; }
+
   // While set, finished transmit packets are dropped.
   bool txSuppress() const { return txSuppress_; }
   void txSuppressIs(bool suppress) { txSuppress_ = suppress; }
@@ -101,6 +107,7 @@ class MRP_API MrpConfig : public Platform::Entity {
   Platform::IntfMap<Seconds> intfLeaveAllTime_;
   bool timersEnabled_ = true;
   bool txSuppress_ = false;
+  bool wholeTalkersInSequence_ = false;
   std::array<std::uint32_t, kLimits> limits_{4096, 8192, 8192, 8192, 256};
   Platform::Signal<> onLeaveAllTime_;
   Platform::Signal<IntfId> onIntfLeaveAllTime_;

@@ -50,6 +50,7 @@ class MRP_API MrpSm final : public Engine {
                    const std::function<void(const MrpAttrDatabase&)>& visit) const override;
   std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const override;
   void sendLeaveAll(IntfId intf) override;
+  void sendOpen(IntfId intf) override { mrpTransmitTxAttributes(intf); }
   const MrpCounters* counters() const override { return mrpCounters_.get(); }
   Platform::Signal<IntfId>& onFrame() override { return onFrame_; }
   bool frameInProgress() const override { return framesInProgress_ > 0; }

@@ -57,6 +57,12 @@ struct TalkerAdvertiseCodec : CodecBase<MrpApplication::msrp, 1> {
   static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
     return talkerInSequence(firstValueOf<Attribute>(c), next, n);
   }
+  // Whether the two differ in stream and address alone.
+  static bool sameBeside(const Attribute& first, const Attribute& next) {
+    return first.frame.vlanId == next.frame.vlanId && first.tSpec == next.tSpec &&
+           first.priorityAndRank == next.priorityAndRank &&
+           first.accumulatedLatency == next.accumulatedLatency;
+  }
 };
 
 struct TalkerFailedCodec : CodecBase<MrpApplication::msrp, 2> {
@@ -67,6 +73,11 @@ struct TalkerFailedCodec : CodecBase<MrpApplication::msrp, 2> {
   static bool inSequence(const MrpTxPacketContext& c, const Attribute& next, std::uint16_t n) {
     return talkerInSequence(firstValueOf<Attribute>(c).talkerAdvertiseAttribute,
                             next.talkerAdvertiseAttribute, n);
+  }
+  static bool sameBeside(const Attribute& first, const Attribute& next) {
+    return TalkerAdvertiseCodec::sameBeside(first.talkerAdvertiseAttribute,
+                                            next.talkerAdvertiseAttribute) &&
+           first.failureInformation == next.failureInformation;
   }
 };
 
@@ -168,6 +179,21 @@ std::size_t MrpLib::encodeVector(MrpTxPacketContext& context,
   return kVectorHeaderSize + Codec::firstValueSize + appendEvent<Codec>(context, value, event);
 }
 
+namespace {
+
+template <class Codec>
+bool continuesVector(const MrpTxPacketContext& context, const typename Codec::Attribute& value,
+                     bool wholeTalkers) {
+  if (!Codec::inSequence(context, value, mrpGetNumOfValues(context.vectorData()))) return false;
+  if constexpr (requires { &Codec::sameBeside; }) {
+    return !wholeTalkers ||
+           Codec::sameBeside(firstValueOf<typename Codec::Attribute>(context), value);
+  }
+  return true;
+}
+
+}  // namespace
+
 template <class Codec>
 void MrpLib::sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf) {
   Platform::Trace& trace = mrpSm_->trace();
@@ -180,7 +206,8 @@ void MrpLib::sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId 
   if (newMessage) {
     openMessage<Codec>(context, trace);
     added = encodeVector<Codec>(context, value, event);
-  } else if (Codec::inSequence(context, value, mrpGetNumOfValues(context.vectorData()))) {
+  } else if (continuesVector<Codec>(context, value,
+                                    mrpSm_->mrpConfig()->wholeTalkersInSequence())) {
     added = appendEvent<Codec>(context, value, event);
   } else {
     openVector<Codec>(context);
