@@ -1,4 +1,4 @@
-#include "agent/mvrp/PortRoles.h"
+#include "agent/bridge/PortRoles.h"
 
 #include <map>
 
