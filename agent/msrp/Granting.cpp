@@ -173,7 +173,8 @@ void Granting::gatherWaiting(Port& port, Contenders& newcomers) {
 void Granting::regrantHolders(const Contenders& holders, std::uint8_t rank) {
   for (const Contender& h : holders) {
     if (h.importance.rank != rank) continue;
-    if (fits(*h.stream, *h.port)) {
+    // Of one whose talker has moved, the in-port may be another.
+    if (fanIn_.admits(*h.stream->booked.in) && fits(*h.stream, *h.port)) {
       grant(*h.stream, *h.port, h.importance.since);
     } else {
       lost_.emplace_back(h.stream, h.port);

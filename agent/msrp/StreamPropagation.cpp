@@ -86,7 +86,18 @@ void StreamPropagation::openIs(IntfId intf, bool open) {
   Port* const port = find(intf);
   if (!port || port->open == open) return;
   port->open = open;
+  if (!open) forgetDeclared(*port);
   takePart(*port);
+}
+
+void StreamPropagation::forgetDeclared(Port& port) {
+  for (auto& [id, stream] : streams_) {
+    forgetDeclared(port.intf, id);
+    if (stream.mergedOn != &port) continue;
+    stream.mergedOn = nullptr;
+    stream.merged = MsrpListenerEvent::ignore;
+    mergeAgain(stream);
+  }
 }
 
 void StreamPropagation::forwardsIs(IntfId intf, const VlanSet& vlans) {
@@ -291,6 +302,7 @@ void StreamPropagation::forgetDeclared(IntfId intf, StreamId id) {
   Fate& fate = stream->fate(*port);
   const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
   fate.declaredIs(TalkerKind::none);
+  fate.hasLatency = fate.preempted = 0;
   contribute(*stream, before, MsrpListenerEvent::ignore);
   touch(*stream, *port);
 }

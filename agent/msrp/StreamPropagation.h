@@ -131,6 +131,7 @@ class StreamPropagation {
   void dirty(Stream& stream);
   void touch(Stream& stream, Port& port);
   void changed(Port& port);
+  void forgetDeclared(Port& port);
   void takePart(Port& port);
   void refresh(Stream& stream);
   void moved(Stream& stream, Port* in);
