@@ -8,8 +8,8 @@
 namespace Mrp {
 namespace {
 
-constexpr bool forwarding(PortRoles::Role role) {
-  return role == PortRoles::Role::root || role == PortRoles::Role::designated;
+constexpr bool forwarding(Stp::Role role) {
+  return role == Stp::Role::root || role == Stp::Role::designated;
 }
 
 }  // namespace
@@ -27,12 +27,6 @@ class Bridge::Batch {
   Bridge& bridge_;
 };
 
-bool declares(MrpApplicantState state) {
-  using enum MrpApplicantState;
-  return state == vp || state == vn || state == an || state == aa || state == qa || state == ap ||
-         state == qp;
-}
-
 Bridge::Bridge() = default;
 Bridge::~Bridge() = default;
 
@@ -49,8 +43,12 @@ void Bridge::start() {
   pamReactor_.watch<&Bridge::handlePam>(engine()->endpoints().onPam(), this);
   frameReactor_.watch<&Bridge::handleFrame>(engine()->onFrame(), this);
   const auto& stp = engine()->inputs().stpStatus;
-  PortRoles::Listener& listener = *this;
-  roles_ = stp ? std::make_unique<PortRoles>(listener, *stp) : nullptr;
+  roles_.reset();
+  if (stp) {
+    Stp::RoleWatcher::Listener& listener = *this;
+    roles_ = std::make_unique<Stp::RoleWatcher>(listener, Stp::RoleWatcher::Gone::tellNone);
+    roles_->watch(*stp);
+  }
   members_.walk([this](IntfId intf, Member& member) {
     if (member.enabled && !engine()->enabled(intf)) mrpInterfaceEnable(intf);
     handlePam(intf);
@@ -67,10 +65,10 @@ void Bridge::handleFrame(IntfId) {
 
 // --- Ports ---------------------------------------------------------------------------------------
 
-void Bridge::portIs(IntfId intf) {
+void Bridge::portIs(IntfId intf, bool enabled) {
   if (members_.has(intf)) return;
   handleMember(members_.is(intf, intf), true);
-  portEnabledIs(intf, true);
+  portEnabledIs(intf, enabled);
 }
 
 void Bridge::portDel(IntfId intf) {
@@ -125,7 +123,7 @@ void Bridge::open(Member& member) {
     askNeighbour(member.intf);
     forward(member, VlanSet::all(), true);
   } else {
-    roles_->repeat(member.intf);
+    roles_->repeat(member.intf.name());
     handleForwards(member, VlanSet::all());  // records of an earlier engine, on a port without role
   }
 }
@@ -147,7 +145,9 @@ void Bridge::close(Member& member) {
 // A change of role in the instance that governs the port makes the engine flush its registrations,
 // of which it tells nobody, or doubt all of them. So the records are read again, and a neighbour is
 // asked for its declarations rather than waited for.
-void Bridge::handleRole(const std::string& msti, IntfId intf, PortRoles::Role role) {
+void Bridge::handleRole(const std::string&, const std::string& msti, const std::string& port,
+                        Stp::Role role) {
+  const IntfId intf(port);
   Member* const m = member(intf);
   if (!m || !m->open || !engine() || everythingForwards()) return;
   const Batch batch(*this);
@@ -178,7 +178,7 @@ void Bridge::request(IntfId intf, std::uint8_t type, std::uint8_t event) {
 }
 
 void Bridge::sendWhatIsOpen(IntfId intf) {
-  if (engine() && mrpTxSecondPacketContext(intf)) engine()->sendOpen(intf);
+  if (engine() && mrpTxSecondPacketContext(intf)) mrpTransmitTxAttributes(intf);
 }
 
 }  // namespace Mrp

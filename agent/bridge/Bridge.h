@@ -3,10 +3,10 @@
 #include <memory>
 #include <string>
 
-#include "agent/bridge/PortRoles.h"
 #include "agent/bridge/VlanSet.h"
 #include "mrp/MrpSm/MrpLib.h"
 #include "platform/interface/IntfMap.h"
+#include "platform/stp/RoleWatcher.h"
 
 namespace Mrp {
 
@@ -20,7 +20,7 @@ namespace Mrp {
 //
 // The bridge outlives its engines. Ports and settings may change at any time; what depends on them
 // follows at once.
-class Bridge : public MrpLib, private PortRoles::Listener {
+class Bridge : public MrpLib, private Stp::RoleWatcher::Listener {
  public:
   ~Bridge() override;
 
@@ -31,10 +31,9 @@ class Bridge : public MrpLib, private PortRoles::Listener {
 
   // The ports of the bridge. Settings of a port go with it. A port that ends tells its neighbour.
   // Both need an engine.
-  void portIs(IntfId intf);
+  void portIs(IntfId intf, bool enabled = true);
   void portDel(IntfId intf);
-  // A port that is disabled tells its neighbour, too, and keeps its settings. At first it is
-  // enabled.
+  // A port that is disabled tells its neighbour, too, and keeps its settings.
   void portEnabledIs(IntfId intf, bool enabled);
   bool portEnabled(IntfId intf) const;
 
@@ -84,7 +83,8 @@ class Bridge : public MrpLib, private PortRoles::Listener {
   // While one is there, settle() is put off.
   class Batch;
 
-  void handleRole(const std::string& msti, IntfId intf, PortRoles::Role role) override;
+  void handleRole(const std::string& stpi, const std::string& msti, const std::string& port,
+                  Stp::Role role) override;
   void handlePam(IntfId intf);
   void handleFrame(IntfId intf);
   void open(Member& member);
@@ -96,10 +96,7 @@ class Bridge : public MrpLib, private PortRoles::Listener {
   int batches_ = 0;
   Platform::Reactor<IntfId> pamReactor_;
   Platform::Reactor<IntfId> frameReactor_;
-  std::unique_ptr<PortRoles> roles_;
+  std::unique_ptr<Stp::RoleWatcher> roles_;
 };
-
-// Whether the Applicant declares the attribute in this state.
-bool declares(MrpApplicantState state);
 
 }  // namespace Mrp

@@ -18,9 +18,7 @@ class MrpAttrDatabase;
 // back.
 //
 // Everything is settled once: at the end of a received frame, else before the clock moves on.
-class MsrpBridge final : public Bridge,
-                         private Streams::Declarations,
-                         private StreamForwarding::Reactor {
+class MsrpBridge : public Bridge, private Streams::Declarations, private StreamForwarding::Reactor {
  public:
   // The switch outlives the bridge. `clock` is that of the engines.
   MsrpBridge(StreamForwarding& forwarding, Platform::Ptr<Platform::Clock> clock);

@@ -11,7 +11,7 @@
 namespace Mrp {
 
 // A switch in memory: what it is told can be read, and all that it answers can be set.
-class StreamSwitch final : public StreamForwarding {
+class StreamSwitch : public StreamForwarding {
  public:
   using Address = std::pair<std::uint16_t, Platform::EthAddr>;  // VLAN and address
   using SlopeKey = std::pair<Platform::IntfId, SrClass>;

@@ -201,6 +201,11 @@ VlanSet MvrpBridge::registered(IntfId intf) const {
   return p ? p->contributes : VlanSet();
 }
 
+VlanSet MvrpBridge::registrations(IntfId intf) const {
+  const Port* const p = port(intf);
+  return p ? p->registered | p->fixed : VlanSet();
+}
+
 VlanSet MvrpBridge::declared(IntfId intf) const {
   const Port* const p = port(intf);
   return p ? p->declared : VlanSet();

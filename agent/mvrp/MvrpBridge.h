@@ -17,7 +17,7 @@ enum class Registration : std::uint8_t {
 // MVRP in a VLAN bridge: attribute propagation (IEEE 802.1Q-2018 10.3) between the ports that the
 // spanning tree lets forward. A VLAN that is registered on one of them is declared on every other
 // one, and withdrawn when no other one registers it any more.
-class MvrpBridge final : public Bridge {
+class MvrpBridge : public Bridge {
  public:
   MvrpBridge();
   ~MvrpBridge() override;
@@ -33,6 +33,9 @@ class MvrpBridge final : public Bridge {
   // VLANs registered on a port that forwards them, as the neighbour declares or fixed: the port is
   // to be a member of them.
   VlanSet registered(IntfId intf) const;
+  // VLANs registered on a port, as the neighbour declares or fixed, whether it forwards them or
+  // not.
+  VlanSet registrations(IntfId intf) const;
   // VLANs that the bridge declares on a port.
   VlanSet declared(IntfId intf) const;
 

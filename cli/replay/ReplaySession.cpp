@@ -32,6 +32,18 @@ void ReplaySession::Outputs::logged(Seconds time, std::string_view handle, std::
   for (Output* output : all_) output->logged(time, handle, text);
 }
 
+void ReplaySession::Outputs::reserved(Seconds time, const Mrp::ReservationState& state) {
+  for (Output* output : all_) output->reserved(time, state);
+}
+
+void ReplaySession::Outputs::sloped(Seconds time, const Mrp::SlopeState& state) {
+  for (Output* output : all_) output->sloped(time, state);
+}
+
+void ReplaySession::Outputs::bounded(Seconds time, const Mrp::BoundaryState& state, bool on) {
+  for (Output* output : all_) output->bounded(time, state, on);
+}
+
 void ReplaySession::Outputs::finished(Seconds time, const FinalState& state) {
   for (Output* output : all_) output->finished(time, state);
 }
@@ -45,14 +57,17 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       switch_(clock_),
       config_(makePtr<Mrp::MrpConfig>()),
       status_(makePtr<Mrp::MrpStatus>()),
-      agent_(makePtr<ReplayAgent>(infoOf(inputs.application), *clock_, output_)) {
+      application_(replayApplication(infoOf(inputs.application), options.bridge, clock_, output_)) {
   config_->leaveTimeIs(options.leaveTime);
   config_->leaveAllTimeIs(options.leaveAllTime);
+  config_->recommendedLimitsAre();
   switch_.bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(kBridgeAddress));
   listen(options);
   createPorts();
+  if (options.bridge) designatePorts();
   preload();
   createEngine(options.standby);
+  application_->start();
   enablePorts();
 }
 
@@ -62,12 +77,12 @@ void ReplaySession::listen(const ReplayOptions& options) {
   switch_.onTransmit([this](IntfId intf, const Platform::Pkt& pkt) {
     output_.transmitted(clock_->now(), intf.name(), pkt.octets());
   });
-  switch_.eventLog().sinkIs([this](const Platform::Embedded::EventLogRecorder::Message& message) {
+  switch_.eventLog().sinkIs([this](const Platform::Host::EventLogRecorder::Message& message) {
     output_.logged(clock_->now(), message.handle, message.text);
   });
   if (!options.trace) return;
   switch_.trace().levelIs(options.traceLevel);
-  switch_.trace().sinkIs([this, trace = options.trace](const Platform::Trace::Entry& entry) {
+  switch_.trace().sinkAdd([this, trace = options.trace](const Platform::Trace::Entry& entry) {
     trace(clock_->now(), entry);
   });
 }
@@ -77,6 +92,21 @@ void ReplaySession::createPorts() {
   for (const std::string& port : inputs_.ports) {
     number = number % kPorts + 1;
     switch_.portIs(port, EthAddr::fromNumber(kBridgeAddress + number));
+  }
+}
+
+// Of the spanning tree that the inputs name, so that a role that they give a port is its role.
+void ReplaySession::designatePorts() {
+  std::string stp = "stp";
+  for (const Action& action : inputs_.actions) {
+    if (const auto* role = std::get_if<RoleAction>(&action.what)) {
+      stp = role->stp;
+      break;
+    }
+  }
+  for (const std::string& port : inputs_.ports) {
+    act(RoleAction{stp, Stp::kCist, port,
+                   static_cast<std::uint32_t>(Stp::MstiPortStatus::Role::designated)});
   }
 }
 
@@ -93,9 +123,15 @@ void ReplaySession::preload() {
 }
 
 void ReplaySession::createEngine(bool standby) {
-  mrpSm_ = Mrp::mrpSmFactory(switch_.bridgingConfig(), agent_.get(), config_, status_,
-                             switch_.stpStatus(), switch_.bridgingTopologyConfig(),
-                             switch_.ethPhyIntfStatusDir(), switch_.stateDatabase(), standby);
+  engine_ = Mrp::engineFactory({.brConfig = switch_.bridgingConfig(),
+                                .mrpLib = &application_->lib(),
+                                .mrpConfig = config_,
+                                .mrpStatus = status_,
+                                .stpStatus = switch_.stpStatus(),
+                                .brTopoConfig = switch_.bridgingTopologyConfig(),
+                                .ethPhyIntfStatusDir = switch_.ethPhyIntfStatusDir(),
+                                .entityManager = switch_.stateDatabase(),
+                                .standbyMode = standby});
 }
 
 // All ports but those that an input enables before any disables them.
@@ -108,7 +144,7 @@ void ReplaySession::enablePorts() {
   for (const std::string& port : inputs_.ports) {
     const auto found = first.find(port);
     const bool waits = found != first.end() && found->second;
-    if (!waits) enable(IntfId(port), true);
+    application_->portIs(IntfId(port), !waits);
   }
 }
 
@@ -127,7 +163,9 @@ void ReplaySession::run() {
     std::visit([this](const auto& what) { act(what); }, action.what);
   }
   clock_->runUntil(end);
-  output_.finished(clock_->now(), finalStateOf(*mrpSm_));
+  FinalState state = finalStateOf(*engine_);
+  state.bridge = application_->state(inputs_.ports);
+  output_.finished(clock_->now(), state);
 }
 
 void ReplaySession::act(const FrameAction& action) {
@@ -135,34 +173,24 @@ void ReplaySession::act(const FrameAction& action) {
 }
 
 void ReplaySession::act(const RequestAction& action) {
-  if (mrpSm_->standbyMode()) return;
-  if (action.value) std::ranges::copy(*action.value, agent_->txImage(action.type).begin());
-  const auto send = [&](IntfId port) {
-    agent_->mrpSendAttribute({port, action.type, action.event});
-  };
+  if (!engine_->active()) return;
+  Mrp::MrpLib& lib = application_->lib();
+  if (action.value) std::ranges::copy(*action.value, lib.txImage(action.type).begin());
+  const auto send = [&](IntfId port) { lib.mrpSendAttribute({port, action.type, action.event}); };
   for (const std::string& port : action.ports) {
-    agent_->mrpOutIntfQueueEnq(IntfId(port));
+    lib.mrpOutIntfQueueEnq(IntfId(port));
     if (!action.port) send(IntfId(port));
   }
   if (action.port) send(IntfId(*action.port));
 }
 
-void ReplaySession::act(const EnableAction& action) { enable(IntfId(action.port), action.enable); }
-
-void ReplaySession::enable(IntfId intf, bool enable) {
-  if (mrpSm_->desiredIntfDir()->intfDesired(intf) == enable) return;
-  if (enable) {
-    agent_->mrpInterfaceEnable(intf);
-  } else {
-    agent_->mrpInterfaceDisable(intf);
-  }
+void ReplaySession::act(const EnableAction& action) {
+  application_->enabledIs(IntfId(action.port), action.enable);
 }
 
 void ReplaySession::act(const LeaveAllAction& action) {
   const IntfId intf(action.port);
-  if (mrpSm_->standbyMode() || !mrpSm_->pamCollection()->pam(intf)) return;
-  const Platform::Entity& ports = *mrpSm_->mrpPamSm();
-  Platform::attributeValueIs(ports.describe(), "transmitAllLeaveAll", Value(action.port));
+  if (engine_->active() && engine_->endpoints().pam(intf)) engine_->sendLeaveAll(intf);
 }
 
 void ReplaySession::act(const RoleAction& action) {
@@ -198,10 +226,10 @@ void ReplaySession::act(const SwitchAction& action) {
       status_->floodIs(action.on);
       return;
     case SwitchAction::What::recycled:
-      Platform::attributeValueIs(mrpSm_->describe(), "recycledPkt", Value(action.on));
+      Platform::attributeValueIs(engine_->describe(), "recycledPkt", Value(action.on));
       return;
     case SwitchAction::What::joinDiscard:
-      agent_->joinDiscardIs(action.on);
+      application_->joinDiscardIs(action.on);
       return;
   }
 }
@@ -211,9 +239,9 @@ void ReplaySession::act(const ClogAction& action) {
 }
 
 void ReplaySession::act(const ActivateAction&) {
-  if (!mrpSm_->standbyMode()) return;
-  mrpSm_->standbyModeIs(false);
-  mrpSm_->handleStandbyMode();
+  if (engine_->active()) return;
+  engine_->activate();
+  application_->start();
 }
 
 }  // namespace Cli

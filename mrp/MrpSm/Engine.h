@@ -28,6 +28,7 @@ class MrpCounters;
 class MrpLib;
 class MrpObserver;
 class MrpStatus;
+class PeriodSource;
 
 // One running application of the protocol, as its agent sees it. Requests and indications are
 // MrpLib's; this is the rest. Everything runs on the agent's event loop, each frame, timer or
@@ -46,6 +47,8 @@ class MRP_API Engine : public Platform::Entity {
     Ptr<Platform::EthPhyIntfStatusDir> ethPhyIntfStatusDir;
     Ptr<Platform::EntityManager> entityManager;
     bool standbyMode = false;
+    // Draws LeaveAll periods; null: the process does. Not owned, outlives the engine.
+    PeriodSource* periodSource = nullptr;
   };
 
   virtual const Inputs& inputs() const = 0;
@@ -69,8 +72,6 @@ class MRP_API Engine : public Platform::Entity {
   virtual std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const = 0;
   // Sends a LeaveAll of every type on a port that has an endpoint, now. Not in standby.
   virtual void sendLeaveAll(IntfId intf) = 0;
-  // Sends what is open on a port, its first packet before its second.
-  virtual void sendOpen(IntfId intf) = 0;
 
   // Counters; null in standby.
   virtual const MrpCounters* counters() const = 0;

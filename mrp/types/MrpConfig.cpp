@@ -18,6 +18,14 @@ Platform::Value::Members timesOf(const Platform::IntfMap<Platform::Seconds>& map
 Platform::Value::Members MrpConfig::intfLeaveTimes() const { return timesOf(intfLeaveTime_); }
 Platform::Value::Members MrpConfig::intfLeaveAllTimes() const { return timesOf(intfLeaveAllTime_); }
 
+void MrpConfig::recommendedLimitsAre() {
+  for (const ApplicationInfo& info : kApplications) {
+    for (const AttributeTypeInfo& type : info.types) {
+      attributeLimitIs(info.application, type.type, type.limit);
+    }
+  }
+}
+
 std::span<const Platform::AttributeInfo> MrpConfig::attributeTable() {
   using A = MrpConfig;
   static constexpr std::array table{
@@ -28,8 +36,6 @@ std::span<const Platform::AttributeInfo> MrpConfig::attributeTable() {
       Platform::readOnlyAttribute<A, &A::intfLeaveAllTimes>("intfLeaveAllTime"),
       Platform::attribute<A, &A::timersEnabled, &A::timersEnabledIs>("timersEnabled"),
       Platform::attribute<A, &A::txSuppress, &A::txSuppressIs>("txSuppress"),
-      Platform::attribute<A, &A::wholeTalkersInSequence, &A::wholeTalkersInSequenceIs>(
-          "wholeTalkersInSequence"),
       Platform::attribute<A, &A::vlanLimit, &A::vlanLimitIs>("vlanLimit"),
       Platform::attribute<A, &A::talkerAdvertiseLimit, &A::talkerAdvertiseLimitIs>(
           "talkerAdvertiseLimit"),

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/MrpSm/env/Environment.h"
+#include "platform/bridging/BridgingConfig.h"
+#include "platform/interface/IntfStatus.h"
+#include "platform/packet/PamDirs.h"
+
+namespace Mrp {
+
+// Puts declarations into the open packets of the ports and sends those (IEEE 802.1Q 10.8). A packet
+// that is handed to its endpoint lets the application run.
+class Transmitter final : public Outbox {
+ public:
+  // Whose packets they are, and where the properties of ports are.
+  struct Ports {
+    MrpLib& lib;
+    const Platform::PamCollection& pams;
+    const Platform::IntfStatusDir& status;
+    const Platform::EthPhyIntfStatusDir& addresses;
+    const Platform::BridgingConfig& bridging;
+    Platform::PktManager& packets;
+  };
+
+  Transmitter(const Environment& env, const Ports& ports)
+      : env_(env),
+        ports_(ports),
+        first_(ports.lib.txPackets(false)),
+        second_(ports.lib.txPackets(true)) {}
+
+  // Which of a port's open packets an event goes into. Of both, the first comes before.
+  enum class Into : std::uint8_t { first, second, both };
+  // Encodes one event of the attribute whose value stands in the transmit record. True when a
+  // packet was sent: the application may have run meanwhile.
+  bool send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into);
+  // A LeaveAll of a type goes into the first packet.
+  void sendLeaveAll(IntfId intf, std::uint8_t type);
+  // Puts the event into the open packet that is given.
+  void encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event);
+
+  // Finishes and sends one open packet of a port; true when it was handed to the endpoint.
+  bool transmit(IntfId intf, bool second);
+  void flush(IntfId intf) override;
+  void flush() override;
+
+  // Drops what is open on a port.
+  void drop(IntfId intf);
+
+ private:
+  bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second, std::size_t room);
+  MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
+  void finish(MrpTxPacketContext& context) const;
+  TxPackets& packets(bool second) { return second ? second_ : first_; }
+  // Octets that a packet of the port may hold.
+  std::size_t roomOf(IntfId intf) const;
+  EthAddr sourceAddress(IntfId intf) const;
+  void noEndpoint(IntfId intf, std::uint8_t type) const;
+  void notEncoded(IntfId intf) const;
+  void noPacket(const MrpParameters& parameters) const;
+
+  const Environment& env_;
+  Ports ports_;
+  TxPackets& first_;
+  TxPackets& second_;
+};
+
+}  // namespace Mrp

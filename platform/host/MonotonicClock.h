@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+
+#include "platform/host/AlarmQueue.h"
+
+namespace Platform::Host {
+
+// The host's steady clock, 0 when constructed. An event loop waits until nextDue() at most and then
+// calls poll().
+class MonotonicClock final : public Clock {
+ public:
+  Seconds now() const override;
+  void alarmIs(Alarm& alarm, Seconds due) override;
+  void alarmDel(Alarm& alarm) override;
+
+  // Serves the alarms that were due when the call began, and gives their number.
+  std::size_t poll();
+  std::optional<Seconds> nextDue() const { return alarms_.nextDue(); }
+
+ private:
+  std::chrono::steady_clock::time_point origin_ = std::chrono::steady_clock::now();
+  AlarmQueue alarms_;
+};
+
+}  // namespace Platform::Host
