@@ -5,7 +5,7 @@
 
 #include "agent/mvrp/PortRoles.h"
 #include "agent/mvrp/VlanSet.h"
-#include "mrp/MrpSm/tx/MrpLib.h"
+#include "mrp/MrpSm/MrpLib.h"
 #include "platform/bridging/VlanId.h"
 
 namespace Mrp {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/replay/Output.h"
-#include "mrp/MrpSm/tx/MrpLib.h"
+#include "mrp/MrpSm/MrpLib.h"
 
 namespace Cli {
 

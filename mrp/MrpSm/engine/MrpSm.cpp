@@ -32,7 +32,8 @@ MrpSm::MrpSm(const Inputs& inputs)
       trace_(&entityManager_->services().trace()),
       eventLog_(&entityManager_->services().eventLog()),
       pktManager_(&entityManager_->services().pktManager()),
-      standbyMode_(inputs.standbyMode) {
+      standbyMode_(inputs.standbyMode),
+      inputs_(inputs) {
   if (stpStatus_) stpStatusSm_ = std::make_unique<StpStatusSm>(StpPath{this, {}}, *stpStatus_);
   handleInitialized();
 }
@@ -85,6 +86,24 @@ void MrpSm::handleStandbyMode() {
   mrpPamSm_->standbyModeIs(false);
   mrpPamSm_->handleStandbyMode();
 }
+
+void MrpSm::activate() {
+  standbyMode_ = false;
+  handleStandbyMode();
+}
+
+void MrpSm::walkRecords(IntfId intf, std::uint8_t type,
+                        const std::function<void(const MrpAttrDatabase&)>& visit) const {
+  walkAttributes(intf, type, [&](const MrpAttrDatabase& record) { visit(record); });
+}
+
+std::optional<Seconds> MrpSm::leaveAllDue(const MrpLeaveAllKey& key) const {
+  const MrpIntfLeaveAllSm* port = leaveAllSm_ ? leaveAllSm_->intfLeaveAllSm(key.intfId) : nullptr;
+  if (!port || !port->leaveAllPendingHas(key.attributeType)) return std::nullopt;
+  return port->leaveAllPending().at(key.attributeType).expiryTime;
+}
+
+void MrpSm::sendLeaveAll(IntfId intf) { mrpPamSm_->transmitAllLeaveAll(intf); }
 
 void MrpSm::doInitializeCounters() {
   mrpCounters_ = Platform::makePtr<MrpCounters>();
@@ -188,10 +207,16 @@ Ptr<MrpSm> mrpSmFactory(Ptr<Platform::BridgingConfig> brConfig, MrpLib* mrpLib,
                         Ptr<Platform::EthPhyIntfStatusDir> ethPhyIntfStatusDir,
                         Ptr<Platform::EntityManager> entityManager, bool standbyMode) {
   Ptr<MrpSm> mrpSm = Platform::makePtr<MrpSm>(
-      MrpSm::Inputs{brConfig, mrpLib, mrpConfig, mrpStatus, stpStatus, brTopoConfig,
-                    ethPhyIntfStatusDir, entityManager, standbyMode});
+      Engine::Inputs{brConfig, mrpLib, mrpConfig, mrpStatus, stpStatus, brTopoConfig,
+                     ethPhyIntfStatusDir, entityManager, standbyMode});
   mrpSm->hasNotificationActiveIs(true);
   return mrpSm;
+}
+
+Ptr<Engine> engineFactory(const Engine::Inputs& inputs) {
+  Ptr<MrpSm> engine = Platform::makePtr<MrpSm>(inputs);
+  engine->hasNotificationActiveIs(true);
+  return engine;
 }
 
 }  // namespace Mrp

@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/MrpSm/MrpLib.h"
 #include "mrp/MrpSm/db/MrpAttrIter.h"
 #include "mrp/MrpSm/db/MrpAttrLogSm.h"
 #include "mrp/MrpSm/db/MrpDatabaseSm.h"
@@ -14,7 +16,6 @@
 #include "mrp/MrpSm/sm/MrpApplicantSm.h"
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 #include "mrp/MrpSm/sm/MrpRegistrarSm.h"
-#include "mrp/MrpSm/tx/MrpLib.h"
 #include "mrp/types/MrpConfig.h"
 #include "mrp/types/MrpCounters.h"
 #include "mrp/types/MrpParseContext.h"
@@ -33,25 +34,26 @@ namespace Mrp {
 // its inputs and endpoints and nothing else; activation is one-way.
 //
 // Everything runs on the agent's event loop, each frame, timer or request to completion.
-class MRP_API MrpSm : public Platform::Entity {
+class MRP_API MrpSm final : public Engine {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpSm";
-  // What an engine works on. `stpStatus` may be null: roles are then not tracked. MrpLib is not
-  // owned and outlives the engine.
-  struct Inputs {
-    Ptr<Platform::BridgingConfig> brConfig;
-    MrpLib* mrpLib = nullptr;
-    Ptr<MrpConfig> mrpConfig;
-    Ptr<MrpStatus> mrpStatus;
-    Ptr<Stp::StpStatus> stpStatus;
-    Ptr<Platform::BridgingTopologyConfig> brTopoConfig;
-    Ptr<Platform::EthPhyIntfStatusDir> ethPhyIntfStatusDir;
-    Ptr<Platform::EntityManager> entityManager;
-    bool standbyMode = false;
-  };
-
   explicit MrpSm(const Inputs& inputs);
   ~MrpSm() override;
+
+  // --- Engine ------------------------------------------------------------------------------------
+  const Inputs& inputs() const override { return inputs_; }
+  void activate() override;
+  Platform::PamCollection& endpoints() const override { return *pamCollection_; }
+  bool enabled(IntfId intf) const override { return desiredIntfDir_->intfDesired(intf); }
+  const MrpApplicationDatabase& database() const override { return *database_; }
+  void walkRecords(IntfId intf, std::uint8_t type,
+                   const std::function<void(const MrpAttrDatabase&)>& visit) const override;
+  std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const override;
+  void sendLeaveAll(IntfId intf) override;
+  const MrpCounters* counters() const override { return mrpCounters_.get(); }
+  Platform::Signal<IntfId>& onFrame() override { return onFrame_; }
+  bool frameInProgress() const override { return framesInProgress_ > 0; }
+  void observerIs(MrpObserver* observer) override { observer_ = observer; }
 
   // --- Inputs and services -----------------------------------------------------------------------
   const Platform::BridgingConfig& brConfig() const { return *brConfig_; }
@@ -81,7 +83,7 @@ class MRP_API MrpSm : public Platform::Entity {
   void hasNotificationActiveIs(bool active) override;
   bool initialized() const { return initialized_; }
   // All machines are in place.
-  bool active() const { return active_; }
+  bool active() const override { return active_; }
 
   Platform::DesiredIntfDir* desiredIntfDir() const { return desiredIntfDir_.get(); }
   Platform::PamCollection* pamCollection() const { return pamCollection_.get(); }
@@ -245,6 +247,7 @@ class MRP_API MrpSm : public Platform::Entity {
   void postToAllTypes(IntfId intf, MrpApplicantEvent applicantEvent,
                       MrpRegistrarEvent registrarEvent);
   Platform::EthAddr sourceAddr(IntfId intf) const;
+  friend class MrpIntfPamSm;
   Platform::Described describeCounters() const;
   Platform::Described describeParseContext() const;
   Platform::Described describePamSm() const;
@@ -305,6 +308,10 @@ class MRP_API MrpSm : public Platform::Entity {
   std::map<std::uint8_t, bool> mrpRxLeaveAll_;
   RefusedEvents refusedEvents_;
 
+  Inputs inputs_;
+  Platform::Signal<IntfId> onFrame_;
+  int framesInProgress_ = 0;
+  MrpObserver* observer_ = nullptr;
   bool initialized_ = false;
   bool active_ = false;
 };

@@ -30,8 +30,11 @@ void MrpIntfPamSm::handleMrpdu() {
   if (mrpSm.mrpStatus()->flood()) flood(*pkt);
   pkt->headDel(kEthHeader);
   mrpSm.parseContext()->intfIdIs(intfId_);
+  ++mrpSm.framesInProgress_;
   mrpSm.parseMrpdu(*pkt);
   mrpSm.processParsedAttributes(intfId_);
+  mrpSm.onFrame_.notify(intfId_);
+  --mrpSm.framesInProgress_;
   mrpSm.mrpCounters()->numOfPktsProcessedInc();
   mrpSm.mrpTransmitTxAttributes();
   rxFutureVersionPdu() = false;

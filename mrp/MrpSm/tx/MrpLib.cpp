@@ -1,4 +1,4 @@
-#include "mrp/MrpSm/tx/MrpLib.h"
+#include "mrp/MrpSm/MrpLib.h"
 
 #include <array>
 
@@ -23,6 +23,8 @@ MrpLib::~MrpLib() = default;
 bool MrpLib::mrpJoinIndication(const MrpParameters&) { return false; }
 void MrpLib::mrpLeaveIndication(const MrpParameters&) {}
 void MrpLib::mrpLeaveAllIndication(const MrpParameters&) {}
+
+Engine* MrpLib::engine() const { return mrpSm_; }
 
 void MrpLib::applicationIs(MrpApplication application) {
   const auto imagesOf = [](auto& rx, auto& tx) {

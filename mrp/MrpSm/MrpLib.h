@@ -16,6 +16,7 @@
 
 namespace Mrp {
 
+class Engine;
 class MrpSm;
 
 // A member kept on purpose to hold its neighbours apart; it carries nothing.
@@ -172,6 +173,7 @@ class MRP_API MrpLib : public Platform::Entity {
   void mrpCurrentTxIntfIs(IntfId intf) { mrpCurrentTxIntf_ = intf; }
 
   // The engine, null until it is initialised and after it is gone. Not owned.
+  Engine* engine() const;
   MrpSm* mrpSm() const { return mrpSm_; }
   void mrpSmIs(MrpSm* mrpSm) { mrpSm_ = mrpSm; }
 
