@@ -29,7 +29,7 @@ struct Key {
   double min = 0;
   double max = 0;
   // The texts that are allowed, with '|' between; empty: any.
-  std::string_view choices;
+  std::string_view choices{};
   // Of a text, or of each one in a list; null: any.
   bool (*good)(std::string_view text) = nullptr;
   // Another value needs another process.
