@@ -28,7 +28,7 @@ enum class Registration : std::uint8_t {
 //
 // The bridge outlives its engines. Ports and settings may change at any time; what depends on them
 // follows at once.
-class MvrpBridge final : public MrpLib, private PortRoles::Listener {
+class MvrpBridge : public MrpLib, private PortRoles::Listener {
  public:
   MvrpBridge();
   ~MvrpBridge() override;
@@ -49,6 +49,7 @@ class MvrpBridge final : public MrpLib, private PortRoles::Listener {
   void declarationIs(IntfId intf, Platform::VlanId vlan, bool declared);
   // Normal at first. Of one VLAN, or of all of them.
   void registrationIs(IntfId intf, Platform::VlanId vlan, Registration registration);
+  void registrationIs(IntfId intf, const VlanSet& vlans, Registration registration);
   void registrationIs(IntfId intf, Registration registration);
 
   // VLANs registered on a port that forwards them, as the neighbour declares or fixed: the port is
