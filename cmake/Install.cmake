@@ -1,4 +1,4 @@
-# Headers, libmrp.so, the applications, the embedded platform, the command, a CMake package and a pkg-config file.
+# Headers, libmrp.so, the applications, the platforms, the command, a CMake package and a pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/mrp)
@@ -11,7 +11,7 @@ foreach(room agent/mvrp mrp platform)
 endforeach()
 
 install(TARGETS mrp EXPORT mrpTargets)
-foreach(library mrp_agent mrp_embedded)
+foreach(library mrp_agent mrp_host mrp_embedded)
   if(TARGET ${library})
     install(TARGETS ${library} EXPORT mrpTargets)
   endif()

@@ -17,8 +17,8 @@ constexpr bool declares(MrpApplicantState state) {
          state == qp;
 }
 
-constexpr bool forwards(PortRoles::Role role) {
-  return role == PortRoles::Role::root || role == PortRoles::Role::designated;
+constexpr bool forwards(Stp::Role role) {
+  return role == Stp::Role::root || role == Stp::Role::designated;
 }
 
 }  // namespace
@@ -56,8 +56,12 @@ void MvrpBridge::start() {
   });
   pamReactor_.watch<&MvrpBridge::handlePam>(mrpSm()->pamCollection()->onPam(), this);
   const auto& stp = mrpSm()->stpStatus();
-  PortRoles::Listener& listener = *this;
-  roles_ = stp ? std::make_unique<PortRoles>(listener, *stp) : nullptr;
+  roles_.reset();
+  if (stp) {
+    Stp::RoleWatcher::Listener& listener = *this;
+    roles_ = std::make_unique<Stp::RoleWatcher>(listener, Stp::RoleWatcher::Gone::tellNone);
+    roles_->watch(*stp);
+  }
   ports_.walk([this](IntfId intf, const std::unique_ptr<Port>&) { handlePam(intf); });
   ports_.walk([this](IntfId, const std::unique_ptr<Port>& port) {
     VlanSet::all().walk([&](std::uint16_t vlan) { contributes(*port, vlan); });
@@ -105,7 +109,7 @@ void MvrpBridge::open(Port& port) {
     askNeighbour(port);
     forward(port, VlanSet::all(), true);
   } else {
-    roles_->repeat(port.intf);
+    roles_->repeat(port.intf.name());
     review(port, VlanSet::all());  // records of an earlier engine, on a port without a role
   }
 }
@@ -125,7 +129,9 @@ void MvrpBridge::close(Port& port) {
 // A change of role in the instance that governs the port makes the engine flush its registrations,
 // of which it tells nobody, or doubt all of them. So the records are read again, and a neighbour is
 // asked for its declarations rather than waited for.
-void MvrpBridge::handleRole(const std::string& msti, IntfId intf, PortRoles::Role role) {
+void MvrpBridge::handleRole(const std::string&, const std::string& msti, const std::string& name,
+                            Stp::Role role) {
+  const IntfId intf(name);
   Port* const p = port(intf);
   if (!p || !p->open || !mrpSm() || mrpSm()->stpStatus()->mode() == Stp::Mode::none) return;
   const VlanSet vlans = vlansOfInstance(msti, mrpSm()->stpStatus()->mode(), mrpSm()->brConfig(),

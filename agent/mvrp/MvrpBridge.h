@@ -3,10 +3,10 @@
 #include <array>
 #include <memory>
 
-#include "agent/mvrp/PortRoles.h"
 #include "agent/mvrp/VlanSet.h"
 #include "mrp/MrpSm/MrpLib.h"
 #include "platform/bridging/VlanId.h"
+#include "platform/stp/RoleWatcher.h"
 
 namespace Mrp {
 
@@ -28,7 +28,7 @@ enum class Registration : std::uint8_t {
 //
 // The bridge outlives its engines. Ports and settings may change at any time; what depends on them
 // follows at once.
-class MvrpBridge : public MrpLib, private PortRoles::Listener {
+class MvrpBridge : public MrpLib, private Stp::RoleWatcher::Listener {
  public:
   MvrpBridge();
   ~MvrpBridge() override;
@@ -64,7 +64,8 @@ class MvrpBridge : public MrpLib, private PortRoles::Listener {
  private:
   struct Port;
 
-  void handleRole(const std::string& msti, IntfId intf, PortRoles::Role role) override;
+  void handleRole(const std::string& stpi, const std::string& msti, const std::string& port,
+                  Stp::Role role) override;
   void handlePam(IntfId intf);
   void open(Port& port);
   void close(Port& port);
@@ -89,7 +90,7 @@ class MvrpBridge : public MrpLib, private PortRoles::Listener {
   VlanSet always_;  // static declarations on every port
   bool starting_ = false;
   Platform::Reactor<IntfId> pamReactor_;
-  std::unique_ptr<PortRoles> roles_;
+  std::unique_ptr<Stp::RoleWatcher> roles_;
 };
 
 }  // namespace Mrp

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "platform/packet/EthFrame.h"
+
 namespace Cli {
 namespace {
 
@@ -16,9 +18,6 @@ constexpr std::array kApplications{
 };
 constexpr std::array<const char*, 5> kMsrpTypes{"", "talker advertise", "talker failed", "listener",
                                                 "domain"};
-constexpr std::size_t kEtherType = 12;
-constexpr std::size_t kTag = 4;
-constexpr std::uint16_t kTpid = 0x8100;
 
 }  // namespace
 
@@ -33,18 +32,11 @@ std::optional<MrpApplication> applicationNamed(std::string_view name) {
   return std::nullopt;
 }
 
-std::optional<std::size_t> etherTypeOffset(OctetSpan frame) {
-  std::size_t offset = kEtherType;
-  if (frame.size() >= offset + 2 && numberAt(frame, offset, 2) == kTpid) offset += kTag;
-  if (frame.size() < offset + 2) return std::nullopt;
-  return offset;
-}
-
 std::optional<MrpApplication> applicationOf(OctetSpan frame) {
-  const auto offset = etherTypeOffset(frame);
+  const auto offset = Platform::EthFrame::etherTypeOffset(frame);
   if (!offset) return std::nullopt;
   for (const ApplicationInfo& info : kApplications) {
-    if (numberAt(frame, *offset, 2) == info.etherType) return info.id;
+    if (Platform::EthFrame::u16(frame, *offset) == info.etherType) return info.id;
   }
   return std::nullopt;
 }

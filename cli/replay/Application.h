@@ -29,8 +29,6 @@ struct ApplicationInfo {
 // `application` is msrp or mvrp.
 const ApplicationInfo& infoOf(Mrp::MrpApplication application);
 std::optional<Mrp::MrpApplication> applicationNamed(std::string_view name);
-// Where the EtherType behind at most one 802.1Q tag is, if a whole one is there.
-std::optional<std::size_t> etherTypeOffset(OctetSpan frame);
 // The application that a frame's EtherType names, if any.
 std::optional<Mrp::MrpApplication> applicationOf(OctetSpan frame);
 

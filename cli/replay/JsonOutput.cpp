@@ -4,13 +4,13 @@
 
 #include "cli/replay/JsonText.h"
 #include "cli/replay/StatusFile.h"
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 
 namespace Cli {
 
 using Json = nlohmann::ordered_json;
 using Platform::Seconds;
-using Platform::Embedded::hexText;
+using Platform::Host::hexText;
 
 void JsonOutput::indication(Seconds time, const Indication& indication) {
   line({{"time", time.value()},

@@ -2,6 +2,7 @@
 
 #include "cli/replay/ValueText.h"
 #include "mrp/types/MrpEnums.h"
+#include "platform/packet/EthFrame.h"
 
 namespace Cli {
 namespace {
@@ -90,7 +91,7 @@ void messageText(Cursor& pdu, MrpApplication application, std::vector<std::strin
 
 std::vector<std::string> mrpduText(OctetSpan frame) {
   std::vector<std::string> lines;
-  const auto offset = etherTypeOffset(frame);
+  const auto offset = Platform::EthFrame::etherTypeOffset(frame);
   const auto application = applicationOf(frame);
   if (!offset || !application) return {"not an MRPDU"};
   Cursor pdu(frame.subspan(*offset + 2));

@@ -62,12 +62,12 @@ void ReplaySession::listen(const ReplayOptions& options) {
   switch_.onTransmit([this](IntfId intf, const Platform::Pkt& pkt) {
     output_.transmitted(clock_->now(), intf.name(), pkt.octets());
   });
-  switch_.eventLog().sinkIs([this](const Platform::Embedded::EventLogRecorder::Message& message) {
+  switch_.eventLog().sinkIs([this](const Platform::Host::EventLogRecorder::Message& message) {
     output_.logged(clock_->now(), message.handle, message.text);
   });
   if (!options.trace) return;
   switch_.trace().levelIs(options.traceLevel);
-  switch_.trace().sinkIs([this, trace = options.trace](const Platform::Trace::Entry& entry) {
+  switch_.trace().sinkAdd([this, trace = options.trace](const Platform::Trace::Entry& entry) {
     trace(clock_->now(), entry);
   });
 }

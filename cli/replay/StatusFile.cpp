@@ -8,7 +8,7 @@
 #include "cli/replay/JsonMembers.h"
 #include "cli/replay/TextFile.h"
 #include "cli/replay/ValueFields.h"
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 
 namespace Cli {
 namespace {
@@ -85,7 +85,7 @@ Json attributesJson(const std::vector<AttributeState>& attributes) {
                     {"key", std::to_string(attribute.key)},
                     {"applicant", stringValue(attribute.applicant)},
                     {"registrar", stringValue(attribute.registrar)},
-                    {"value", Platform::Embedded::hexText(attribute.value)}});
+                    {"value", Platform::Host::hexText(attribute.value)}});
   }
   return list;
 }

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "cli/replay/ValueFields.h"
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 
 namespace Cli {
 namespace {
@@ -77,7 +77,7 @@ std::string valueText(MrpApplication application, std::uint8_t type, OctetSpan v
   }
   if (type == 0 || type > infoOf(application).types ||
       value.size() != valueSize(application, type)) {
-    return Platform::Embedded::hexText(value);
+    return Platform::Host::hexText(value);
   }
   if (application == MrpApplication::mvrp) return std::to_string(numberAt(value, 0, 2));
   switch (type) {

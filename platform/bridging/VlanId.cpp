@@ -4,7 +4,7 @@
 
 namespace Platform {
 
-VlanId::VlanId(std::uint16_t value) : value_(value) {
+VlanId::VlanId(std::uint64_t value) : value_(static_cast<std::uint16_t>(value)) {
   if (value < 1 || value > 4094) {
     throw std::range_error("VlanId::value < 1 or > 4094 not allowed");
   }

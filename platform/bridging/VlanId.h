@@ -11,7 +11,7 @@ namespace Platform {
 class MRP_API VlanId {
  public:
   // Throws std::range_error "VlanId::value < 1 or > 4094 not allowed" for any other value.
-  explicit VlanId(std::uint16_t value);
+  explicit VlanId(std::uint64_t value);
   std::uint16_t value() const { return value_; }
   friend auto operator<=>(VlanId, VlanId) = default;
 

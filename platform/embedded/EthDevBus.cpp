@@ -5,7 +5,7 @@
 namespace Platform::Embedded {
 
 EthDevBus::EthDevBus(Ptr<Clock> clock)
-    : clock_(std::move(clock)), rxPkts_(makePtr<PktAllocator>()) {}
+    : clock_(std::move(clock)), rxPkts_(makePtr<Host::PktAllocator>()) {}
 
 EthDevBus::~EthDevBus() = default;
 

@@ -3,7 +3,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/embedded/PktAllocator.h"
+#include "platform/host/PktAllocator.h"
 #include "platform/interface/IntfMap.h"
 #include "platform/reactor/Signal.h"
 #include "platform/time/Clock.h"
@@ -22,7 +22,7 @@ class EthDevBus final : public PtrInterface {
   Clock& clock() const { return *clock_; }
   // Packets of received frames; apart from the switch's allocator, so that its failures do not
   // touch reception.
-  PktAllocator& rxPkts() { return *rxPkts_; }
+  Host::PktAllocator& rxPkts() { return *rxPkts_; }
 
   // The endpoint opened first of those open on `intf`; null when there is none.
   EthDevPam* endpoint(IntfId intf) const;
@@ -38,7 +38,7 @@ class EthDevBus final : public PtrInterface {
 
  private:
   Ptr<Clock> clock_;
-  Ptr<PktAllocator> rxPkts_;
+  Ptr<Host::PktAllocator> rxPkts_;
   IntfMap<std::vector<EthDevPam*>> endpoints_;
   Signal<IntfId, const Pkt&> onTransmit_;
 };

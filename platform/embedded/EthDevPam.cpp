@@ -2,16 +2,13 @@
 
 #include <algorithm>
 
+#include "platform/packet/EthFrame.h"
+
 namespace Platform::Embedded {
 namespace {
 
-constexpr std::size_t kEthHeader = 14;
 // So that a reader can put a header in front of what it received.
 constexpr std::size_t kRxHeadRoom = 64;
-
-std::uint16_t etherType(std::span<const std::uint8_t> frame) {
-  return static_cast<std::uint16_t>(frame[12] << 8 | frame[13]);
-}
 
 }  // namespace
 
@@ -33,7 +30,7 @@ struct EthDevPam::Delayed {
   Alarm alarm;
 };
 
-EthDevPam::EthDevPam(Ptr<EthDevBus> bus, IntfId intf, EthDevPamConfig config)
+EthDevPam::EthDevPam(Ptr<EthDevBus> bus, IntfId intf, Host::PamConfig config)
     : bus_(std::move(bus)), intf_(intf), config_(std::move(config)) {
   bus_->endpointIs(*this);
 }
@@ -83,14 +80,14 @@ bool EthDevPam::receive(std::span<const std::uint8_t> frame, Seconds unread) {
 }
 
 std::size_t EthDevPam::accepted(std::span<const std::uint8_t> frame) const {
-  if (frame.size() < kEthHeader) return 0;
+  if (frame.size() < EthFrame::kHeader) return 0;
   const bool bound = config_.protocol != EthDevPamManager::kAllProtocols;
-  if (bound && etherType(frame) != config_.protocol) return 0;
+  if (bound && EthFrame::u16(frame, EthFrame::kEtherType) != config_.protocol) return 0;
   std::size_t size = std::min(frame.size(), config_.maxRxPktData);
   if (!config_.filter.empty()) {
     size = std::min<std::size_t>(size, runSocketFilter(config_.filter, frame));
   }
-  return size < kEthHeader ? 0 : size;
+  return size < EthFrame::kHeader ? 0 : size;
 }
 
 bool EthDevPam::queue(std::span<const std::uint8_t> octets) {

@@ -5,25 +5,15 @@
 #include <deque>
 #include <list>
 #include <span>
-#include <vector>
 
 #include "platform/embedded/EthDevBus.h"
-#include "platform/packet/EthDevPamManager.h"
-#include "platform/packet/Pam.h"
+#include "platform/host/DevPam.h"
 
 namespace Platform::Embedded {
 
-// How an endpoint is set up when it is opened.
-struct EthDevPamConfig {
-  std::uint16_t protocol = EthDevPamManager::kAllProtocols;
-  EthAddr listenAddr{};
-  std::vector<FilterInstruction> filter{};  // none: every frame
-  std::size_t maxRxPktData = 65535;
-};
-
 // Packet endpoint on a port of a switch in this process. Always held by Ptr. Closed by close() or
-// when its last reference goes; a closed endpoint gives no frame, sends none and notifies nobody.
-class EthDevPam final : public Pam {
+// when its last reference goes.
+class EthDevPam final : public Host::DevPam {
  public:
   // Frames that wait on a socket before further ones are dropped.
   static constexpr std::size_t kMaxWaiting = 16384;
@@ -35,18 +25,17 @@ class EthDevPam final : public Pam {
     std::uint64_t sent = 0;
   };
 
-  EthDevPam(Ptr<EthDevBus> bus, IntfId intf, EthDevPamConfig config);
+  EthDevPam(Ptr<EthDevBus> bus, IntfId intf, Host::PamConfig config);
   ~EthDevPam() override;
 
   Ptr<Pkt> rxPkt() override;
   void txPktIs(Ptr<Pkt> pkt) override;
-  bool ethDevPam() const override { return true; }
   bool rxPktWaiting() const override { return !waiting_.empty(); }
 
   IntfId intfId() const { return intf_; }
-  const EthDevPamConfig& config() const { return config_; }
+  const Host::PamConfig& config() const { return config_; }
   bool open() const { return open_; }
-  void close();
+  void close() override;
 
   // A frame from outside. Queued at once when it is accepted; the notification comes `unread`
   // later. False when the frame is refused.
@@ -65,7 +54,7 @@ class EthDevPam final : public Pam {
 
   Ptr<EthDevBus> bus_;
   IntfId intf_;
-  EthDevPamConfig config_;
+  Host::PamConfig config_;
   bool open_ = true;
   std::deque<Ptr<Pkt>> waiting_;
   std::list<Delayed> delayed_;

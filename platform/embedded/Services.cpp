@@ -1,28 +1,22 @@
 #include "platform/embedded/Services.h"
 
-#include "platform/embedded/IntfStatusRoot.h"
-#include "platform/embedded/PamManager.h"
+#include "platform/embedded/EthDevPam.h"
+#include "platform/host/PamManager.h"
 
 namespace Platform::Embedded {
 
 Services::Services(Ptr<Clock> clock)
-    : clock_(std::move(clock)),
-      trace_(makePtr<Trace>()),
-      eventLog_(makePtr<EventLogRecorder>()),
-      pktAllocator_(makePtr<PktAllocator>()),
-      bus_(makePtr<EthDevBus>(clock_)) {}
+    : Host::Services(clock), bus_(makePtr<EthDevBus>(std::move(clock))) {}
 
 Services::~Services() = default;
-
-Ptr<IntfStatusManagerRoot> Services::intfStatusManagerRoot(Ptr<IntfStatusDir> all,
-                                                           Ptr<IntfStatusDir> local) {
-  return makePtr<IntfStatusRoot>(std::move(all), std::move(local));
-}
 
 Ptr<EthDevPamManager> Services::ethDevPamManager(Ptr<DesiredIntfDir> desired,
                                                  Ptr<PamCollection> pams,
                                                  Ptr<DeviceIntfStatusDir> devices) {
-  return makePtr<PamManager>(bus_, std::move(desired), std::move(pams), std::move(devices));
+  const auto open = [bus = bus_](IntfId intf, const Host::PamConfig& config) {
+    return Ptr<Host::DevPam>(makePtr<EthDevPam>(bus, intf, config));
+  };
+  return makePtr<Host::PamManager>(open, std::move(desired), std::move(pams), std::move(devices));
 }
 
 }  // namespace Platform::Embedded

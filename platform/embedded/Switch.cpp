@@ -16,44 +16,16 @@ struct Switch::Hook {
 
 Switch::Switch(Ptr<Clock> clock, const Options& options)
     : clock_(std::move(clock)),
-      bridgingConfig_(makePtr<BridgingConfig>()),
-      topologyConfig_(makePtr<BridgingTopologyConfig>()),
-      stpStatus_(makePtr<Stp::StpStatus>()),
-      ethPhyIntfStatusDir_(makePtr<EthPhyIntfStatusDir>()),
-      allIntfStatusDir_(makePtr<IntfStatusDir>()),
-      allIntfStatusLocalDir_(makePtr<IntfStatusDir>()),
-      deviceIntfStatusDir_(makePtr<DeviceIntfStatusDir>()),
       services_(makePtr<Services>(clock_)),
-      stateDatabase_(makePtr<StateDatabase>(services_, options.name, options.defaultNamespace)),
+      attrLog_(makePtr<AttrLogSocket>()),
+      stateDatabase_(
+          makePtr<Host::StateDatabase>(services_, options.name, options.defaultNamespace)),
       bus_(&services_->bus()) {
-  stateDatabase_->attrLogIs(makePtr<AttrLogSocket>());
-  mountEntities();
+  stateDatabase_->attrLogIs(attrLog_);
+  stateDatabase_->directoriesAre(*this);
 }
 
 Switch::~Switch() = default;
-
-void Switch::mountEntities() {
-  StateDatabase& db = *stateDatabase_;
-  db.entityIs("interface/status/all", allIntfStatusDir_);
-  db.entityIs("interface/status/local", allIntfStatusLocalDir_);
-  db.entityIs(StateDatabase::deviceTablePath(db.defaultNamespace()), deviceIntfStatusDir_);
-}
-
-IntfId Switch::portIs(std::string_view name, EthAddr mac, std::uint32_t mtu) {
-  const IntfId intf(name);
-  allIntfStatusDir_->intfStatusIs(intf, {mtu});
-  allIntfStatusLocalDir_->intfStatusIs(intf, {mtu});
-  ethPhyIntfStatusDir_->ethPhyIntfStatusIs(intf, {mac});
-  deviceIntfStatusDir_->deviceIs(intf);  // last: the endpoint may open in here
-  return intf;
-}
-
-void Switch::portDel(IntfId intf) {
-  deviceIntfStatusDir_->deviceDel(intf);
-  ethPhyIntfStatusDir_->ethPhyIntfStatusDel(intf);
-  allIntfStatusLocalDir_->intfStatusDel(intf);
-  allIntfStatusDir_->intfStatusDel(intf);
-}
 
 bool Switch::receive(IntfId intf, std::span<const std::uint8_t> frame, Seconds unread) {
   return bus_->receive(intf, frame, unread);

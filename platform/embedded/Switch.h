@@ -4,19 +4,18 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "platform/bridging/BridgingConfig.h"
+#include "platform/embedded/AttrLogSocket.h"
 #include "platform/embedded/EthDevPam.h"
-#include "platform/embedded/StateDatabase.h"
-#include "platform/stp/StpStatus.h"
+#include "platform/embedded/Services.h"
+#include "platform/host/StateDatabase.h"
 
 namespace Platform::Embedded {
 
 // The whole platform of one switch, with everything that an engine is constructed from. Shares
 // nothing with another switch but the clock. What an engine still refers to outlives the switch.
-class Switch {
+class Switch : public Host::Directories {
  public:
   struct Options {
     std::string name = "switch";  // of the state database and its attribute log
@@ -31,24 +30,13 @@ class Switch {
   Switch& operator=(const Switch&) = delete;
 
   const Ptr<Clock>& clock() const { return clock_; }
-  const Ptr<BridgingConfig>& bridgingConfig() const { return bridgingConfig_; }
-  const Ptr<BridgingTopologyConfig>& bridgingTopologyConfig() const { return topologyConfig_; }
-  const Ptr<Stp::StpStatus>& stpStatus() const { return stpStatus_; }
-  const Ptr<EthPhyIntfStatusDir>& ethPhyIntfStatusDir() const { return ethPhyIntfStatusDir_; }
-  const Ptr<IntfStatusDir>& allIntfStatusDir() const { return allIntfStatusDir_; }
-  const Ptr<IntfStatusDir>& allIntfStatusLocalDir() const { return allIntfStatusLocalDir_; }
-  const Ptr<DeviceIntfStatusDir>& deviceIntfStatusDir() const { return deviceIntfStatusDir_; }
-  const Ptr<StateDatabase>& stateDatabase() const { return stateDatabase_; }
+  const Ptr<Host::StateDatabase>& stateDatabase() const { return stateDatabase_; }
 
   Trace& trace() const { return services_->trace(); }
-  EventLogRecorder& eventLog() const { return services_->eventLog(); }
-  AttrLogSocket& attrLog() const { return *stateDatabase_->attrLog(); }
-  PktAllocator& pktAllocator() const { return services_->pktManager(); }
+  Host::EventLogRecorder& eventLog() const { return services_->eventLog(); }
+  AttrLogSocket& attrLog() const { return *attrLog_; }
+  Host::PktAllocator& pktAllocator() const { return services_->pktManager(); }
   const Ptr<EthDevBus>& bus() const { return bus_; }
-
-  // Creates a port with its status, MAC address and device, or changes those of an existing one.
-  IntfId portIs(std::string_view name, EthAddr mac, std::uint32_t mtu = 1500);
-  void portDel(IntfId intf);
 
   // A frame from outside. False when the port has no open endpoint, or none that accepts it. It
   // waits `unread` on the socket before its reader is notified.
@@ -62,18 +50,10 @@ class Switch {
  private:
   struct Hook;
 
-  void mountEntities();
-
   Ptr<Clock> clock_;
-  Ptr<BridgingConfig> bridgingConfig_;
-  Ptr<BridgingTopologyConfig> topologyConfig_;
-  Ptr<Stp::StpStatus> stpStatus_;
-  Ptr<EthPhyIntfStatusDir> ethPhyIntfStatusDir_;
-  Ptr<IntfStatusDir> allIntfStatusDir_;
-  Ptr<IntfStatusDir> allIntfStatusLocalDir_;
-  Ptr<DeviceIntfStatusDir> deviceIntfStatusDir_;
   Ptr<Services> services_;
-  Ptr<StateDatabase> stateDatabase_;
+  Ptr<AttrLogSocket> attrLog_;
+  Ptr<Host::StateDatabase> stateDatabase_;
   Ptr<EthDevBus> bus_;
   std::vector<std::unique_ptr<Hook>> hooks_;
 };

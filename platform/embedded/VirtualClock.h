@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/embedded/AlarmQueue.h"
+#include "platform/host/AlarmQueue.h"
 
 namespace Platform::Embedded {
 
@@ -24,7 +24,7 @@ class VirtualClock final : public Clock {
  private:
   Seconds now_;
   bool running_ = false;
-  AlarmQueue alarms_;
+  Host::AlarmQueue alarms_;
 };
 
 }  // namespace Platform::Embedded

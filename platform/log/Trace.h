@@ -33,7 +33,8 @@ class MRP_API Trace : public PtrInterface {
   // Keeps an exceptional event whatever the level is.
   void record(std::string text) { emit({-1, std::move(text)}); }
 
-  void sinkIs(Sink sink) { sinks_.push_back(std::move(sink)); }
+  // Another sink, which sees what is emitted from now on.
+  void sinkAdd(Sink sink) { sinks_.push_back(std::move(sink)); }
   // The latest entries, oldest first.
   std::vector<Entry> ring() const;
 

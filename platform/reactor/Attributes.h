@@ -14,7 +14,8 @@ namespace Platform {
 struct AttributeInfo {
   std::string_view name;
   Value (*get)(const void* object) = nullptr;
-  // False when the value has another type or lies outside the attribute's range.
+  // False when the value has another type, lies outside the attribute's range or is refused by the
+  // setter; a range error of the setter passes through. True only when the value was written.
   bool (*set)(void* object, const Value& value) = nullptr;
   void (*copy)(const void* from, void* to) = nullptr;
 };
@@ -89,6 +90,20 @@ struct ArgumentOf<R (C::*)(A)> {
   using Type = std::remove_cvref_t<A>;
 };
 
+// Hands a value to a setter or an operation. One that returns bool may refuse the value.
+template <class T, auto Set, class V>
+bool write(void* object, const Value& value) {
+  const std::optional<V> v = ValueCodec<V>::fromValue(value);
+  if (!v) return false;
+  T& target = *static_cast<T*>(object);
+  if constexpr (std::same_as<decltype((target.*Set)(*v)), bool>) {
+    return (target.*Set)(*v);
+  } else {
+    (target.*Set)(*v);
+    return true;
+  }
+}
+
 }  // namespace Detail
 
 // Describes attribute `name` of T by its accessor pair.
@@ -99,11 +114,7 @@ constexpr AttributeInfo attribute(std::string_view name) {
           [](const void* object) {
             return ValueCodec<V>::toValue((static_cast<const T*>(object)->*Get)());
           },
-          [](void* object, const Value& value) {
-            auto v = ValueCodec<V>::fromValue(value);
-            if (v) (static_cast<T*>(object)->*Set)(*v);
-            return v.has_value();
-          },
+          &Detail::write<T, Set, V>,
           [](const void* from, void* to) {
             (static_cast<T*>(to)->*Set)((static_cast<const T*>(from)->*Get)());
           }};
@@ -124,13 +135,7 @@ constexpr AttributeInfo readOnlyAttribute(std::string_view name) {
 template <class T, auto Call>
 constexpr AttributeInfo operation(std::string_view name) {
   using V = typename Detail::ArgumentOf<decltype(Call)>::Type;
-  return {name, nullptr,
-          [](void* object, const Value& value) {
-            auto v = ValueCodec<V>::fromValue(value);
-            if (v) (static_cast<T*>(object)->*Call)(*v);
-            return v.has_value();
-          },
-          nullptr};
+  return {name, nullptr, &Detail::write<T, Call, V>, nullptr};
 }
 
 // For a type with a static member `attributeTable()` (a span of AttributeInfo).

@@ -2,7 +2,9 @@
 
 #include <compare>
 #include <cstdint>
+#include <iosfwd>
 #include <limits>
+#include <string>
 
 #include "platform/reactor/Attributes.h"
 
@@ -24,6 +26,9 @@ class Seconds {
   constexpr std::int64_t nanoseconds() const { return ns_; }
   constexpr double value() const { return static_cast<double>(ns_) / 1e9; }
 
+  // In decimal seconds with all the digits it takes and no more: "100800.1", "0", "-0.000000001".
+  MRP_API std::string stringValue() const;
+
   friend constexpr Seconds operator+(Seconds a, Seconds b) {
     std::int64_t sum = 0;
     if (__builtin_add_overflow(a.ns_, b.ns_, &sum)) sum = b.ns_ > 0 ? kNever : -kNever;
@@ -42,6 +47,9 @@ class Seconds {
 
   std::int64_t ns_ = 0;
 };
+
+// As stringValue(), whatever the format of `out` is.
+MRP_API std::ostream& operator<<(std::ostream& out, Seconds seconds);
 
 template <>
 struct ValueCodec<Seconds> {

@@ -16,7 +16,7 @@ struct Scenario {
   explicit Scenario(const App& of) : app(of) {
     left.port(2);
     left.sw->trace().levelIs(4);
-    left.sw->trace().sinkIs([this](const Trace::Entry& entry) {
+    left.sw->trace().sinkAdd([this](const Trace::Entry& entry) {
       if (entry.text.starts_with("Packet allocation failed")) ++traced;
     });
   }
@@ -87,7 +87,7 @@ struct Scenario {
   std::uint64_t closed = 0;
 };
 
-using Embedded::PktAllocator;
+using Host::PktAllocator;
 
 // The switch has two allocators: of packets to be sent, and of received ones.
 struct Case {

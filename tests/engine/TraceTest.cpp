@@ -11,7 +11,7 @@ namespace {
 class TraceTest : public EngineTest {
  protected:
   TraceTest() {
-    st.sw->trace().sinkIs([this](const Trace::Entry& entry) { entries.push_back(entry); });
+    st.sw->trace().sinkAdd([this](const Trace::Entry& entry) { entries.push_back(entry); });
   }
   // The level of a line, -2 when it has not come.
   int levelOf(const std::string& text) const {

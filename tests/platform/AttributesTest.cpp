@@ -3,10 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
-#include "platform/embedded/JsonDump.h"
+#include "platform/bridging/VlanId.h"
+#include "platform/host/JsonDump.h"
 #include "platform/interface/IntfId.h"
 #include "platform/packet/EthAddr.h"
 #include "platform/time/Seconds.h"
@@ -26,6 +31,8 @@ class Sample {
         attribute<Sample, &Sample::port, &Sample::portIs>("port"),
         attribute<Sample, &Sample::period, &Sample::periodIs>("period"),
         readOnlyAttribute<Sample, &Sample::writes>("writes"),
+        attribute<Sample, &Sample::even, &Sample::evenIs>("even"),
+        attribute<Sample, &Sample::vlan, &Sample::vlanIs>("vlan"),
         operation<Sample, &Sample::reset>("reset"),
     };
     return table;
@@ -40,6 +47,14 @@ class Sample {
   Seconds period() const { return period_; }
   void periodIs(Seconds v) { period_ = v, ++writes_; }
   std::uint32_t writes() const { return writes_; }
+  std::uint32_t even() const { return even_; }
+  // Refuses odd numbers.
+  bool evenIs(std::uint32_t v) {
+    if (v % 2 == 0) even_ = v;
+    return v % 2 == 0;
+  }
+  std::uint64_t vlan() const { return vlan_.value(); }
+  void vlanIs(std::uint64_t v) { vlan_ = VlanId(v); }
   void reset(bool everything) {
     small_ = 0;
     if (everything) on_ = false;
@@ -51,6 +66,8 @@ class Sample {
   IntfId port_{"port3"};
   Seconds period_ = 0.6;
   std::uint32_t writes_ = 0;
+  std::uint32_t even_ = 2;
+  VlanId vlan_{1};
 };
 
 TEST(AttributesTest, CopierWritesWhatCanBeWritten) {
@@ -83,15 +100,52 @@ TEST(AttributesTest, ByNameChecksTypeAndRange) {
   EXPECT_FALSE(sample.on());
 }
 
+TEST(AttributesTest, RefusedValuesAreNeverWritten) {
+  Sample sample;
+  const Described d = described(sample);
+  EXPECT_FALSE(attributeValueIs(d, "even", Value(std::uint64_t{7})));
+  EXPECT_EQ(sample.even(), 2u);
+  EXPECT_TRUE(attributeValueIs(d, "even", Value(std::uint64_t{8})));
+  EXPECT_EQ(sample.even(), 8u);
+  EXPECT_FALSE(attributeValueIs(d, "even", Value(std::uint64_t{1} << 32)));
+  EXPECT_FALSE(attributeValueIs(d, "even", Value(std::int64_t{-8})));
+  for (const std::uint64_t wrong : {0u, 4095u, 65536u, 65636u}) {
+    EXPECT_THROW(attributeValueIs(d, "vlan", Value(wrong)), std::range_error) << wrong;
+  }
+  EXPECT_EQ(sample.vlan(), 1u);
+  EXPECT_TRUE(attributeValueIs(d, "vlan", Value(std::uint64_t{4094})));
+}
+
 TEST(AttributesTest, DumpShowsEveryKindOfValue) {
   Sample sample;
   const Value::Members members{{Value(std::uint64_t{7}), Value(described(sample))},
                                {Value("x"), Value(Value::Octets{0x0a, 0xff})},
                                {Value(Value::Octets{1}), Value()}};
-  EXPECT_EQ(Embedded::jsonDump(Value(members)).dump(),
-            R"({"7":{"small":3,"on":true,"port":"port3","period":0.6,"writes":0},)"
-            R"("x":"0aff","01":null})");
-  EXPECT_EQ(Embedded::jsonDump(Described{}).dump(), "{}");
+  EXPECT_EQ(
+      Host::jsonDump(Value(members)).dump(),
+      R"({"7":{"small":3,"on":true,"port":"port3","period":0.6,"writes":0,"even":2,"vlan":1},)"
+      R"("x":"0aff","01":null})");
+  EXPECT_EQ(Host::jsonDump(Described{}).dump(), "{}");
+}
+
+TEST(SecondsText, SaysEveryDigitAndNoMore) {
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  const std::pair<Seconds, const char*> texts[] = {
+      {0, "0"},
+      {100800.1, "100800.1"},
+      {12, "12"},
+      {-0.5, "-0.5"},
+      {Seconds::fromNanoseconds(1), "0.000000001"},
+      {Seconds::fromNanoseconds(-1'000'000'010), "-1.00000001"},
+      {Seconds::fromNanoseconds(86'400'123'456'789), "86400.123456789"},
+      {Seconds::never(), "9223372036.854775807"},
+      {Seconds::fromNanoseconds(-kTop - 1), "-9223372036.854775808"},
+  };
+  for (const auto& [seconds, text] : texts) {
+    std::ostringstream out;
+    out << std::hex << seconds;
+    EXPECT_EQ(out.str(), text);
+  }
 }
 
 TEST(EthAddrText, ParsesExactlyItsForm) {

@@ -5,14 +5,14 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/embedded/MonotonicClock.h"
 #include "platform/embedded/VirtualClock.h"
+#include "platform/host/MonotonicClock.h"
 
 namespace {
 
 using namespace Platform;
-using Embedded::MonotonicClock;
 using Embedded::VirtualClock;
+using Host::MonotonicClock;
 
 struct Bell {
   Bell(Clock& clock, std::function<void()> call, Alarm::Class cls = Alarm::Class::review)

@@ -12,14 +12,14 @@ namespace {
 
 using namespace PlatformTest;
 using Embedded::EthDevPam;
-using Embedded::EthDevPamConfig;
 using Embedded::Switch;
 using Embedded::VirtualClock;
+using Host::PamConfig;
 using Marks = std::vector<std::uint8_t>;
 
 class EndpointTest : public testing::Test {
  protected:
-  Ptr<EthDevPam> opened(EthDevPamConfig config = {}) {
+  Ptr<EthDevPam> opened(PamConfig config = {}) {
     return makePtr<EthDevPam>(sw->bus(), port, std::move(config));
   }
 

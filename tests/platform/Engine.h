@@ -12,9 +12,10 @@ using namespace Platform;
 
 // What an engine sets up on a switch to have endpoints.
 struct Endpoints {
+  Endpoints(PlatformServices& services, const Ptr<DeviceIntfStatusDir>& devices)
+      : manager(services.ethDevPamManager(desired, pams, devices)) {}
   explicit Endpoints(Embedded::Switch& on)
-      : manager(on.stateDatabase()->services().ethDevPamManager(desired, pams,
-                                                                on.deviceIntfStatusDir())) {}
+      : Endpoints(on.stateDatabase()->services(), on.deviceIntfStatusDir()) {}
 
   Ptr<DesiredIntfDir> desired = makePtr<DesiredIntfDir>();
   Ptr<PamCollection> pams = makePtr<PamCollection>();

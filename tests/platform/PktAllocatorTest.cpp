@@ -1,4 +1,4 @@
-#include "platform/embedded/PktAllocator.h"
+#include "platform/host/PktAllocator.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 namespace {
 
 using namespace Platform;
-using Embedded::PktAllocator;
+using Host::PktAllocator;
 
 TEST(PktAllocatorTest, ReleasedPacketsComeBackEmptyWithTheRoomAskedFor) {
   auto pkts = makePtr<PktAllocator>();

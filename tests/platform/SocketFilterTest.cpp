@@ -4,20 +4,14 @@
 
 #include <vector>
 
+#include "platform/packet/GroupFilter.h"
+
 namespace {
 
 using namespace Platform;
 using namespace Platform::FilterCode;
 using Program = std::vector<FilterInstruction>;
 using Frame = std::vector<std::uint8_t>;
-
-// Frames to one group address with one EtherType, behind at most one tag.
-Program groupProgram(std::uint16_t upper, std::uint32_t lower, std::uint16_t type) {
-  return {{kLoadWordAbs, 0, 0, 2},    {kJumpEqual, 0, 8, lower}, {kLoadHalfAbs, 0, 0, 0},
-          {kJumpEqual, 0, 6, upper},  {kLoadHalfAbs, 0, 0, 12},  {kJumpEqual, 3, 0, type},
-          {kJumpEqual, 0, 3, 0x8100}, {kLoadHalfAbs, 0, 0, 16},  {kJumpEqual, 0, 1, type},
-          {kReturn, 0, 0, 0xffff},    {kReturn, 0, 0, 0}};
-}
 
 Frame frame(std::initializer_list<std::uint8_t> head, std::size_t size = 60) {
   Frame octets(head);
@@ -26,7 +20,7 @@ Frame frame(std::initializer_list<std::uint8_t> head, std::size_t size = 60) {
 }
 
 TEST(SocketFilter, GroupAddressAndTypeBehindOneTag) {
-  const Program program = groupProgram(0x0180, 0xc2000021, 0x88f5);
+  const Program program = groupFilter(EthAddr::fromNumber(0x0180c2000021), 0x88f5);
   ASSERT_TRUE(filterIsValid(program));
   const auto run = [&](const Frame& f) { return runSocketFilter(program, f); };
 #define MACS 0x01, 0x80, 0xc2, 0x00, 0x00, 0x21, 2, 0, 0, 0, 0, 1

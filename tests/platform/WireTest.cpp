@@ -35,8 +35,8 @@ struct Pair {
   Ptr<VirtualClock> clock = makePtr<VirtualClock>();
   Switch left{clock}, right{clock};
   IntfId p1 = left.portIs("port1", mac(1)), p2 = right.portIs("port2", mac(2));
-  Ptr<EthDevPam> a = makePtr<EthDevPam>(left.bus(), p1, Embedded::EthDevPamConfig{});
-  Ptr<EthDevPam> b = makePtr<EthDevPam>(right.bus(), p2, Embedded::EthDevPamConfig{});
+  Ptr<EthDevPam> a = makePtr<EthDevPam>(left.bus(), p1, Host::PamConfig{});
+  Ptr<EthDevPam> b = makePtr<EthDevPam>(right.bus(), p2, Host::PamConfig{});
   Reader atA{a, clock}, atB{b, clock};
   Wire wire;
 };
@@ -116,8 +116,8 @@ TEST(WireTest, JoinsTwoPortsOfOneSwitchAndMayGoBeforeOrAfterIt) {
   auto clock = makePtr<VirtualClock>();
   auto sw = std::make_unique<Switch>(clock);
   const IntfId p1 = sw->portIs("port1", mac(1)), p2 = sw->portIs("port2", mac(2));
-  auto a = makePtr<EthDevPam>(sw->bus(), p1, Embedded::EthDevPamConfig{});
-  auto b = makePtr<EthDevPam>(sw->bus(), p2, Embedded::EthDevPamConfig{});
+  auto a = makePtr<EthDevPam>(sw->bus(), p1, Host::PamConfig{});
+  auto b = makePtr<EthDevPam>(sw->bus(), p2, Host::PamConfig{});
   Reader atA(a), atB(b);
   Wire wire(*sw, p1, *sw, p2);
   a->txPktIs(packet(frame(0, 5)));

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/replay/CaptureReader.h"
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 #include "tests/replay/Support.h"
 
 // The command as people run it.
@@ -186,7 +186,7 @@ TEST(Replay, WritesTheFramesItSentAtTheirTimes) {
   std::vector<std::pair<double, std::string>> written;
   for (const Cli::CapturedFrame& frame : Cli::readCapture(dir.path("out.pcap"))) {
     written.emplace_back(static_cast<double>(frame.at) / 1e9,
-                         Platform::Embedded::hexText(frame.octets));
+                         Platform::Host::hexText(frame.octets));
   }
   EXPECT_EQ(written, told);
   EXPECT_EQ(written.size(), 4u);

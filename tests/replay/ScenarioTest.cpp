@@ -7,14 +7,14 @@
 #include "cli/replay/Inputs.h"
 #include "cli/replay/ScenarioReader.h"
 #include "cli/replay/ValueFields.h"
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 #include "tests/replay/Support.h"
 
 namespace {
 
 using namespace ReplayTest;
 using Mrp::MrpApplication;
-using Platform::Embedded::hexText;
+using Platform::Host::hexText;
 using testing::HasSubstr;
 
 // The last action of a scenario.

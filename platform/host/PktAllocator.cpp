@@ -1,10 +1,10 @@
-#include "platform/embedded/PktAllocator.h"
+#include "platform/host/PktAllocator.h"
 
 #include <array>
 #include <memory>
 #include <vector>
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 namespace {
 
 // A short frame, an ordinary one, one of the receive limit, a jumbo one with room; larger packets
@@ -78,4 +78,4 @@ bool PktAllocator::fails() {
   return true;
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -1,8 +1,8 @@
-#include "platform/embedded/JsonDump.h"
+#include "platform/host/JsonDump.h"
 
 #include <nlohmann/json.hpp>
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -59,4 +59,4 @@ Json jsonDump(const Described& object) {
   return json;
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

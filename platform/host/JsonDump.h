@@ -4,7 +4,7 @@
 
 #include "platform/reactor/Attributes.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // An entity as JSON: one member an attribute that can be read, in the order of its description.
 // Octets are hexadecimal text, collections objects by key, times seconds, no value is null.
@@ -14,4 +14,4 @@ nlohmann::ordered_json jsonDump(const Value& value);
 // Two lower-case digits an octet.
 std::string hexText(std::span<const std::uint8_t> octets);
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

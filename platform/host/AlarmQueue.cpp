@@ -1,11 +1,11 @@
-#include "platform/embedded/AlarmQueue.h"
+#include "platform/host/AlarmQueue.h"
 
 #include <algorithm>
 #include <tuple>
 
 #include "platform/Assert.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 bool AlarmQueue::Earlier::operator()(const Alarm* a, const Alarm* b) const {
   const auto place = [](const Alarm* alarm) {
@@ -41,4 +41,4 @@ void AlarmQueue::serveFirst() {
   first->fire();
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

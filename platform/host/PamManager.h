@@ -1,17 +1,23 @@
 #pragma once
 
-#include "platform/embedded/EthDevPam.h"
+#include <functional>
+
+#include "platform/host/DevPam.h"
 #include "platform/interface/IntfStatus.h"
 #include "platform/packet/PamDirs.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // Opens and closes the endpoints of one engine. Endpoints open in the order of their ports when the
 // manager is enabled, later in the order in which ports become desired. When the manager goes away
 // its endpoints are closed but stay in the collection, for nobody is to be notified by then.
 class PamManager final : public EthDevPamManager {
  public:
-  PamManager(Ptr<EthDevBus> bus, Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
+  // How the platform opens an endpoint. Null when it cannot be had: it is asked for again at the
+  // next change of the port's wish or device.
+  using Open = std::function<Ptr<DevPam>(IntfId, const PamConfig&)>;
+
+  PamManager(Open open, Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
              Ptr<DeviceIntfStatusDir> devices);
   ~PamManager() override;
 
@@ -24,7 +30,7 @@ class PamManager final : public EthDevPamManager {
 
   bool enabled() const { return enabled_; }
   bool socketPerIntf() const { return socketPerIntf_; }
-  const EthDevPamConfig& config() const { return config_; }
+  const PamConfig& config() const { return config_; }
 
  private:
   // Opens or closes the endpoint of `intf` as its state asks for.
@@ -32,16 +38,16 @@ class PamManager final : public EthDevPamManager {
   void open(IntfId intf);
   void close(IntfId intf);
 
-  Ptr<EthDevBus> bus_;
+  Open opener_;
   Ptr<DesiredIntfDir> desired_;
   Ptr<PamCollection> pams_;
   Ptr<DeviceIntfStatusDir> devices_;
-  EthDevPamConfig config_;
+  PamConfig config_;
   bool socketPerIntf_ = false;
   bool enabled_ = false;
-  IntfMap<Ptr<EthDevPam>> open_;
+  IntfMap<Ptr<DevPam>> open_;
   Reactor<IntfId> desiredReactor_;
   Reactor<IntfId> deviceReactor_;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -1,8 +1,9 @@
-#include "platform/embedded/StateDatabase.h"
+#include "platform/host/StateDatabase.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
-StateDatabase::StateDatabase(Ptr<Services> services, std::string name, std::string defaultNamespace)
+StateDatabase::StateDatabase(Ptr<PlatformServices> services, std::string name,
+                             std::string defaultNamespace)
     : services_(std::move(services)),
       name_(std::move(name)),
       defaultNamespace_(std::move(defaultNamespace)) {}
@@ -27,8 +28,14 @@ void StateDatabase::entityIs(const std::string& name, Ptr<Entity> entity) {
   entities_[name] = std::move(entity);
 }
 
+void StateDatabase::directoriesAre(const Directories& directories) {
+  entityIs("interface/status/all", directories.allIntfStatusDir());
+  entityIs("interface/status/local", directories.allIntfStatusLocalDir());
+  entityIs(deviceTablePath(defaultNamespace_), directories.deviceIntfStatusDir());
+}
+
 Ptr<AttrLogOutput> StateDatabase::attrLogOutput(const std::string& name) {
   return name == name_ ? attrLog_ : nullptr;
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

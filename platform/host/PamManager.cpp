@@ -1,10 +1,10 @@
-#include "platform/embedded/PamManager.h"
+#include "platform/host/PamManager.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
-PamManager::PamManager(Ptr<EthDevBus> bus, Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
+PamManager::PamManager(Open open, Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
                        Ptr<DeviceIntfStatusDir> devices)
-    : bus_(std::move(bus)),
+    : opener_(std::move(open)),
       desired_(std::move(desired)),
       pams_(std::move(pams)),
       devices_(std::move(devices)) {
@@ -13,7 +13,7 @@ PamManager::PamManager(Ptr<EthDevBus> bus, Ptr<DesiredIntfDir> desired, Ptr<PamC
 }
 
 PamManager::~PamManager() {
-  open_.walk([](IntfId, Ptr<EthDevPam>& pam) { pam->close(); });
+  open_.walk([](IntfId, Ptr<DevPam>& pam) { pam->close(); });
 }
 
 void PamManager::socketFilterIs(std::vector<FilterInstruction> program) {
@@ -26,7 +26,7 @@ void PamManager::enabledIs(bool enabled) {
   if (enabled) {
     desired_->intfDesired().walk([this](IntfId intf, bool) { review(intf); });
   } else {
-    open_.walk([this](IntfId intf, const Ptr<EthDevPam>&) { review(intf); });
+    open_.walk([this](IntfId intf, const Ptr<DevPam>&) { review(intf); });
   }
 }
 
@@ -41,16 +41,17 @@ void PamManager::review(IntfId intf) {
 }
 
 void PamManager::open(IntfId intf) {
-  const auto pam = makePtr<EthDevPam>(bus_, intf, config_);
+  const Ptr<DevPam> pam = opener_(intf, config_);
+  if (!pam) return;
   open_.is(intf) = pam;
   pams_->pamIs(intf, pam);
 }
 
 void PamManager::close(IntfId intf) {
-  const Ptr<EthDevPam> pam = *open_.find(intf);
+  const Ptr<DevPam> pam = *open_.find(intf);
   open_.del(intf);
   pam->close();
   pams_->pamDel(intf);
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -6,7 +6,7 @@
 
 #include "platform/interface/IntfStatus.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 class IntfStatusRoot final : public IntfStatusManagerRoot {
  public:
@@ -25,4 +25,4 @@ class IntfStatusRoot final : public IntfStatusManagerRoot {
   std::set<std::string> managers_;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -3,11 +3,10 @@
 #include <map>
 #include <string>
 
-#include "platform/embedded/AttrLogSocket.h"
-#include "platform/embedded/Services.h"
+#include "platform/host/Directories.h"
 #include "platform/state/EntityManager.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // The state database of one switch, in memory: one table of entities by path or name.
 class StateDatabase final : public EntityManager {
@@ -16,7 +15,7 @@ class StateDatabase final : public EntityManager {
   static constexpr const char* kDeviceTableType = "KernelNetInfo::Status";
   static std::string deviceTablePath(const std::string& ns) { return "kni/ns/" + ns + "/status"; }
 
-  StateDatabase(Ptr<Services> services, std::string name, std::string defaultNamespace);
+  StateDatabase(Ptr<PlatformServices> services, std::string name, std::string defaultNamespace);
   ~StateDatabase() override;
 
   std::string name() const override { return name_; }
@@ -27,19 +26,20 @@ class StateDatabase final : public EntityManager {
   void entityDel(const std::string& name) override { entities_.erase(name); }
   Ptr<AttrLogOutput> attrLogOutput(const std::string& name) override;
   std::string defaultNamespace() const override { return defaultNamespace_; }
-  Services& services() override { return *services_; }
+  PlatformServices& services() override { return *services_; }
 
+  // Mounts what an engine looks up by path.
+  void directoriesAre(const Directories& directories);
   // The one output of this database, known under its name; null while it has none.
-  const Ptr<AttrLogSocket>& attrLog() const { return attrLog_; }
-  void attrLogIs(Ptr<AttrLogSocket> attrLog) { attrLog_ = std::move(attrLog); }
+  void attrLogIs(Ptr<AttrLogOutput> attrLog) { attrLog_ = std::move(attrLog); }
   const std::map<std::string, Ptr<Entity>>& entities() const { return entities_; }
 
  private:
-  Ptr<Services> services_;
+  Ptr<PlatformServices> services_;
   std::string name_;
   std::string defaultNamespace_;
   std::map<std::string, Ptr<Entity>> entities_;
-  Ptr<AttrLogSocket> attrLog_;
+  Ptr<AttrLogOutput> attrLog_;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -5,7 +5,7 @@
 
 #include "platform/time/Clock.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // The armed alarms of a clock, in the order in which they are served: due time, then alarm class,
 // then arming. A due time in the past counts as the moment of arming. Does not own the alarms; the
@@ -35,4 +35,4 @@ class AlarmQueue {
   std::uint64_t armings_ = 0;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

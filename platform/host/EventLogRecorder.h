@@ -8,7 +8,7 @@
 
 #include "platform/log/EventLog.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // Keeps the latest messages, or hands each to a sink once there is one.
 class EventLogRecorder final : public EventLog {
@@ -36,6 +36,7 @@ class EventLogRecorder final : public EventLog {
 
   // On at first.
   void onIs(bool on) { on_ = on; }
+  // The one sink; an empty one makes the recorder keep messages again.
   void sinkIs(Sink sink) { sink_ = std::move(sink); }
   const std::deque<Message>& messages() const { return messages_; }
   void messagesDelAll() { messages_.clear(); }
@@ -46,4 +47,4 @@ class EventLogRecorder final : public EventLog {
   std::deque<Message> messages_;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -2,9 +2,9 @@
 
 #include <chrono>
 
-#include "platform/embedded/AlarmQueue.h"
+#include "platform/host/AlarmQueue.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 // The host's steady clock, 0 when constructed. An event loop waits until nextDue() at most and then
 // calls poll().
@@ -23,4 +23,4 @@ class MonotonicClock final : public Clock {
   AlarmQueue alarms_;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

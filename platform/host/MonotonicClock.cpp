@@ -1,6 +1,6 @@
-#include "platform/embedded/MonotonicClock.h"
+#include "platform/host/MonotonicClock.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 Seconds MonotonicClock::now() const {
   const auto elapsed = std::chrono::steady_clock::now() - origin_;
@@ -23,4 +23,4 @@ std::size_t MonotonicClock::poll() {
   return served;
 }
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host

@@ -4,7 +4,7 @@
 
 #include "platform/packet/Pkt.h"
 
-namespace Platform::Embedded {
+namespace Platform::Host {
 
 class PktStore;
 
@@ -44,4 +44,4 @@ class PktAllocator final : public PktManager {
   std::uint64_t failed_ = 0;
 };
 
-}  // namespace Platform::Embedded
+}  // namespace Platform::Host
