@@ -4,6 +4,7 @@
 #include <set>
 
 #include "agent/daemon/Monitor.h"
+#include "agent/daemon/Values.h"
 #include "mrp/types/MrpAttrDatabase.h"
 #include "mrp/types/MrpStatus.h"
 
@@ -13,12 +14,8 @@ namespace {
 using Mrp::MrpThreePackedEvent;
 
 constexpr auto kVlanType = static_cast<std::uint8_t>(Mrp::MvrpAttrType::vlan);
-constexpr std::uint8_t kTypes = 4;
+constexpr std::uint8_t kLastType = 4;
 constexpr auto kLeave = static_cast<std::uint8_t>(MrpThreePackedEvent::lv);
-
-std::array<std::uint8_t, 2> vlanImage(std::uint16_t vlan) {
-  return {static_cast<std::uint8_t>(vlan >> 8), static_cast<std::uint8_t>(vlan)};
-}
 
 }  // namespace
 
@@ -84,7 +81,7 @@ void Station::close(IntfId intf, Port& port) {
 
 void Station::settle(IntfId intf, Port& port) {
   std::set<std::pair<std::uint8_t, std::uint64_t>> declared;
-  for (std::uint8_t type = 1; type <= kTypes; ++type) {
+  for (std::uint8_t type = 1; type <= kLastType; ++type) {
     if (txImage(type).empty()) continue;
     engine()->walkRecords(intf, type, [&](const Mrp::MrpAttrDatabase& record) {
       if (!declares(record.applicantState())) return;
@@ -116,20 +113,11 @@ void Station::request(IntfId intf, std::uint8_t type, std::span<const std::uint8
   mrpSendAttribute({.intfId = intf, .attributeType = type, .attributeEvent = event});
 }
 
-std::uint64_t Station::keyOfImage(std::uint8_t type, std::span<const std::uint8_t> image) const {
-  const bool vlan = application() == Mrp::MrpApplication::mvrp;
-  const bool domain = !vlan && type == static_cast<std::uint8_t>(Mrp::MsrpAttrType::domain);
-  const std::size_t octets = vlan ? 2 : domain ? 1 : 8;
-  std::uint64_t key = 0;
-  for (std::size_t i = 0; i < octets && i < image.size(); ++i) key = key << 8 | image[i];
-  return key;
-}
-
 void Station::declarationIs(IntfId intf, std::uint8_t type, std::span<const std::uint8_t> image,
                             bool declared) {
   Port* const port = ports_.find(intf);
   if (!port) return;
-  const std::pair id{type, keyOfImage(type, image)};
+  const std::pair id{type, keyOfImage(application(), type, image)};
   if (declared) {
     Image& wanted = port->wanted[id];
     if (std::ranges::equal(wanted, image)) return;

@@ -49,7 +49,6 @@ class Station final : public Mrp::MrpLib, public Application {
   void settle(IntfId intf, Port& port);
   void request(IntfId intf, std::uint8_t type, std::span<const std::uint8_t> image,
                std::uint8_t event);
-  std::uint64_t keyOfImage(std::uint8_t type, std::span<const std::uint8_t> image) const;
 
   Teller teller_;
   Platform::IntfMap<Port> ports_;
