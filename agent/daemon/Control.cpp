@@ -9,36 +9,36 @@ namespace Daemon {
 using Rpc::Error;
 using Rpc::Json;
 
-Json Control::call(Rpc::Connection& connection, const std::string& name, const Json& params) {
+Json Control::call(Rpc::Peer& peer, const std::string& name, const Json& params) {
   const Method* method = methodNamed(name);
   if (!method) throw Error(Rpc::Code::kMethodNotFound, "no such method: " + name);
-  if (method->changes && !connection.mayChange()) {
+  if (method->changes && !peer.mayChange()) {
     throw Error::refused("not-allowed", "the query socket changes nothing");
   }
   if (method->needsLead && !agent_.active()) {
     throw Error::refused("standby", "the agent is in standby");
   }
-  return method->call({*this, connection, Params(agent_, params)});
+  return method->call({*this, peer, Params(agent_, params)});
 }
 
-Control::Client& Control::client(Rpc::Connection& connection) {
-  const auto it = std::ranges::find(clients_, &connection, &Client::connection);
+Control::Client& Control::client(Rpc::Peer& peer) {
+  const auto it = std::ranges::find(clients_, &peer, &Client::peer);
   if (it != clients_.end()) return *it;
-  connection.staysOpenIs(true);
-  return clients_.emplace_back(Client{&connection, false, {}, {}, {}});
+  peer.staysOpenIs(true);
+  return clients_.emplace_back(Client{&peer, false, {}, {}, {}});
 }
 
-void Control::watch(Rpc::Connection& connection, const std::string& port,
+void Control::watch(Rpc::Peer& peer, const std::string& port,
                     std::set<std::string> kinds) {
-  Client& c = client(connection);
+  Client& c = client(peer);
   watching_ += c.watches ? 0 : 1;
   c.watches = true;
   c.port = port;
   c.kinds = std::move(kinds);
 }
 
-void Control::trace(Rpc::Connection& connection, Instance& of, int level) {
-  client(connection).levels[of.application()] = level;
+void Control::trace(Rpc::Peer& peer, Instance& of, int level) {
+  client(peer).levels[of.application()] = level;
   levelsAre();
 }
 
@@ -62,8 +62,8 @@ void Control::levelsAre() {
   }
 }
 
-void Control::gone(Rpc::Connection& connection) {
-  const auto it = std::ranges::find(clients_, &connection, &Client::connection);
+void Control::gone(Rpc::Peer& peer) {
+  const auto it = std::ranges::find(clients_, &peer, &Client::peer);
   if (it == clients_.end()) return;
   watching_ -= it->watches ? 1 : 0;
   clients_.erase(it);
@@ -97,13 +97,13 @@ void Control::traced(const Instance& of, int level, const std::string& text) {
 
 // What was left out is told before anything that comes after it.
 void Control::tell(Client& c, const std::string& line) {
-  if (c.connection->hasRoom()) {
-    if (const std::uint64_t lost = c.connection->takeLost()) {
-      c.connection->event(Rpc::notificationLine(
+  if (c.peer->hasRoom()) {
+    if (const std::uint64_t lost = c.peer->takeLost()) {
+      c.peer->event(Rpc::notificationLine(
           "event", {{"time", agent_.now().value()}, {"kind", "overrun"}, {"lost", lost}}));
     }
   }
-  c.connection->event(line);
+  c.peer->event(line);
 }
 
 }  // namespace Daemon

@@ -23,9 +23,9 @@ class Control final : public Rpc::Service, public Agent::Watcher {
 
   Control(Agent& agent, Hooks hooks) : agent_(agent), hooks_(std::move(hooks)) {}
 
-  Rpc::Json call(Rpc::Connection& connection, const std::string& method,
+  Rpc::Json call(Rpc::Peer& peer, const std::string& method,
                  const Rpc::Json& params) override;
-  void gone(Rpc::Connection& connection) override;
+  void gone(Rpc::Peer& peer) override;
 
   bool watches() const override { return watching_ > 0; }
   void event(const char* kind, const std::string& port, Rpc::Json members) override;
@@ -34,19 +34,19 @@ class Control final : public Rpc::Service, public Agent::Watcher {
   // For methods.
   Agent& agent() const { return agent_; }
   const Hooks& hooks() const { return hooks_; }
-  void watch(Rpc::Connection& connection, const std::string& port, std::set<std::string> kinds);
-  void trace(Rpc::Connection& connection, Instance& of, int level);
+  void watch(Rpc::Peer& peer, const std::string& port, std::set<std::string> kinds);
+  void trace(Rpc::Peer& peer, Instance& of, int level);
 
  private:
   struct Client {
-    Rpc::Connection* connection;
+    Rpc::Peer* peer;
     bool watches = false;
     std::string port;             // empty: every port
     std::set<std::string> kinds;  // empty: every kind
     // Levels that it traces applications at.
     std::map<Mrp::MrpApplication, int> levels;
   };
-  Client& client(Rpc::Connection& connection);
+  Client& client(Rpc::Peer& peer);
   void tell(Client& client, const std::string& line);
   void levelsAre();
 

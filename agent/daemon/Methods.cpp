@@ -165,7 +165,7 @@ Json callTrace(const Call& call) {
   Instance& instance = call.params.neededInstance();
   constexpr int kMostDetail = 9;
   const auto level = static_cast<int>(call.params.neededNumber("level", 0, kMostDetail));
-  call.control.trace(call.connection, instance, level);
+  call.control.trace(call.peer, instance, level);
   return Json::object();
 }
 
@@ -183,7 +183,7 @@ Json callWatch(const Call& call) {
       kinds.insert(kind.get<std::string>());
     }
   }
-  call.control.watch(call.connection, call.params.port(), std::move(kinds));
+  call.control.watch(call.peer, call.params.port(), std::move(kinds));
   return Json::object();
 }
 

@@ -7,7 +7,7 @@ namespace Daemon {
 
 struct Call {
   Control& control;
-  Rpc::Connection& connection;
+  Rpc::Peer& peer;
   Params params;
 
   Agent& agent() const { return control.agent(); }

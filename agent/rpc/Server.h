@@ -14,8 +14,26 @@ namespace Rpc {
 
 class Server;
 
-// One client of a server. Lives until it has ended and its Service has been told.
-class Connection {
+// One client of a server, as methods see it. Lives until its Service has been told that it is gone.
+class Peer {
+ public:
+  // Whether its socket takes requests that change something.
+  virtual bool mayChange() const = 0;
+  // Sends a notification, made by notificationLine(), unless too much waits unread: then it is
+  // counted as lost.
+  virtual void event(const std::string& line) = 0;
+  // How many events were left out since the last call.
+  virtual std::uint64_t takeLost() = 0;
+  // Whether as much has been read again that events go out.
+  virtual bool hasRoom() const = 0;
+  // From now on the connection stays open when the client sends no more.
+  virtual void staysOpenIs(bool stays) = 0;
+
+ protected:
+  ~Peer() = default;
+};
+
+class Connection final : public Peer {
  public:
   // Longest request, without its line end.
   static constexpr std::size_t kMaxRequest = std::size_t{64} << 10;
@@ -28,18 +46,11 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // Whether its socket takes requests that change something.
-  bool mayChange() const;
-
-  // Sends a notification, made by notificationLine(), unless too much waits unread: then it is
-  // counted as lost. Keeps the connection open behind the client's last request.
-  void event(const std::string& line);
-  // How many events were left out since the last call.
-  std::uint64_t takeLost();
-  // Whether as much has been read again that events go out.
-  bool hasRoom() const { return unread() <= kMaxUnreadEvents; }
-  // From now on the connection stays open when the client sends no more.
-  void staysOpenIs(bool stays) { staysOpen_ = stays; }
+  bool mayChange() const override;
+  void event(const std::string& line) override;
+  std::uint64_t takeLost() override;
+  bool hasRoom() const override { return unread() <= kMaxUnreadEvents; }
+  void staysOpenIs(bool stays) override { staysOpen_ = stays; }
 
   // Ends the connection once the callbacks of this loop turn are through; unsent octets are lost.
   void close();
@@ -77,9 +88,9 @@ class Connection {
 // What carries out the requests of a server.
 class Service {
  public:
-  // The result, or an Error thrown. The connection may be kept for events until it has gone.
-  virtual Json call(Connection& connection, const std::string& method, const Json& params) = 0;
-  virtual void gone(Connection& connection) = 0;
+  // The result, or an Error thrown. The peer may be kept for events until it has gone.
+  virtual Json call(Peer& peer, const std::string& method, const Json& params) = 0;
+  virtual void gone(Peer& peer) = 0;
 
  protected:
   ~Service() = default;

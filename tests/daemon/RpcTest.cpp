@@ -22,7 +22,7 @@ using namespace Rpc;
 // Echoes, refuses, gives large results, and keeps one watcher.
 class Echo final : public Service {
  public:
-  Json call(Connection& connection, const std::string& method, const Json& params) override {
+  Json call(Peer& connection, const std::string& method, const Json& params) override {
     if (method == "echo") return params;
     if (method == "large") return std::string(params["size"].get<std::size_t>(), 'x');
     if (method == "refuse") throw Error::refused("standby", "not now");
@@ -34,14 +34,14 @@ class Echo final : public Service {
     }
     throw Error(Code::kMethodNotFound, "no such method");
   }
-  void gone(Connection& connection) override {
+  void gone(Peer& connection) override {
     ++ended;
     if (watcher == &connection) watcher = nullptr;
   }
 
   int calls = 0;
   int ended = 0;
-  Connection* watcher = nullptr;
+  Peer* watcher = nullptr;
 };
 
 // A client that reads only when it is told to.
