@@ -11,7 +11,7 @@ foreach(room agent/mvrp mrp platform)
 endforeach()
 
 install(TARGETS mrp EXPORT mrpTargets)
-foreach(library mrp_agent mrp_host mrp_embedded)
+foreach(library mrp_agent mrp_host mrp_embedded mrp_linux)
   if(TARGET ${library})
     install(TARGETS ${library} EXPORT mrpTargets)
   endif()

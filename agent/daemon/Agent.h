@@ -78,6 +78,11 @@ class Agent final : private Instance::Listener {
   Platform::Seconds now() const { return clock_->now(); }
   Platform::Seconds started() const { return started_; }
 
+  // The host did not make these entries.
+  void entriesRefused(const std::string& port, const Mrp::VlanSet& vlans) {
+    program_.refused(port, vlans);
+  }
+
   // What commands ask for: the change is made in `requests()`, then told.
   Requests& requests() { return requests_; }
   void requestsChanged();

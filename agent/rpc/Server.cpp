@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <stdexcept>
 
 #include "agent/rpc/SocketFile.h"
@@ -23,21 +24,32 @@ struct Server::Listener {
   }
 };
 
+namespace {
+
+// Gives a file to an owner and a group; 0, or libuv's number of an error.
+int hand(const std::string& path, std::optional<uid_t> owner, std::optional<gid_t> group) {
+  if (!owner && !group) return 0;
+  constexpr auto kSame = static_cast<uid_t>(-1);
+  const int result = ::chown(path.c_str(), owner.value_or(kSame), group.value_or(kSame));
+  return result == 0 ? 0 : uv_translate_sys_error(errno);
+}
+
+}  // namespace
+
 Server::Server(uv_loop_t* loop, const Options& options, Service& service)
     : loop_(loop), options_(options), service_(service), listener_(new Listener) {
   listener_->pipe.data = listener_;
   listener_->server = this;
   uv_pipe_init(loop, &listener_->pipe, 0);
   try {
-    prepareSocketFile(options.path);
+    const bool madeFolder = prepareSocketFile(options.path);
     // Nobody may connect before the permissions are what they shall be.
     const mode_t before = ::umask(0177);
     int error = uv_pipe_bind(&listener_->pipe, options.path.c_str());
     ::umask(before);
-    if (error == 0 && options.group &&
-        ::chown(options.path.c_str(), static_cast<uid_t>(-1), *options.group) != 0) {
-      error = uv_translate_sys_error(errno);
-    }
+    if (error == 0) error = hand(options.path, options.owner, options.group);
+    const std::string folder = std::filesystem::path(options.path).parent_path();
+    if (error == 0 && madeFolder) error = hand(folder, options.owner, options.group);
     if (error == 0 && ::chmod(options.path.c_str(), options.mode) != 0) {
       error = uv_translate_sys_error(errno);
     }

@@ -106,6 +106,8 @@ class Server {
     mode_t mode = 0660;
     std::optional<gid_t> group;
     bool mayChange = true;
+    // Who removes the socket at the end; a folder that is made for it is theirs, too.
+    std::optional<uid_t> owner{};
   };
 
   // Listens at once. Throws std::runtime_error with a text for people.

@@ -19,14 +19,16 @@ namespace {
 
 }  // namespace
 
-void prepareSocketFile(const std::string& path) {
+bool prepareSocketFile(const std::string& path) {
   const std::string folder = std::filesystem::path(path).parent_path();
   constexpr mode_t kFolder = 0755;
-  if (!folder.empty() && ::mkdir(folder.c_str(), kFolder) != 0 && errno != EEXIST) {
+  const bool made = !folder.empty() && ::mkdir(folder.c_str(), kFolder) == 0;
+  if (!folder.empty() && !made && errno != EEXIST) {
     fail(path, "its folder cannot be made: " + std::string(std::strerror(errno)));
   }
+  if (made && ::chmod(folder.c_str(), kFolder) != 0) fail(folder, std::strerror(errno));
   struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0) return;
+  if (::lstat(path.c_str(), &status) != 0) return made;
   if (!S_ISSOCK(status.st_mode)) fail(path, "is there, and is no socket");
   const int fd = connectTo(path);
   const int error = errno;
@@ -38,6 +40,7 @@ void prepareSocketFile(const std::string& path) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
     fail(path, "the old socket cannot be removed: " + std::string(std::strerror(errno)));
   }
+  return made;
 }
 
 int connectTo(const std::string& path) {

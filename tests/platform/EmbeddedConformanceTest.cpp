@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "platform/embedded/Switch.h"
@@ -50,7 +51,7 @@ INSTANTIATE_TEST_SUITE_P(Embedded, Conformance,
                          testing::Values(SubjectKind{
                              "embedded",
                              [](std::string&) { return std::make_unique<EmbeddedSubject>(); }}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& of) { return of.param.name; });
 
 }  // namespace
 }  // namespace PlatformTest

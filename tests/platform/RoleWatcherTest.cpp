@@ -11,7 +11,7 @@ namespace {
 
 using namespace Stp;
 
-class RoleWatcherTest : public testing::Test, protected RoleWatcher::Listener {
+class RoleWatcherTest : public testing::Test, public RoleWatcher::Listener {
  protected:
   void handleRole(const std::string& stpi, const std::string& msti, const std::string& port,
                   Role role) override {
