@@ -125,8 +125,8 @@ class Process {
   }
   ~Process() {
     gate_.control = nullptr;
-    control_server_.reset();
-    query_server_.reset();
+    controlServer_.reset();
+    queryServer_.reset();
   }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -170,11 +170,11 @@ class Process {
     }
     options.path = config_.socket;
     options.mode = 0660;
-    control_server_.emplace(loop_->uv(), options, gate_);
+    controlServer_.emplace(loop_->uv(), options, gate_);
     options.path = config_.querySocket;
     options.mode = 0666;
     options.mayChange = false;
-    query_server_.emplace(loop_->uv(), options, gate_);
+    queryServer_.emplace(loop_->uv(), options, gate_);
   }
 
   // As the user that the agent has become.
@@ -297,8 +297,8 @@ class Process {
   Platform::Alarm lockRetry_;
   bool watching_ = false;
   Gate gate_;
-  std::optional<Rpc::Server> control_server_;
-  std::optional<Rpc::Server> query_server_;
+  std::optional<Rpc::Server> controlServer_;
+  std::optional<Rpc::Server> queryServer_;
   std::unique_ptr<Store> store_;
   std::unique_ptr<Agent> agent_;
   std::unique_ptr<Control> control_;
