@@ -21,17 +21,29 @@ asan: packages
 	ctest --preset asan -j$(JOBS)
 
 bench_programs: build
+	@scripts/install-packages valgrind
 	cmake --build --preset default -j$(JOBS) --target mrp_bench mrp_bench_no_trace
 
 bench: bench_programs
-	build/bin/mrp_bench --report=build/bench/report.json
+	build/bin/mrp_bench --count --report=build/bench/report.json
 
 bench-quick: bench_programs
-	build/bin/mrp_bench --quick --report=build/bench/report.json
+	build/bin/mrp_bench --quick --count --expect=bench/instructions.txt --report=build/bench/report.json
+
+# Instructions for an attribute alone, on a machine that is too busy for times; and a new table of them.
+bench-count: bench_programs
+	build/bin/mrp_bench --count-only --expect=bench/instructions.txt
+
+bench-store: bench_programs
+	build/bin/mrp_bench --count-only --store=bench/instructions.txt
 
 # Ten thousand simulated networks; about four minutes of processor time.
 soak: build
 	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
+
+# Faults planted one after the other; prints which test catches each, and fails when one is not caught.
+mutants: packages
+	JOBS=$(JOBS) scripts/mutants
 
 # A million lifecycles of attributes; the tests run a hundred thousand.
 lifetimes: build
@@ -77,5 +89,6 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
-.PHONY: run test packages build asan bench bench-quick bench_programs soak lifetimes check tidy format clean
+.PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak mutants lifetimes check tidy format
+.PHONY: clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

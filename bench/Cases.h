@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string_view>
 #include <vector>
 
 #include "bench/Measure.h"
@@ -11,19 +10,30 @@ namespace Bench {
 constexpr std::size_t kPorts = 512;
 constexpr std::uint16_t kVlans = 4094;
 
-std::vector<Row> receiveRefresh(int rounds);
-std::vector<Row> receiveTimers(int rounds);
-std::vector<Row> leaveArmCancel(int rounds);
-std::vector<Row> msrpReceive(int rounds);
-std::vector<Row> leaveAll(int rounds);
-std::vector<Row> declare(int rounds);
-std::vector<Row> propagate(int rounds);
-std::vector<Row> commit(int rounds);
-std::vector<Row> start(int rounds);
-std::vector<Row> memoryMvrp(int rounds);
-std::vector<Row> memoryMsrp(int rounds);
-std::vector<Row> growthPorts(int rounds);
-std::vector<Row> growthOrder(int rounds);
-std::vector<Row> growth(int rounds);
+// How much a case does. `ports` are a multiple of 8; where a case has ports of its own, as many
+// fewer than usual as they are fewer than kPorts.
+struct Extent {
+  int rounds = 5;
+  std::size_t ports = kPorts;
+
+  double vlanEvents() const { return static_cast<double>(ports) * kVlans; }
+  std::size_t share(std::size_t usual) const { return usual * ports / kPorts; }
+};
+
+std::vector<Row> receiveRefresh(const Extent& extent);
+std::vector<Row> receiveTimers(const Extent& extent);
+std::vector<Row> leaveArmCancel(const Extent& extent);
+std::vector<Row> msrpReceive(const Extent& extent);
+std::vector<Row> leaveAll(const Extent& extent);
+std::vector<Row> declare(const Extent& extent);
+std::vector<Row> propagate(const Extent& extent);
+std::vector<Row> propagateVector(const Extent& extent);
+std::vector<Row> commit(const Extent& extent);
+std::vector<Row> start(const Extent& extent);
+std::vector<Row> memoryMvrp(const Extent& extent);
+std::vector<Row> memoryMsrp(const Extent& extent);
+std::vector<Row> growthPorts(const Extent& extent);
+std::vector<Row> growthOrder(const Extent& extent);
+std::vector<Row> growth(const Extent& extent);
 
 }  // namespace Bench

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/Measure.h"
 #include "bench/Network.h"
 
 namespace Bench {
@@ -12,9 +13,12 @@ class DeclaredNetwork {
   enum class Order { portByPort, vlanByVlan };
   DeclaredNetwork(std::size_t ports, std::uint16_t vlans, Order order = Order::portByPort);
 
-  // Nanoseconds for an attribute of `cycles` expiries. In between the neighbours join again, which
-  // is not measured.
-  double expiryNs(std::size_t cycles);
+  // For an attribute, of `cycles` expiries. In between the neighbours join again, which is not
+  // measured.
+  Cost expiry(std::size_t cycles);
+
+  // The frame that the last expiry sent last.
+  const Octets& lastFrame() const { return lastFrame_; }
 
  private:
   void rejoin();
@@ -22,6 +26,7 @@ class DeclaredNetwork {
   Network network_;
   std::size_t attributes_;
   Octets frame_;
+  Octets lastFrame_;
   Seconds due_ = kPeriod;
   static constexpr double kPeriod = 10.0;
 };

@@ -2,12 +2,12 @@
 
 #include "bench/Cases.h"
 #include "bench/DeclaredNetwork.h"
+#include "bench/Ideal.h"
 #include "bench/ReceiveRefresh.h"
 #include "bench/baseline.h"
 
 namespace Bench {
 
-using Mrp::MrpRegistrarState;
 using Mrp::MrpThreePackedEvent;
 
 DeclaredNetwork::DeclaredNetwork(std::size_t ports, std::uint16_t vlans, Order order)
@@ -33,38 +33,88 @@ DeclaredNetwork::DeclaredNetwork(std::size_t ports, std::uint16_t vlans, Order o
 
 void DeclaredNetwork::rejoin() {
   network_.receiveOnAll(frame_);
-  check(network_.registered(MrpRegistrarState::in) == attributes_, "VLANs registered");
+  check(network_.registered() == attributes_, "VLANs registered");
 }
 
-double DeclaredNetwork::expiryNs(std::size_t cycles) {
-  double ns = 0;
+Cost DeclaredNetwork::expiry(std::size_t cycles) {
+  Cost cost;
   for (std::size_t i = 0; i < cycles; ++i) {
     network_.runUntilBefore(due_);
     network_.takeSent();
-    ns += cpuNs([&] { network_.runUntil(due_); });
+    cost += measured([&] { network_.runUntil(due_); });
+    lastFrame_ = network_.lastFrame();
     const Network::Sent sent = network_.takeSent();
     check(sent.values == attributes_ && sent.leaveAlls == network_.ports().size(),
           "every attribute sent, with a LeaveAll on every port");
-    check(network_.registered(MrpRegistrarState::lv) == attributes_, "leave timers started");
+    check(network_.leaving() == attributes_, "leave timers started");
     rejoin();
     due_ = due_ + Seconds(kPeriod);
   }
-  return ns / static_cast<double>(cycles * attributes_);
+  return cost / static_cast<double>(cycles * attributes_);
 }
 
-std::vector<Row> leaveAll(int rounds) {
-  std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  DeclaredNetwork network(kPorts, kVlans);
+namespace {
+
+// The prototype's part of `leave-all`: what DeclaredNetwork does on the engine.
+class DeclaredIdeal {
+ public:
+  explicit DeclaredIdeal(const Extent& extent) : extent_(extent), ideal_(extent.ports) {
+    for (std::size_t port = 0; port < extent.ports; ++port) {
+      for (std::uint16_t vlan = 1; vlan <= kVlans; ++vlan) ideal_.join(port, vlan);
+      ideal_.flush(port);
+    }
+    rejoin();
+  }
+
+  Cost expiry() {
+    const auto frames = ideal_.frames();
+    const auto values = ideal_.values();
+    const Cost cost = measured([&] { ideal_.leaveAll(); }) / extent_.vlanEvents();
+    check(ideal_.frames() - frames == extent_.ports && ideal_.values() - values == attributes(),
+          "every attribute sent by the prototype");
+    check(ideal_.leaving() == attributes(), "the prototype's leave timers started");
+    sent_.assign(ideal_.lastFrame().begin(), ideal_.lastFrame().end());
+    rejoin();
+    ideal_.run(100);
+    return cost;
+  }
+  // Of the last expiry.
+  const Octets& lastFrame() const { return sent_; }
+
+ private:
+  std::size_t attributes() const { return extent_.ports * kVlans; }
+  void rejoin() {
+    ideal_.receiveOnAll(frame_);
+    check(ideal_.registered() == attributes(), "VLANs registered by the prototype");
+  }
+
+  Extent extent_;
+  Ideal ideal_;
+  Octets frame_ = vlanFrame(1, kVlans, kJoinIn);
+  Octets sent_;
+};
+
+}  // namespace
+
+std::vector<Row> leaveAll(const Extent& extent) {
+  std::vector<PlainMap> maps = plainMaps(extent.ports, 1, kVlans);
+  DeclaredIdeal ideal(extent);
+  DeclaredNetwork network(extent.ports, kVlans);
   LeaveAllBaseline baseline;
   Rounds row("leave-all");
-  network.expiryNs(1);
-  for (int i = 0; i < rounds; ++i) {
-    const double base = cpuNs([&] {
+  Rounds againstIdeal("leave-all/ideal");
+  network.expiry(1);
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base = measured([&] {
       for (PlainMap& map : maps) baseline.walk(map);
     });
-    row.add(base / (static_cast<double>(kPorts) * kVlans), network.expiryNs(1));
+    const Cost least = ideal.expiry();
+    const Cost cost = network.expiry(1);
+    check(ideal.lastFrame() == network.lastFrame(), "the same octets sent by both");
+    row.add(base / extent.vlanEvents(), cost);
+    againstIdeal.add(least, cost);
   }
-  return {row.row()};
+  return {row.row(), againstIdeal.row()};
 }
 
 namespace {
@@ -73,48 +123,51 @@ constexpr std::size_t kWarmPasses = 32;
 
 // All ports against one that stays in the caches.
 template <class Measure>
-Row manyAgainstOne(const std::string& name, int rounds, Measure& many, Measure& one,
-                   double (Measure::*ns)(std::size_t)) {
-  (many.*ns)(1);
-  (one.*ns)(kWarmPasses);
+Row manyAgainstOne(const std::string& name, const Extent& extent, Measure& many, Measure& one,
+                   Cost (Measure::*measure)(std::size_t)) {
+  (many.*measure)(1);
+  (one.*measure)(kWarmPasses);
   Rounds row(name);
-  for (int i = 0; i < rounds; ++i) {
-    (one.*ns)(1);  // the caches may still be full of the others
-    const double base = (one.*ns)(kWarmPasses);
-    row.add(base, (many.*ns)(1));
+  for (int i = 0; i < extent.rounds; ++i) {
+    (one.*measure)(1);  // the caches may still be full of the others
+    const Cost base = (one.*measure)(kWarmPasses);
+    row.add(base, (many.*measure)(1));
   }
   return row.row();
 }
 
 }  // namespace
 
-std::vector<Row> growthPorts(int rounds) {
+std::vector<Row> growthPorts(const Extent& extent) {
   std::vector<Row> rows;
   {
-    RefreshedNetwork many(kPorts, kVlans);
+    RefreshedNetwork many(extent.ports, kVlans);
     RefreshedNetwork one(1, kVlans);
-    rows.push_back(manyAgainstOne("growth-ports/receive-refresh", rounds, many, one,
-                                  &RefreshedNetwork::passNs));
+    rows.push_back(
+        manyAgainstOne("growth-ports/receive-refresh", extent, many, one, &RefreshedNetwork::pass));
   }
-  DeclaredNetwork many(kPorts, kVlans);
+  DeclaredNetwork many(extent.ports, kVlans);
   DeclaredNetwork one(1, kVlans);
   rows.push_back(
-      manyAgainstOne("growth-ports/leave-all", rounds, many, one, &DeclaredNetwork::expiryNs));
+      manyAgainstOne("growth-ports/leave-all", extent, many, one, &DeclaredNetwork::expiry));
   Row worse = rows[0].ratio > rows[1].ratio ? rows[0] : rows[1];
   worse.name = "growth-ports";
+  worse.cost.instructions = std::max(rows[0].cost.instructions, rows[1].cost.instructions);
+  worse.baseline.instructions =
+      std::max(rows[0].baseline.instructions, rows[1].baseline.instructions);
   rows.push_back(worse);
   return rows;
 }
 
-std::vector<Row> growthOrder(int rounds) {
-  DeclaredNetwork byPort(kPorts, kVlans);
-  DeclaredNetwork byVlan(kPorts, kVlans, DeclaredNetwork::Order::vlanByVlan);
-  byPort.expiryNs(1);
-  byVlan.expiryNs(1);
+std::vector<Row> growthOrder(const Extent& extent) {
+  DeclaredNetwork byPort(extent.ports, kVlans);
+  DeclaredNetwork byVlan(extent.ports, kVlans, DeclaredNetwork::Order::vlanByVlan);
+  byPort.expiry(1);
+  byVlan.expiry(1);
   Rounds row("growth-order");
-  for (int i = 0; i < rounds; ++i) {
-    const double base = byPort.expiryNs(1);
-    row.add(base, byVlan.expiryNs(1));
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base = byPort.expiry(1);
+    row.add(base, byVlan.expiry(1));
   }
   return {row.row()};
 }
@@ -133,26 +186,26 @@ constexpr Scale kScales[] = {{1, 1000}, {4, 2500}, {25, 4000}, {250, 4000}, {500
 
 // `visit` is the baseline for one map.
 template <class Measure, class Visit>
-Row point(const std::string& name, const Scale& scale, int rounds, std::vector<PlainMap>& maps,
-          double (Measure::*ns)(std::size_t), Visit visit) {
+Row point(const std::string& name, const Scale& scale, const Extent& extent,
+          std::vector<PlainMap>& maps, Cost (Measure::*measure)(std::size_t), Visit visit) {
   Measure network(scale.ports, scale.vlans);
-  (network.*ns)(scale.passes());
+  (network.*measure)(scale.passes());
   Rounds row("growth/" + name + "/" + std::to_string(scale.attributes()));
-  for (int i = 0; i < rounds; ++i) {
-    const double base = cpuNs([&] {
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base = measured([&] {
       for (std::size_t pass = 0; pass < scale.passes(); ++pass) {
         for (PlainMap& map : maps) visit(map);
       }
     });
     row.add(base / static_cast<double>(scale.passes() * scale.attributes()),
-            (network.*ns)(scale.passes()));
+            (network.*measure)(scale.passes()));
   }
   return row.row();
 }
 
 }  // namespace
 
-std::vector<Row> growth(int rounds) {
+std::vector<Row> growth(const Extent& extent) {
   std::vector<std::vector<PlainMap>> maps;
   for (const Scale& scale : kScales) maps.push_back(plainMaps(scale.ports, 1, scale.vlans));
   std::vector<Row> rows;
@@ -160,10 +213,10 @@ std::vector<Row> growth(int rounds) {
     const Scale& scale = kScales[i];
     const Octets packed = packedEvents(scale.vlans, kJoinIn);
     ReceiveBaseline receive(scale.vlans);
-    rows.push_back(point("receive-refresh", scale, rounds, maps[i], &RefreshedNetwork::passNs,
+    rows.push_back(point("receive-refresh", scale, extent, maps[i], &RefreshedNetwork::pass,
                          [&](PlainMap& map) { receive.pdu(map, 1, packed, scale.vlans); }));
     LeaveAllBaseline walk;
-    rows.push_back(point("leave-all", scale, rounds, maps[i], &DeclaredNetwork::expiryNs,
+    rows.push_back(point("leave-all", scale, extent, maps[i], &DeclaredNetwork::expiry,
                          [&](PlainMap& map) { walk.walk(map); }));
   }
   return rows;

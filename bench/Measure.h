@@ -1,7 +1,5 @@
 #pragma once
 
-#include <time.h>
-
 #include <algorithm>
 #include <stdexcept>
 #include <string>
@@ -10,19 +8,29 @@
 // Measuring one case against its baseline.
 namespace Bench {
 
-// Processor time of this process: other work on the machine does not count.
-inline double cpuNow() {
-  timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
-}
+// What a step took: nanoseconds of this process's processor time, so that other work on the machine
+// does not count; and instructions, 0 unless they are counted.
+struct Cost {
+  double ns = 0;
+  double instructions = 0;
 
-// Nanoseconds of processor time that `step` takes.
+  friend Cost operator+(Cost a, Cost b) { return {a.ns + b.ns, a.instructions + b.instructions}; }
+  friend Cost operator-(Cost a, Cost b) { return {a.ns - b.ns, a.instructions - b.instructions}; }
+  friend Cost operator*(double n, Cost cost) { return {n * cost.ns, n * cost.instructions}; }
+  friend Cost operator/(Cost cost, double n) { return {cost.ns / n, cost.instructions / n}; }
+  Cost& operator+=(Cost more) { return *this = *this + more; }
+};
+
+// From now on instructions are counted: this process runs under callgrind, which collects inside
+// measuredStep alone and, when that returns, writes the file `dumps` and a dot and a number.
+void countInstructions(const std::string& dumps);
+
+Cost measureStep(void (*step)(void*), void* self);
+
+// What `step` takes.
 template <class Step>
-double cpuNs(Step step) {
-  const double start = cpuNow();
-  step();
-  return cpuNow() - start;
+Cost measured(Step step) {
+  return measureStep([](void* self) { (*static_cast<Step*>(self))(); }, &step);
 }
 
 // Fails the case when the work that was measured was not done.
@@ -38,12 +46,12 @@ inline double median(std::vector<double> values) {
   return (*middle + *std::max_element(values.begin(), middle)) / 2;
 }
 
-// What a case hands to the report. Rows of memory have octets for their ratio and no times.
+// What a case hands to the report. Rows of memory have octets for their ratio and no costs.
 struct Row {
   std::string name;
   double ratio = 0;
-  double ns = 0;          // for an attribute
-  double baselineNs = 0;  // the same
+  Cost cost;      // for an attribute
+  Cost baseline;  // the same
 };
 
 // Repetitions of one row, baseline and case in turn.
@@ -51,19 +59,29 @@ class Rounds {
  public:
   explicit Rounds(std::string name) : name_(std::move(name)) {}
 
-  // One repetition: nanoseconds for an attribute.
-  void add(double baselineNs, double ns) {
-    ratio_.push_back(ns / baselineNs);
-    ns_.push_back(ns);
-    baselineNs_.push_back(baselineNs);
+  // One repetition, for an attribute.
+  void add(Cost baseline, Cost cost) {
+    ratio_.push_back(cost.ns / baseline.ns);
+    ns_.push_back(cost.ns);
+    baselineNs_.push_back(baseline.ns);
+    instructions_ = cost.instructions;
+    baselineInstructions_ = baseline.instructions;
   }
-  Row row() const { return {name_, median(ratio_), median(ns_), median(baselineNs_)}; }
+  // Medians of times; instructions of the last repetition, when nothing grows any more.
+  Row row() const {
+    return {name_,
+            median(ratio_),
+            {median(ns_), instructions_},
+            {median(baselineNs_), baselineInstructions_}};
+  }
 
  private:
   std::string name_;
   std::vector<double> ratio_;
   std::vector<double> ns_;
   std::vector<double> baselineNs_;
+  double instructions_ = 0;
+  double baselineInstructions_ = 0;
 };
 
 }  // namespace Bench

@@ -10,8 +10,6 @@
 namespace Bench {
 namespace {
 
-using Mrp::MrpRegistrarState;
-
 double residentOctets() {
   std::ifstream statm("/proc/self/statm");
   double total = 0;
@@ -28,20 +26,19 @@ std::vector<Row> memory(const std::string& name, double attributes, Network& net
   receiveAll();
   network.run(2.0);
   const auto expected = static_cast<std::size_t>(attributes);
-  check(network.registered(MrpRegistrarState::in) == expected && network.pending() == 0,
-        "attributes registered");
+  check(network.registered() == expected && network.pending() == 0, "attributes registered");
   const double registered = (residentOctets() - before) / attributes;
   network.receiveOnAll(leaveAll);
-  check(network.registered(MrpRegistrarState::lv) == expected, "leave timers started");
+  check(network.leaving() == expected, "leave timers started");
   const double leaving = (residentOctets() - before) / attributes;
-  return {{name, std::max(registered, leaving)},
-          {name + "/registered", registered},
-          {name + "/leaving", leaving}};
+  return {{name, std::max(registered, leaving), {}, {}},
+          {name + "/registered", registered, {}, {}},
+          {name + "/leaving", leaving, {}, {}}};
 }
 
 }  // namespace
 
-std::vector<Row> memoryMvrp(int) {
+std::vector<Row> memoryMvrp(const Extent&) {
   const double before = residentOctets();
   Network network(MrpApplication::mvrp, kPorts);
   return memory(
@@ -49,7 +46,7 @@ std::vector<Row> memoryMvrp(int) {
       [&] { network.receiveOnAll(vlanFrame(1, kVlans, kJoinIn)); }, vlanLeaveAllFrame());
 }
 
-std::vector<Row> memoryMsrp(int) {
+std::vector<Row> memoryMsrp(const Extent&) {
   constexpr std::size_t kStreamPorts = 64;
   constexpr std::uint16_t kStreams = 1024;
   const double before = residentOctets();

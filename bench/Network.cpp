@@ -21,10 +21,17 @@ Network::Network(MrpApplication application, std::size_t ports, const Options& o
   lib_->applicationMacAddrIs(identity.addr);
   lib_->applicationEtypeIs(identity.etype);
   switch_->onTransmit([this](IntfId, const Platform::Pkt& pkt) { handleTransmit(pkt); });
-  engine_ =
-      Mrp::mrpSmFactory(switch_->bridgingConfig(), lib_.get(), config_, status_,
-                        switch_->stpStatus(), switch_->bridgingTopologyConfig(),
-                        switch_->ethPhyIntfStatusDir(), switch_->stateDatabase(), options.standby);
+  if (!options.spanningTree) switch_->stpStatus()->modeIs(Stp::Mode::none);
+  config_->recommendedLimitsAre();
+  engine_ = Mrp::engineFactory({.brConfig = switch_->bridgingConfig(),
+                                .mrpLib = lib_.get(),
+                                .mrpConfig = config_,
+                                .mrpStatus = status_,
+                                .stpStatus = switch_->stpStatus(),
+                                .brTopoConfig = switch_->bridgingTopologyConfig(),
+                                .ethPhyIntfStatusDir = switch_->ethPhyIntfStatusDir(),
+                                .entityManager = switch_->stateDatabase(),
+                                .standbyMode = options.standby});
   for (std::size_t i = 1; i <= ports; ++i) {
     const auto addr = Platform::EthAddr::fromNumber(0x020000000000u + i);
     ports_.push_back(switch_->portIs("port" + std::to_string(i), addr));
@@ -33,11 +40,6 @@ Network::Network(MrpApplication application, std::size_t ports, const Options& o
 }
 
 Network::~Network() { engine_ = nullptr; }
-
-void Network::activate() {
-  engine_->standbyModeIs(false);
-  engine_->handleStandbyMode();
-}
 
 void Network::receiveOnAll(const Octets& frame) {
   for (const IntfId port : ports_) switch_->receive(port, frame);
@@ -65,11 +67,12 @@ void Network::askLog(std::size_t times) const {
   }
 }
 
-// Reads the first vector only: little enough to stand in the measured time.
+// Reads the first vector only and copies the frame: little enough to stand in the measured time.
 void Network::handleTransmit(const Platform::Pkt& pkt) {
   const std::size_t at = application_ == MrpApplication::msrp ? 19 : 17;
   const auto octets = pkt.octets();
   const unsigned header = octets.size() > at + 1 ? octets[at] * 256u + octets[at + 1] : 0u;
+  lastFrame_.assign(octets.begin(), octets.end());
   ++sent_.frames;
   sent_.values += header & 0x1fff;
   sent_.leaveAlls += header >> 13;
@@ -77,13 +80,10 @@ void Network::handleTransmit(const Platform::Pkt& pkt) {
 
 template <class Visit>
 void Network::eachType(Visit visit) const {
-  for (const IntfId port : ports_) {
-    const Mrp::MrpIntfApplicant* types = engine_->applicationDatabase()->attrDatabase(port);
-    for (std::size_t type = 0; types && type < types->typeLimit(); ++type) {
-      const auto number = static_cast<std::uint8_t>(type);
-      if (const auto* found = types->intfTypeApplicant(number)) visit(port, number, *found);
-    }
-  }
+  engine_->database().walkTypes([&](const Mrp::MrpIntfTypeApplicant& types) {
+    visit(types.intfId(), types.attributeType(), types);
+    return true;
+  });
 }
 
 std::size_t Network::attributes() const {
@@ -94,10 +94,10 @@ std::size_t Network::attributes() const {
   return count;
 }
 
-std::size_t Network::registered(Mrp::MrpRegistrarState state) const {
+std::size_t Network::inState(Mrp::MrpRegistrarState state) const {
   std::size_t count = 0;
   eachType([&](IntfId port, std::uint8_t type, const Mrp::MrpIntfTypeApplicant&) {
-    engine_->walkAttributes(port, type, [&](const Mrp::MrpAttrDatabase& record) {
+    engine_->walkRecords(port, type, [&](const Mrp::MrpAttrDatabase& record) {
       if (record.registrarState() == state) ++count;
     });
   });

@@ -6,11 +6,14 @@
 #include <vector>
 
 #include "bench/Frames.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpCounters.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 
-// A switch with many ports under one engine, on virtual time.
 namespace Bench {
 
 using Mrp::IntfId;
@@ -18,6 +21,10 @@ using Mrp::MrpApplication;
 using Platform::Ptr;
 using Platform::Seconds;
 
+// Between ticks of the engine's timers, so that reviews and packets do not meet in one of them.
+constexpr double kOffTick = 0.05;
+
+// A switch with many ports under one engine, on virtual time.
 class Network {
  public:
   struct Options {
@@ -26,6 +33,7 @@ class Network {
     double leaveAllTime = 1e6;
     Ptr<Mrp::MrpLib> lib;  // a plain one when there is none
     Ptr<Mrp::MrpStatus> status;
+    bool spanningTree = true;  // there is one, and none of its ports has a role
   };
   Network(MrpApplication application, std::size_t ports) : Network(application, ports, Options()) {}
   Network(MrpApplication application, std::size_t ports, const Options& options);
@@ -33,9 +41,10 @@ class Network {
   Network(const Network&) = delete;
   Network& operator=(const Network&) = delete;
 
-  Mrp::MrpSm& engine() { return *engine_; }
+  Mrp::Engine& engine() { return *engine_; }
   Mrp::MrpLib& lib() { return *lib_; }
-  void activate();
+  Mrp::MrpConfig& config() { return *config_; }
+  void activate() { engine_->activate(); }
 
   const std::vector<IntfId>& ports() const { return ports_; }
   void receive(IntfId port, const Octets& frame) { switch_->receive(port, frame); }
@@ -62,15 +71,18 @@ class Network {
   };
   // Since the last call.
   Sent takeSent() { return std::exchange(sent_, {}); }
+  const Octets& lastFrame() const { return lastFrame_; }
   // Attributes that a look-up finds on all ports.
   std::size_t attributes() const;
-  // Those of them in this state.
-  std::size_t registered(Mrp::MrpRegistrarState state) const;
+  // Those of them that are registered, and those whose registration is about to end.
+  std::size_t registered() const { return inState(Mrp::MrpRegistrarState::in); }
+  std::size_t leaving() const { return inState(Mrp::MrpRegistrarState::lv); }
   // Additions and deletions that wait for a review.
   std::size_t pending() const;
 
  private:
   void handleTransmit(const Platform::Pkt& pkt);
+  std::size_t inState(Mrp::MrpRegistrarState state) const;
   template <class Visit>
   void eachType(Visit visit) const;
 
@@ -80,9 +92,10 @@ class Network {
   Ptr<Mrp::MrpLib> lib_;
   Ptr<Mrp::MrpConfig> config_;
   Ptr<Mrp::MrpStatus> status_;
-  Ptr<Mrp::MrpSm> engine_;
+  Ptr<Mrp::Engine> engine_;
   std::vector<IntfId> ports_;
   Sent sent_;
+  Octets lastFrame_;
 };
 
 }  // namespace Bench

@@ -1,6 +1,9 @@
 // Frames that arrive: refreshed, after a LeaveAll, and with an explicit leave.
 
+#include <algorithm>
+
 #include "bench/Cases.h"
+#include "bench/Ideal.h"
 #include "bench/ReceiveRefresh.h"
 #include "bench/baseline.h"
 
@@ -8,8 +11,6 @@ namespace Bench {
 namespace {
 
 using Mrp::MrpRegistrarState;
-
-constexpr double kVlanEvents = static_cast<double>(kPorts) * kVlans;
 
 void receiveAllBaseline(ReceiveBaseline& baseline, const std::vector<PlainMap>& maps,
                         const Octets& packed) {
@@ -23,84 +24,123 @@ RefreshedNetwork::RefreshedNetwork(std::size_t ports, std::uint16_t vlans)
   network_.receiveOnAll(frame_);
   network_.run(1.0);
   network_.receiveOnAll(frame_);
-  check(network_.registered(MrpRegistrarState::in) == ports * vlans, "VLANs registered");
+  check(network_.registered() == ports * vlans, "VLANs registered");
 }
 
-double RefreshedNetwork::passNs(std::size_t passes) {
-  const auto before = network_.engine().mrpCounters()->numOfJoinIndications();
-  const double ns = cpuNs([&] {
+Cost RefreshedNetwork::pass(std::size_t passes) {
+  const auto before = network_.engine().counters()->numOfJoinIndications();
+  const Cost cost = measured([&] {
     for (std::size_t i = 0; i < passes; ++i) network_.receiveOnAll(frame_);
   });
   const auto events = passes * network_.ports().size() * vlans_;
-  check(network_.engine().mrpCounters()->numOfJoinIndications() - before == events,
+  check(network_.engine().counters()->numOfJoinIndications() - before == events,
         "joins of registered VLANs");
-  return ns / static_cast<double>(events);
+  return cost / static_cast<double>(events);
 }
 
-double RefreshedNetwork::refusedNs() {
+Cost RefreshedNetwork::refused() {
   const Octets beyond = vlanFrame(static_cast<std::uint16_t>(vlans_ + 1), vlans_, kJoinIn);
-  network_.engine().mrpConfig()->vlanLimitIs(vlans_);
-  const auto before = network_.engine().mrpCounters()->numOfRefusedEvents();
-  const double ns = cpuNs([&] { network_.receiveOnAll(beyond); });
+  network_.config().vlanLimitIs(vlans_);
+  const auto before = network_.engine().counters()->numOfRefusedEvents();
+  const Cost cost = measured([&] { network_.receiveOnAll(beyond); });
   const auto events = network_.ports().size() * vlans_;
-  check(network_.engine().mrpCounters()->numOfRefusedEvents() - before == events,
+  check(network_.engine().counters()->numOfRefusedEvents() - before == events,
         "joins beyond the limit refused");
-  return ns / static_cast<double>(events);
+  return cost / static_cast<double>(events);
 }
 
-std::vector<Row> receiveRefresh(int rounds) {
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  RefreshedNetwork network(kPorts, kVlans);
+std::vector<Row> receiveRefresh(const Extent& extent) {
+  const std::vector<PlainMap> maps = plainMaps(extent.ports, 1, kVlans);
+  Ideal ideal(extent.ports);
+  const Octets join = vlanFrame(1, kVlans, kJoinIn);
+  for (int i = 0; i < 2; ++i) ideal.receiveOnAll(join);
+  RefreshedNetwork network(extent.ports, kVlans);
   const Octets packed = packedEvents(kVlans, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-refresh");
+  Rounds againstIdeal("receive-refresh/ideal");
   Rounds refused("receive-refresh/refused");
-  for (int i = 0; i < rounds; ++i) {
-    const double base = cpuNs([&] { receiveAllBaseline(baseline, maps, packed); }) / kVlanEvents;
-    const double refresh = network.passNs(1);
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base =
+        measured([&] { receiveAllBaseline(baseline, maps, packed); }) / extent.vlanEvents();
+    const auto joins = ideal.joins();
+    const Cost least = measured([&] { ideal.receiveOnAll(join); }) / extent.vlanEvents();
+    check(ideal.joins() - joins == extent.ports * kVlans, "joins of the prototype's VLANs");
+    const Cost refresh = network.pass(1);
     row.add(base, refresh);
-    refused.add(refresh, network.refusedNs());
+    againstIdeal.add(least, refresh);
+    refused.add(refresh, network.refused());
   }
-  return {row.row(), refused.row()};
+  check(ideal.registered() == extent.ports * kVlans && ideal.frames() == 0,
+        "VLANs registered by the prototype, nothing sent");
+  return {row.row(), againstIdeal.row(), refused.row()};
 }
 
+namespace {
+
 // A received LeaveAll starts every leave timer, the joins that follow stop it.
-std::vector<Row> receiveTimers(int rounds) {
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  Network network(MrpApplication::mvrp, kPorts);
+struct Timers {
+  Cost start;
+  Cost stop;
+  Cost mean() const { return (start + stop) / 2; }
+};
+
+// `either` is the engine's network or the prototype.
+template <class Either>
+Timers timersOf(Either& either, const Extent& extent, const Octets& leaveAll, const Octets& join) {
+  const std::size_t attributes = extent.ports * kVlans;
+  Timers timers;
+  timers.start = measured([&] { either.receiveOnAll(leaveAll); }) / extent.vlanEvents();
+  check(either.leaving() == attributes, "leave timers started");
+  timers.stop = measured([&] { either.receiveOnAll(join); }) / extent.vlanEvents();
+  check(either.registered() == attributes, "leave timers stopped");
+  return timers;
+}
+
+}  // namespace
+
+std::vector<Row> receiveTimers(const Extent& extent) {
+  const std::vector<PlainMap> maps = plainMaps(extent.ports, 1, kVlans);
+  Ideal ideal(extent.ports);
+  Network network(MrpApplication::mvrp, extent.ports);
   const Octets join = vlanFrame(1, kVlans, kJoinIn);
   const Octets leaveAll = vlanLeaveAllFrame();
+  ideal.receiveOnAll(join);
   network.receiveOnAll(join);
   network.run(1.0);
   const Octets packed = packedEvents(kVlans, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-timers");
+  Rounds againstIdeal("receive-timers/ideal");
   Rounds started("receive-timers/started");
   Rounds stopped("receive-timers/stopped");
-  for (int i = 0; i < rounds; ++i) {
-    const double base = cpuNs([&] { receiveAllBaseline(baseline, maps, packed); }) / kVlanEvents;
-    const double start = cpuNs([&] { network.receiveOnAll(leaveAll); }) / kVlanEvents;
-    check(network.registered(MrpRegistrarState::lv) == kPorts * kVlans, "leave timers started");
-    const double stop = cpuNs([&] { network.receiveOnAll(join); }) / kVlanEvents;
-    check(network.registered(MrpRegistrarState::in) == kPorts * kVlans, "leave timers stopped");
-    row.add(base, (start + stop) / 2);
-    started.add(base, start);
-    stopped.add(base, stop);
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base =
+        measured([&] { receiveAllBaseline(baseline, maps, packed); }) / extent.vlanEvents();
+    const Cost least = timersOf(ideal, extent, leaveAll, join).mean();
+    const Timers timers = timersOf(network, extent, leaveAll, join);
+    row.add(base, timers.mean());
+    againstIdeal.add(least, timers.mean());
+    started.add(base, timers.start);
+    stopped.add(base, timers.stop);
+    ideal.run(10);
     network.run(1.0);
   }
-  check(network.attributes() == kPorts * kVlans, "VLANs kept");
-  return {row.row(), started.row(), stopped.row()};
+  check(network.attributes() == extent.ports * kVlans, "VLANs kept");
+  check(std::ranges::equal(network.lastFrame(), ideal.lastFrame()), "the same octets sent by both");
+  return {row.row(), againstIdeal.row(), started.row(), stopped.row()};
 }
 
 // Explicit leaves and joins in turn, less what as many refreshes cost. The attributes are in a
 // state in which the Applicant answers neither, so that nothing but the timers makes the
 // difference; such attributes come with the status that a side which takes over is given. What an
 // expiry still does for a cancelled timer is counted too.
-std::vector<Row> leaveArmCancel(int rounds) {
-  const std::vector<PlainMap> maps = plainMaps(kPorts, 1, kVlans);
-  std::vector<SpliceBaseline> lists(kPorts, SpliceBaseline(kVlans));
+std::vector<Row> leaveArmCancel(const Extent& extent) {
+  const std::vector<PlainMap> maps = plainMaps(extent.ports, 1, kVlans);
+  std::vector<SpliceBaseline> lists(extent.ports, SpliceBaseline(kVlans));
   auto status = Platform::makePtr<Mrp::MrpStatus>();
-  Network network(MrpApplication::mvrp, kPorts, {.standby = true, .lib = {}, .status = status});
+  Network network(MrpApplication::mvrp, extent.ports,
+                  {.standby = true, .lib = {}, .status = status});
   for (const IntfId port : network.ports()) {
     auto& types =
         status->applicationIs(MrpApplication::mvrp).attrDatabaseIs(port).intfTypeApplicantIs(1);
@@ -119,76 +159,76 @@ std::vector<Row> leaveArmCancel(int rounds) {
   network.receiveOnAll(join);
   Rounds row("leave-arm-cancel");
   Rounds passes("leave-arm-cancel/passes");
-  for (int i = 0; i < rounds; ++i) {
-    const double splices = cpuNs([&] {
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost splices = measured([&] {
       for (SpliceBaseline& list : lists) list.inAndOut();
     });
-    const double finds = cpuNs([&] {
+    const Cost finds = measured([&] {
       for (const PlainMap& map : maps) findAll(map, 1, kVlans);
     });
-    const double refreshes = cpuNs([&] {
+    const Cost refreshes = measured([&] {
       network.receiveOnAll(join);
       network.receiveOnAll(join);
     });
     const Seconds expiry = network.now() + Seconds(0.6);
-    const double arming = cpuNs([&] { network.receiveOnAll(leave); });
-    check(network.registered(MrpRegistrarState::lv) == kPorts * kVlans, "leave timers started");
-    const double cancelling = cpuNs([&] { network.receiveOnAll(join); });
-    check(network.registered(MrpRegistrarState::in) == kPorts * kVlans, "leave timers stopped");
+    const Cost arming = measured([&] { network.receiveOnAll(leave); });
+    check(network.leaving() == extent.ports * kVlans, "leave timers started");
+    const Cost cancelling = measured([&] { network.receiveOnAll(join); });
+    check(network.registered() == extent.ports * kVlans, "leave timers stopped");
     network.runUntilBefore(expiry);
-    const double late = cpuNs([&] { network.runUntil(expiry); });
-    const double base = (2 * splices + finds) / kVlanEvents;
-    row.add(base, (arming + cancelling + late - refreshes) / kVlanEvents);
-    passes.add(base, (arming + cancelling - refreshes) / kVlanEvents);
+    const Cost late = measured([&] { network.runUntil(expiry); });
+    const Cost base = (2 * splices + finds) / extent.vlanEvents();
+    row.add(base, (arming + cancelling + late - refreshes) / extent.vlanEvents());
+    passes.add(base, (arming + cancelling - refreshes) / extent.vlanEvents());
     network.runUntil(network.nextTick());
     check(network.takeSent().frames == 0, "nothing sent");
   }
   return {row.row(), passes.row()};
 }
 
-std::vector<Row> msrpReceive(int rounds) {
-  constexpr std::size_t kStreamPorts = 64;
+std::vector<Row> msrpReceive(const Extent& extent) {
   constexpr std::uint16_t kStreams = 512;
-  constexpr std::size_t kAttributes = 2 * kStreamPorts * kStreams;
+  const std::size_t ports = extent.share(64);
+  const std::size_t attributes = 2 * ports * kStreams;
   std::vector<Octets> frames;
   std::vector<std::uint64_t> first;
   std::vector<PlainMap> talkers;
   std::vector<PlainMap> listeners;
-  for (std::size_t i = 0; i < kStreamPorts; ++i) {
+  for (std::size_t i = 0; i < ports; ++i) {
     first.push_back(0x0200000000010000 + (i << 20));
     frames.push_back(streamFrame(first[i], kStreams, kJoinIn));
     talkers.push_back(std::move(plainMaps(1, first[i], kStreams).front()));
     listeners.push_back(std::move(plainMaps(1, first[i], kStreams).front()));
   }
-  Network network(MrpApplication::msrp, kStreamPorts);
+  Network network(MrpApplication::msrp, ports);
   const auto receiveAll = [&] {
-    for (std::size_t i = 0; i < kStreamPorts; ++i) network.receive(network.ports()[i], frames[i]);
+    for (std::size_t i = 0; i < ports; ++i) network.receive(network.ports()[i], frames[i]);
   };
   receiveAll();
   network.run(1.0);
   receiveAll();
-  check(network.registered(MrpRegistrarState::in) == kAttributes, "streams registered");
+  check(network.registered() == attributes, "streams registered");
   const Octets packed = packedEvents(kStreams, kJoinIn);
   ReceiveBaseline baseline(kVlans);
   Rounds row("msrp-receive");
   constexpr std::size_t kPasses = 8;
-  constexpr double kEvents = kPasses * kAttributes;
-  for (int i = 0; i < rounds; ++i) {
-    const double base = cpuNs([&] {
+  const auto events = static_cast<double>(kPasses * attributes);
+  for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base = measured([&] {
       for (std::size_t pass = 0; pass < kPasses; ++pass) {
-        for (std::size_t port = 0; port < kStreamPorts; ++port) {
+        for (std::size_t port = 0; port < ports; ++port) {
           baseline.pdu(talkers[port], first[port], packed, kStreams);
           baseline.pdu(listeners[port], first[port], packed, kStreams);
         }
       }
     });
-    const auto before = network.engine().mrpCounters()->numOfJoinIndications();
-    const double ns = cpuNs([&] {
+    const auto before = network.engine().counters()->numOfJoinIndications();
+    const Cost cost = measured([&] {
       for (std::size_t pass = 0; pass < kPasses; ++pass) receiveAll();
     });
-    check(network.engine().mrpCounters()->numOfJoinIndications() - before == kPasses * kAttributes,
+    check(network.engine().counters()->numOfJoinIndications() - before == kPasses * attributes,
           "joins of registered streams");
-    row.add(base / kEvents, ns / kEvents);
+    row.add(base / events, cost / events);
   }
   return {row.row()};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bench/Measure.h"
 #include "bench/Network.h"
 
 namespace Bench {
@@ -8,10 +9,10 @@ namespace Bench {
 class RefreshedNetwork {
  public:
   RefreshedNetwork(std::size_t ports, std::uint16_t vlans);
-  // Nanoseconds for an attribute when the frame is received on every port, `passes` times.
-  double passNs(std::size_t passes);
+  // For an attribute when the frame is received on every port, `passes` times.
+  Cost pass(std::size_t passes);
   // The same for as many VLANs beyond the limit.
-  double refusedNs();
+  Cost refused();
 
  private:
   Network network_;

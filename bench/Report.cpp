@@ -31,13 +31,25 @@ void Report::ReportRuns(const std::vector<Run>& runs) {
 }
 
 void Report::print() const {
-  std::printf("%-34s %10s %8s %6s %14s %12s\n", "row", "ratio", "target", "", "ns/attribute",
-              "baseline ns");
-  for (const auto& [row, target] : rows_) {
-    const char* verdict = target == 0 ? "" : row.ratio <= target ? "met" : "OVER";
-    std::printf("%-34s %10s %8s %6s %14s %12s\n", row.name.c_str(), decimal(row.ratio, 3).c_str(),
-                target == 0 ? "" : decimal(target, 2).c_str(), verdict, orDash(row.ns).c_str(),
-                orDash(row.baselineNs).c_str());
+  std::printf("%-30s %8s %8s %6s %10s %10s %13s %14s\n", "row", "ratio", "at most", "", "ns",
+              "baseline", "instructions", "baseline's");
+  for (const TableRow& one : rows_) {
+    const Row& row = one.row;
+    const bool judged = one.atMost > 0 && row.ratio > 0;
+    const char* verdict = one.over() ? "OVER" : judged ? "met" : "";
+    std::printf("%-30s %8s %8s %6s %10s %10s %13s %14s\n", row.name.c_str(),
+                row.ratio > 0 ? decimal(row.ratio, 3).c_str() : "-",
+                one.atMost == 0 ? "" : decimal(one.atMost, 2).c_str(), verdict,
+                orDash(row.cost.ns).c_str(), orDash(row.baseline.ns).c_str(),
+                orDash(row.cost.instructions).c_str(), orDash(row.baseline.instructions).c_str());
+  }
+  for (const TableRow& one : rows_) {
+    if (!one.over()) continue;
+    std::printf("%s: %s", one.row.name.c_str(), one.note);
+    if (one.atMostInstructions > 0) {
+      std::printf(" (at most %.0f instructions)", one.atMostInstructions);
+    }
+    std::printf("\n");
   }
   std::fflush(stdout);
 }
@@ -48,10 +60,16 @@ void Report::write() const {
   if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
   std::ofstream out(path);
   const char* between = "[\n";
-  for (const auto& [row, target] : rows_) {
-    out << between << "  {\"name\": \"" << row.name << "\", \"ratio\": " << decimal(row.ratio, 4)
-        << ", \"target\": " << orNull(target, 2) << ", \"ns_per_attribute\": " << orNull(row.ns, 3)
-        << ", \"baseline_ns\": " << orNull(row.baselineNs, 3) << "}";
+  for (const TableRow& one : rows_) {
+    const Row& row = one.row;
+    out << between << "  {\"name\": \"" << row.name << "\", \"ratio\": " << orNull(row.ratio, 4)
+        << ", \"target\": " << orNull(one.atMost, 2)
+        << ", \"ns_per_attribute\": " << orNull(row.cost.ns, 3)
+        << ", \"baseline_ns\": " << orNull(row.baseline.ns, 3)
+        << ", \"instructions\": " << orNull(row.cost.instructions, 1)
+        << ", \"baseline_instructions\": " << orNull(row.baseline.instructions, 1)
+        << ", \"target_instructions\": " << orNull(one.atMostInstructions, 0) << ", \"note\": \""
+        << (one.over() ? one.note : "") << "\"}";
     between = ",\n";
   }
   out << "\n]\n";

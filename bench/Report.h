@@ -9,10 +9,18 @@
 
 namespace Bench {
 
-// A row of the table. A ratio at or below the target meets it; a row without one informs.
+// A row of the table with its figures: ratio and instructions at or below them meet them, 0 is
+// none.
 struct TableRow {
   Row row;
-  double target = 0;
+  double atMost = 0;
+  double atMostInstructions = 0;
+  const char* note = "";  // what is spent beyond a figure
+
+  bool over() const {
+    return (atMost > 0 && row.ratio > atMost) ||
+           (atMostInstructions > 0 && row.cost.instructions > atMostInstructions);
+  }
 };
 
 // Collects rows while the benchmarks run; prints them as one table and writes them as JSON.
@@ -21,6 +29,7 @@ class Report final : public benchmark::BenchmarkReporter {
   explicit Report(std::string jsonPath) : jsonPath_(std::move(jsonPath)) {}
 
   void add(const TableRow& row) { rows_.push_back(row); }
+  const std::vector<TableRow>& rows() const { return rows_; }
   // Some row could not be measured.
   bool failed() const { return failed_; }
 

@@ -15,5 +15,5 @@ target_link_libraries(mrp_rpc PUBLIC nlohmann_json::nlohmann_json PkgConfig::UV)
 add_library(mrp_daemon STATIC ${daemon_sources})
 mrp_compile_flags(mrp_daemon)
 target_link_libraries(mrp_daemon
-  PUBLIC mrp_rpc mrp_agent mrp_linux mrp_host
+  PUBLIC nlohmann_json::nlohmann_json PkgConfig::UV
   PRIVATE PkgConfig::SQLITE PkgConfig::TOMLPP PkgConfig::NFTABLES PkgConfig::CAPNG Threads::Threads)

@@ -1,25 +1,6 @@
 add_test(NAME layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layering)
 
-# Simulated networks, a program of its own: one command replays a seed.
-mrp_sources(sim_sources tests/sim)
-if(sim_sources AND TARGET mrp_agent)
-  find_package(CLI11 REQUIRED)
-  add_executable(mrp_sim ${sim_sources})
-  mrp_compile_flags(mrp_sim)
-  target_link_libraries(mrp_sim PRIVATE ${internal_libraries} CLI11::CLI11)
-  # Six times slower under the sanitizers.
-  set(sim_ranges 1-300 301-600)
-  if(MRP_SANITIZE)
-    set(sim_ranges 1-150)
-  endif()
-  foreach(range IN LISTS sim_ranges)
-    add_test(NAME sim_${range} COMMAND mrp_sim --seeds ${range})
-    set_tests_properties(sim_${range} PROPERTIES TIMEOUT 300)
-  endforeach()
-endif()
-
 mrp_sources(test_sources tests)
-list(REMOVE_ITEM test_sources ${sim_sources})
 if(NOT TARGET mrp_linux)
   list(FILTER test_sources EXCLUDE REGEX "/tests/platform/linux/")
 endif()

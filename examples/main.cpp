@@ -11,7 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 #include "platform/embedded/Wire.h"

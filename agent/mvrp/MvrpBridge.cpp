@@ -3,19 +3,15 @@
 #include <algorithm>
 
 #include "agent/mvrp/VlanInstances.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpStatus.h"
+#include "platform/packet/PamDirs.h"
 
 namespace Mrp {
 namespace {
 
 constexpr auto kVlanType = static_cast<std::uint8_t>(MvrpAttrType::vlan);
 constexpr auto kJoin = MrpThreePackedEvent::joinIn;
-
-constexpr bool declares(MrpApplicantState state) {
-  using enum MrpApplicantState;
-  return state == vp || state == vn || state == an || state == aa || state == qa || state == ap ||
-         state == qp;
-}
 
 constexpr bool forwards(Stp::Role role) {
   return role == Stp::Role::root || role == Stp::Role::designated;
@@ -54,8 +50,8 @@ void MvrpBridge::start() {
     port->open = false;
     port->forwards = port->contributes = port->registered = port->declared = {};
   });
-  pamReactor_.watch<&MvrpBridge::handlePam>(mrpSm()->pamCollection()->onPam(), this);
-  const auto& stp = mrpSm()->stpStatus();
+  pamReactor_.watch<&MvrpBridge::handlePam>(engine()->endpoints().onPam(), this);
+  const auto& stp = engine()->inputs().stpStatus;
   roles_.reset();
   if (stp) {
     Stp::RoleWatcher::Listener& listener = *this;
@@ -96,8 +92,8 @@ void MvrpBridge::portDel(IntfId intf) {
 
 void MvrpBridge::handlePam(IntfId intf) {
   Port* const p = port(intf);
-  if (!p || !mrpSm() || !mrpSm()->pamCollection()) return;
-  const bool isOpen = mrpSm()->active() && mrpSm()->pamCollection()->pam(intf);
+  if (!p || !engine()) return;
+  const bool isOpen = engine()->active() && engine()->endpoints().pam(intf);
   if (isOpen == p->open) return;
   isOpen ? open(*p) : close(*p);
 }
@@ -105,7 +101,7 @@ void MvrpBridge::handlePam(IntfId intf) {
 void MvrpBridge::open(Port& port) {
   port.open = true;
   readRecords(port);
-  if (!roles_ || mrpSm()->stpStatus()->mode() == Stp::Mode::none) {
+  if (!roles_ || engine()->inputs().stpStatus->mode() == Stp::Mode::none) {
     askNeighbour(port);
     forward(port, VlanSet::all(), true);
   } else {
@@ -133,9 +129,11 @@ void MvrpBridge::handleRole(const std::string&, const std::string& msti, const s
                             Stp::Role role) {
   const IntfId intf(name);
   Port* const p = port(intf);
-  if (!p || !p->open || !mrpSm() || mrpSm()->stpStatus()->mode() == Stp::Mode::none) return;
-  const VlanSet vlans = vlansOfInstance(msti, mrpSm()->stpStatus()->mode(), mrpSm()->brConfig(),
-                                        mrpSm()->brTopoConfig().get());
+  if (!p || !p->open || !engine() || engine()->inputs().stpStatus->mode() == Stp::Mode::none)
+    return;
+  const VlanSet vlans =
+      vlansOfInstance(msti, engine()->inputs().stpStatus->mode(), *engine()->inputs().brConfig,
+                      engine()->inputs().brTopoConfig.get());
   if (baseSpanningTreeTopo(intf) != msti) return forward(*p, vlans, forwards(role));
   readRecords(*p);
   if (forwards(role) && !(vlans - p->forwards).empty()) askNeighbour(*p);
@@ -150,8 +148,8 @@ void MvrpBridge::forward(Port& port, const VlanSet& vlans, bool forwards) {
 
 void MvrpBridge::readRecords(Port& port) {
   port.registered = port.declared = {};
-  if (!mrpSm()->active()) return;
-  mrpSm()->walkAttributes(port.intf, kVlanType, [&port](const MrpAttrDatabase& record) {
+  if (!engine()->active()) return;
+  engine()->walkRecords(port.intf, kVlanType, [&port](const MrpAttrDatabase& record) {
     if (!VlanSet::valid(record.attributeKey())) return;
     const auto vlan = static_cast<std::uint16_t>(record.attributeKey());
     port.registered.put(vlan, record.registrarState() != MrpRegistrarState::mt);
@@ -160,7 +158,7 @@ void MvrpBridge::readRecords(Port& port) {
 }
 
 void MvrpBridge::askNeighbour(const Port& port) {
-  if (mrpSm() && mrpSm()->active()) mrpSm()->mrpPamSm()->transmitAllLeaveAll(port.intf);
+  if (engine() && engine()->active()) engine()->sendLeaveAll(port.intf);
 }
 
 // --- Propagation ---------------------------------------------------------------------------------

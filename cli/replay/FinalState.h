@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "cli/replay/Application.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpStatus.h"
 
 namespace Cli {
 
@@ -43,6 +44,6 @@ enum class Records : std::uint8_t {
 // By port, type and key.
 std::vector<AttributeState> attributesOf(const Mrp::MrpApplicationDatabase& database,
                                          Records records);
-FinalState finalStateOf(const Mrp::MrpSm& mrpSm);
+FinalState finalStateOf(const Mrp::Engine& engine);
 
 }  // namespace Cli

@@ -1,6 +1,5 @@
 #include "cli/replay/ReplayAgent.h"
 
-#include "mrp/MrpSm/engine/MrpSm.h"
 #include "platform/time/Clock.h"
 
 namespace Cli {
@@ -25,7 +24,7 @@ void ReplayAgent::mrpLeaveIndication(const Mrp::MrpParameters& parameters) {
 void ReplayAgent::indicate(bool join, const Mrp::MrpParameters& parameters) {
   const auto value = rxImage(parameters.attributeType);
   output_.indication(clock_.now(), {join, parameters.intfId.name(), parameters.attributeType,
-                                    mrpSm()->parseContext()->attributeKey(),
+                                    values().rxKey(parameters.attributeType),
                                     parameters.attributeEvent, Octets(value.begin(), value.end())});
 }
 

@@ -48,6 +48,7 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       agent_(makePtr<ReplayAgent>(infoOf(inputs.application), *clock_, output_)) {
   config_->leaveTimeIs(options.leaveTime);
   config_->leaveAllTimeIs(options.leaveAllTime);
+  config_->recommendedLimitsAre();
   switch_.bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(kBridgeAddress));
   listen(options);
   createPorts();
@@ -93,9 +94,15 @@ void ReplaySession::preload() {
 }
 
 void ReplaySession::createEngine(bool standby) {
-  mrpSm_ = Mrp::mrpSmFactory(switch_.bridgingConfig(), agent_.get(), config_, status_,
-                             switch_.stpStatus(), switch_.bridgingTopologyConfig(),
-                             switch_.ethPhyIntfStatusDir(), switch_.stateDatabase(), standby);
+  engine_ = Mrp::engineFactory({.brConfig = switch_.bridgingConfig(),
+                                .mrpLib = agent_.get(),
+                                .mrpConfig = config_,
+                                .mrpStatus = status_,
+                                .stpStatus = switch_.stpStatus(),
+                                .brTopoConfig = switch_.bridgingTopologyConfig(),
+                                .ethPhyIntfStatusDir = switch_.ethPhyIntfStatusDir(),
+                                .entityManager = switch_.stateDatabase(),
+                                .standbyMode = standby});
 }
 
 // All ports but those that an input enables before any disables them.
@@ -127,7 +134,7 @@ void ReplaySession::run() {
     std::visit([this](const auto& what) { act(what); }, action.what);
   }
   clock_->runUntil(end);
-  output_.finished(clock_->now(), finalStateOf(*mrpSm_));
+  output_.finished(clock_->now(), finalStateOf(*engine_));
 }
 
 void ReplaySession::act(const FrameAction& action) {
@@ -135,7 +142,7 @@ void ReplaySession::act(const FrameAction& action) {
 }
 
 void ReplaySession::act(const RequestAction& action) {
-  if (mrpSm_->standbyMode()) return;
+  if (!engine_->active()) return;
   if (action.value) std::ranges::copy(*action.value, agent_->txImage(action.type).begin());
   const auto send = [&](IntfId port) {
     agent_->mrpSendAttribute({port, action.type, action.event});
@@ -150,7 +157,7 @@ void ReplaySession::act(const RequestAction& action) {
 void ReplaySession::act(const EnableAction& action) { enable(IntfId(action.port), action.enable); }
 
 void ReplaySession::enable(IntfId intf, bool enable) {
-  if (mrpSm_->desiredIntfDir()->intfDesired(intf) == enable) return;
+  if (engine_->enabled(intf) == enable) return;
   if (enable) {
     agent_->mrpInterfaceEnable(intf);
   } else {
@@ -160,9 +167,7 @@ void ReplaySession::enable(IntfId intf, bool enable) {
 
 void ReplaySession::act(const LeaveAllAction& action) {
   const IntfId intf(action.port);
-  if (mrpSm_->standbyMode() || !mrpSm_->pamCollection()->pam(intf)) return;
-  const Platform::Entity& ports = *mrpSm_->mrpPamSm();
-  Platform::attributeValueIs(ports.describe(), "transmitAllLeaveAll", Value(action.port));
+  if (engine_->active() && engine_->endpoints().pam(intf)) engine_->sendLeaveAll(intf);
 }
 
 void ReplaySession::act(const RoleAction& action) {
@@ -198,7 +203,7 @@ void ReplaySession::act(const SwitchAction& action) {
       status_->floodIs(action.on);
       return;
     case SwitchAction::What::recycled:
-      Platform::attributeValueIs(mrpSm_->describe(), "recycledPkt", Value(action.on));
+      Platform::attributeValueIs(engine_->describe(), "recycledPkt", Value(action.on));
       return;
     case SwitchAction::What::joinDiscard:
       agent_->joinDiscardIs(action.on);
@@ -210,10 +215,6 @@ void ReplaySession::act(const ClogAction& action) {
   switch_.attrLog().queueOctetsIs(static_cast<std::size_t>(action.octets));
 }
 
-void ReplaySession::act(const ActivateAction&) {
-  if (!mrpSm_->standbyMode()) return;
-  mrpSm_->standbyModeIs(false);
-  mrpSm_->handleStandbyMode();
-}
+void ReplaySession::act(const ActivateAction&) { engine_->activate(); }
 
 }  // namespace Cli

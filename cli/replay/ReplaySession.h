@@ -9,7 +9,9 @@
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
 #include "cli/replay/ReplayAgent.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 
@@ -35,7 +37,7 @@ class ReplaySession {
   // Does everything up to the end of the run, and reports the final state. Once.
   void run();
 
-  const Mrp::MrpApplicationDatabase& database() const { return *mrpSm_->applicationDatabase(); }
+  const Mrp::MrpApplicationDatabase& database() const { return engine_->database(); }
 
  private:
   // Passes everything on to all outputs.
@@ -77,7 +79,7 @@ class ReplaySession {
   Platform::Ptr<Mrp::MrpConfig> config_;
   Platform::Ptr<Mrp::MrpStatus> status_;
   Platform::Ptr<ReplayAgent> agent_;
-  Platform::Ptr<Mrp::MrpSm> mrpSm_;  // last, so that it goes first
+  Platform::Ptr<Mrp::Engine> engine_;  // last, so that it goes first
 };
 
 }  // namespace Cli

@@ -25,18 +25,15 @@ std::uint64_t keyOfValue(bool msrp, unsigned type, OctetSpan value) {
   return key;
 }
 
-// The keys of the records that `next(from)` gives, from 0 upwards.
-template <class Next, class Visit>
-Keys walked(Next next, Visit visit) {
+// The keys of a set of records, which are to come in ascending order.
+template <class Visit>
+Keys walked(const Mrp::MrpIntfTypeApplicant& types, Mrp::AttrTable::Set set, Visit visit) {
   Keys keys;
-  MrpAttrDatabase* record = next(0);
-  while (record) {
-    const std::uint64_t key = record->attributeKey();
-    CHECK(keys.empty() || key > keys.back());
-    visit(*record);
-    keys.push_back(key);
-    record = key == UINT64_MAX ? nullptr : next(key + 1);
-  }
+  types.walk(set, [&](MrpAttrDatabase& record) {
+    CHECK(keys.empty() || record.attributeKey() > keys.back());
+    visit(record);
+    keys.push_back(record.attributeKey());
+  });
   return keys;
 }
 
@@ -44,8 +41,10 @@ Keys walked(Next next, Visit visit) {
 
 void World::check() {
   CHECK(agent_->mrpOutIntfQueueEmpty());
-  CHECK(engine_->mrpParsedAttribute().empty());
-  CHECK(engine_->mrpRxLeaveAll().empty());
+  if (active()) {
+    CHECK(engine_->mrpParsedAttribute().empty());
+    for (std::uint8_t type = 0; type <= types(); ++type) CHECK(!engine_->mrpRxLeaveAll(type));
+  }
   std::uint64_t visible = 0;
   eachCollection([&](IntfId, std::uint8_t, Mrp::MrpIntfTypeApplicant& types) {
     visible += types.visibleCount();
@@ -66,23 +65,19 @@ void World::checkCollection(IntfId intf, std::uint8_t type) {
   Keys adds;
   Keys deletes;
   std::size_t heldByPeer = 0;
-  walked([&](std::uint64_t from) { return types.anyAtOrAbove(from); },
-         [&](MrpAttrDatabase& record) {
-           checkRecord(intf, type, record);
-           const std::uint64_t key = record.attributeKey();
-           if (record.visible()) visible.push_back(key);
-           if (record.committed()) committed.push_back(key);
-           if (record.pendingAdd()) adds.push_back(key);
-           if (record.pendingDelete()) deletes.push_back(key);
-           if (!record.onlyDeclared()) ++heldByPeer;
-         });
+  walked(types, Mrp::AttrTable::kPresent, [&](MrpAttrDatabase& record) {
+    checkRecord(intf, type, record);
+    const std::uint64_t key = record.attributeKey();
+    if (record.visible()) visible.push_back(key);
+    if (record.committed()) committed.push_back(key);
+    if (record.pendingAdd()) adds.push_back(key);
+    if (record.pendingDelete()) deletes.push_back(key);
+    if (!record.onlyDeclared()) ++heldByPeer;
+  });
   const auto nothing = [](const MrpAttrDatabase&) {};
-  CHECK(walked([&](std::uint64_t from) { return types.visibleAtOrAbove(from); }, nothing) ==
-        visible);
-  CHECK(walked([&](std::uint64_t from) { return types.pendingAddAtOrAbove(from); }, nothing) ==
-        adds);
-  CHECK(walked([&](std::uint64_t from) { return types.pendingDeleteAtOrAbove(from); }, nothing) ==
-        deletes);
+  CHECK(walked(types, Mrp::AttrTable::kVisible, nothing) == visible);
+  CHECK(walked(types, Mrp::AttrTable::kPendingAdd, nothing) == adds);
+  CHECK(walked(types, Mrp::AttrTable::kPendingDelete, nothing) == deletes);
   CHECK(types.visibleCount() == visible.size());
   CHECK(types.pendingAdds() == adds.size());
   CHECK(types.pendingDeletes() == deletes.size());
@@ -91,7 +86,7 @@ void World::checkCollection(IntfId intf, std::uint8_t type) {
   const auto index = engine_->mrpAttrIter({intf, type});
   CHECK(index.has_value() == !visible.empty());
   Keys indexed;
-  engine_->walkAttributes(intf, type, [&](const MrpAttrDatabase& record) {
+  engine_->walkRecords(intf, type, [&](const MrpAttrDatabase& record) {
     indexed.push_back(record.attributeKey());
     CHECK(index->attributeKeyHas(record.attributeKey()));
   });
@@ -150,17 +145,17 @@ void World::checkPublished(IntfId intf, std::uint8_t type, const Keys& committed
 
 void World::checkAllGone() {
   eachCollection([&](IntfId intf, std::uint8_t type, Mrp::MrpIntfTypeApplicant& types) {
-    engine_->walkAttributes(intf, type, [&](const MrpAttrDatabase& record) {
+    engine_->walkRecords(intf, type, [&](const MrpAttrDatabase& record) {
       std::cerr << "left over: " << Mrp::MrpAttribute{intf, type, record.attributeKey()} << ' '
                 << record.applicantState() << ' ' << record.registrarState() << '\n';
     });
     CHECK(types.visibleCount() == 0);
     CHECK(types.pendingAdds() == 0 && types.pendingDeletes() == 0);
-    CHECK(!types.anyAtOrAbove(0));
+    CHECK(types.walk(Mrp::AttrTable::kPresent, [](const MrpAttrDatabase&) { return false; }));
     CHECK(types.heldByPeer() == 0);
   });
   for (const IntfId intf : ports_) {
-    CHECK(!agent_->mrpTxContext(intf, false) && !agent_->mrpTxContext(intf, true));
+    CHECK(!agent_->mrpTxPacketContext(intf) && !agent_->mrpTxSecondPacketContext(intf));
   }
 }
 

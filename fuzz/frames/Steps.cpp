@@ -97,7 +97,7 @@ void World::request(const std::vector<IntfId>& queued, const MrpParameters& para
 }
 
 void World::enable(IntfId intf, bool enable) {
-  if (engine_->desiredIntfDir()->intfDesired(intf) == enable) return;
+  if (engine_->enabled(intf) == enable) return;
   if (enable) {
     agent_->mrpInterfaceEnable(intf);
   } else {
@@ -175,8 +175,12 @@ void World::cleanUp() {
     agent_->mrpCleanUpIntfDatabase(intf);
     return;
   }
-  const Mrp::MrpAttrDatabase* record = collection->visibleAtOrAbove(which >> 1);
-  if (record) agent_->mrpCleanUpIntfDatabaseAttribute(intf, type, record->attributeKey());
+  collection->walk(Mrp::AttrTable::kVisible, [&](const Mrp::MrpAttrDatabase& record) {
+    const std::uint64_t key = record.attributeKey();
+    if (key < which >> 1) return true;
+    agent_->mrpCleanUpIntfDatabaseAttribute(intf, type, key);
+    return false;
+  });
 }
 
 void World::failure(unsigned what) {

@@ -80,6 +80,7 @@ World::World(Input& input) : in_(input) {
   stateDatabase_ = withOwnFilter(switch_.stateDatabase(), protocol_, mode & 0x40);
   config_->leaveTimeIs(0.2);
   config_->leaveAllTimeIs(1.0);
+  config_->recommendedLimitsAre();
   if (mode & 0x80) {
     config_->vlanLimitIs(4);
     config_->listenerLimitIs(4);
@@ -129,7 +130,7 @@ void World::transmitted(OctetSpan frame) const {
 void World::withdrawAll() {
   std::map<Mrp::MrpAttribute, std::vector<std::uint8_t>> values;
   eachCollection([&](IntfId intf, std::uint8_t type, Mrp::MrpIntfTypeApplicant&) {
-    engine_->walkAttributes(intf, type, [&](const MrpAttrDatabase& record) {
+    engine_->walkRecords(intf, type, [&](const MrpAttrDatabase& record) {
       const OctetSpan value = record.value();
       values[{intf, type, record.attributeKey()}].assign(value.begin(), value.end());
     });

@@ -6,7 +6,14 @@
 
 #include "fuzz/frames/Input.h"
 #include "fuzz/frames/SentFrame.h"
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/MrpSm/engine/MrpPamSm.h"
 #include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/rx/ParsedAttributes.h"
+#include "mrp/MrpSm/sm/MrpRegistrarSm.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpParseContext.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 

@@ -28,6 +28,7 @@ class MrpCounters;
 class MrpLib;
 class MrpObserver;
 class MrpStatus;
+class PeriodSource;
 
 // One running application of the protocol, as its agent sees it. Requests and indications are
 // MrpLib's; this is the rest. Everything runs on the agent's event loop, each frame, timer or
@@ -46,6 +47,8 @@ class MRP_API Engine : public Platform::Entity {
     Ptr<Platform::EthPhyIntfStatusDir> ethPhyIntfStatusDir;
     Ptr<Platform::EntityManager> entityManager;
     bool standbyMode = false;
+    // Draws LeaveAll periods; null: the process does. Not owned, outlives the engine.
+    PeriodSource* periodSource = nullptr;
   };
 
   virtual const Inputs& inputs() const = 0;

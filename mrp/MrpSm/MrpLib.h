@@ -1,15 +1,12 @@
 #pragma once
 
-#include <array>
 #include <span>
 
-#include "mrp/MrpMsrp/MsrpValues.h"
-#include "mrp/MrpMvrp/MvrpValues.h"
-#include "mrp/MrpSm/tx/MrpTxPacketContext.h"
+#include "mrp/MrpSm/ValueRecords.h"
+#include "mrp/MrpSm/pdu/TxPackets.h"
 #include "mrp/types/MrpAttribute.h"
 #include "mrp/types/MrpEnums.h"
 #include "mrp/types/PlatformNames.h"
-#include "platform/interface/IntfMap.h"
 #include "platform/reactor/Entity.h"
 #include "platform/reactor/SequencedQueue.h"
 #include "platform/time/Seconds.h"
@@ -18,6 +15,8 @@ namespace Mrp {
 
 class Engine;
 class MrpSm;
+class Service;
+struct EngineRooms;
 
 // A member kept on purpose to hold its neighbours apart; it carries nothing.
 struct PlaceHolder {};
@@ -31,7 +30,6 @@ class MRP_API MrpLib : public Platform::Entity {
   static constexpr std::string_view typeName = "Mrp::MrpLib";
   using OutIntfQueue = Platform::SequencedQueue<IntfId>;
   using MrpOutIntfQueueMetadata = OutIntfQueue::Metadata;
-  using TxContexts = Platform::IntfMap<Ptr<MrpTxPacketContext>>;
 
   MrpLib();
   ~MrpLib() override;
@@ -42,6 +40,7 @@ class MRP_API MrpLib : public Platform::Entity {
   virtual bool mrpJoinIndication(const MrpParameters& parameters);
   // A registration was withdrawn or has aged out.
   virtual void mrpLeaveIndication(const MrpParameters& parameters);
+  // Reserved: the engine never calls it.
   virtual void mrpLeaveAllIndication(const MrpParameters& parameters);
 
   // --- Identity ----------------------------------------------------------------------------------
@@ -55,31 +54,25 @@ class MRP_API MrpLib : public Platform::Entity {
   void applicationEtypeIs(std::uint16_t etype) { applicationEtype_ = etype; }
 
   // --- Value records -----------------------------------------------------------------------------
-#define MRP_VALUE_RECORD(type, name)           \
-  type& name() { return name##_; }             \
-  const type& name() const { return name##_; } \
-  void name##Is(const type& value) { name##_ = value; }
-  MRP_VALUE_RECORD(MsrpTalkerAdvertiseAttribute, msrpTalkerAdvertiseRx)
-  MRP_VALUE_RECORD(MsrpTalkerFailedAttribute, msrpTalkerFailedRx)
-  MRP_VALUE_RECORD(MsrpListenerAttribute, msrpListenerVectorRx)
-  MRP_VALUE_RECORD(MsrpDomainAttribute, msrpDomainVectorRx)
-  MRP_VALUE_RECORD(MvrpVlanAttribute, mvrpVlanVectorRx)
-  MRP_VALUE_RECORD(MsrpTalkerAdvertiseAttribute, msrpTalkerAdvertiseTx)
-  MRP_VALUE_RECORD(MsrpTalkerFailedAttribute, msrpTalkerFailedTx)
-  MRP_VALUE_RECORD(MsrpListenerAttribute, msrpListenerVectorTx)
-  MRP_VALUE_RECORD(MsrpDomainAttribute, msrpDomainVectorTx)
-  MRP_VALUE_RECORD(MvrpVlanAttribute, mvrpVlanVectorTx)
+#define MRP_VALUE_RECORD(type, name, slot)          \
+  type& name() { return values_.slot; }             \
+  const type& name() const { return values_.slot; } \
+  void name##Is(const type& value) { values_.slot = value; }
+  MRP_VALUE_RECORD(MsrpTalkerAdvertiseAttribute, msrpTalkerAdvertiseRx, talkerAdvertise.rx)
+  MRP_VALUE_RECORD(MsrpTalkerFailedAttribute, msrpTalkerFailedRx, talkerFailed.rx)
+  MRP_VALUE_RECORD(MsrpListenerAttribute, msrpListenerVectorRx, listener.rx)
+  MRP_VALUE_RECORD(MsrpDomainAttribute, msrpDomainVectorRx, domain.rx)
+  MRP_VALUE_RECORD(MvrpVlanAttribute, mvrpVlanVectorRx, vlan.rx)
+  MRP_VALUE_RECORD(MsrpTalkerAdvertiseAttribute, msrpTalkerAdvertiseTx, talkerAdvertise.tx)
+  MRP_VALUE_RECORD(MsrpTalkerFailedAttribute, msrpTalkerFailedTx, talkerFailed.tx)
+  MRP_VALUE_RECORD(MsrpListenerAttribute, msrpListenerVectorTx, listener.tx)
+  MRP_VALUE_RECORD(MsrpDomainAttribute, msrpDomainVectorTx, domain.tx)
+  MRP_VALUE_RECORD(MvrpVlanAttribute, mvrpVlanVectorTx, vlan.tx)
 #undef MRP_VALUE_RECORD
-  // The octets of a type's record: the image in which values are staged and stored (25, 34, 12 and
-  // 4 octets for the MSRP types, 2 for the VLAN). Empty for a type that the application lacks.
-  std::span<std::uint8_t> rxImage(std::uint8_t attributeType) {
-    const Images& of = images(attributeType);
-    return {of.rx, of.size};
-  }
-  std::span<std::uint8_t> txImage(std::uint8_t attributeType) {
-    const Images& of = images(attributeType);
-    return {of.tx, of.size};
-  }
+  ValueRecords& values() { return values_; }
+  // The octets of a type's record, see ValueRecords.
+  std::span<std::uint8_t> rxImage(std::uint8_t type) { return values_.rxImage(type); }
+  std::span<std::uint8_t> txImage(std::uint8_t type) { return values_.txImage(type); }
   // Steps the receive record of the current type from the value of one event of a vector to the
   // next; nothing for index 0.
   void mrpValueFromFirstValue(std::uint32_t index);
@@ -88,6 +81,9 @@ class MRP_API MrpLib : public Platform::Entity {
   // Both do nothing: requests go through mrpSendAttribute.
   void mrpJoinReq(const MrpParameters& parameters);
   void mrpLeaveReq(const MrpParameters& parameters);
+  // Those that need an engine assert that there is one; those that act on its current attribute or
+  // send, that it is active.
+  //
   // Acts once for each port taken from mrpOutIntfQueue. Events 0 (New), 1 and 3 (Join) and 5 (Lv)
   // and 7 (internal leave) act on the port named in `parameters`; 6 (LeaveAll) on the queued one.
   // In standby, and without an engine, the queue is emptied and nothing happens.
@@ -97,6 +93,10 @@ class MRP_API MrpLib : public Platform::Entity {
   void mrpSendLeaveAll(std::uint8_t attributeType, IntfId intf);
   void mrpHandleInternalLeave();
   void mrpDeleteAttrOnDefaultStates();
+
+  // Sends what is open on a port, the first packet before the second: whoever withdraws what may
+  // still stand in them sends them first.
+  void mrpTransmitTxAttributes(IntfId intf);
 
   void mrpInterfaceEnable(IntfId intf);
   // Sends what is pending, then drops the port's packets, attributes and endpoint.
@@ -135,23 +135,25 @@ class MRP_API MrpLib : public Platform::Entity {
   // --- Open packets and output queue -------------------------------------------------------------
   // At most one first and one second packet a port. Creating one that exists with another buffer is
   // a programming error.
-  MrpTxPacketContext& mrpTxPacketContextIs(IntfId intf, Ptr<Pkt> pkt);
-  MrpTxPacketContext& mrpTxSecondPacketContextIs(IntfId intf, Ptr<Pkt> pkt);
+  MrpTxPacketContext& mrpTxPacketContextIs(IntfId intf, Ptr<Pkt> pkt) {
+    return mrpTxPacketContext_.is(intf, pkt);
+  }
+  MrpTxPacketContext& mrpTxSecondPacketContextIs(IntfId intf, Ptr<Pkt> pkt) {
+    return mrpTxSecondPacketContext_.is(intf, pkt);
+  }
   MrpTxPacketContext* mrpTxPacketContext(IntfId intf) const {
-    return contextOf(mrpTxPacketContext_, intf);
+    return mrpTxPacketContext_.find(intf);
   }
   MrpTxPacketContext* mrpTxSecondPacketContext(IntfId intf) const {
-    return contextOf(mrpTxSecondPacketContext_, intf);
-  }
-  MrpTxPacketContext* mrpTxContext(IntfId intf, bool second) const {
-    return second ? mrpTxSecondPacketContext(intf) : mrpTxPacketContext(intf);
+    return mrpTxSecondPacketContext_.find(intf);
   }
   void mrpTxPacketContextDel(IntfId intf) { mrpTxPacketContext_.del(intf); }
   void mrpTxSecondPacketContextDel(IntfId intf) { mrpTxSecondPacketContext_.del(intf); }
-  void mrpTxContextDel(IntfId intf, bool second);
   void mrpTxPacketContextDelAll() { mrpTxPacketContext_.delAll(); }
   void mrpTxSecondPacketContextDelAll() { mrpTxSecondPacketContext_.delAll(); }
-  const TxContexts& mrpTxPacketContext() const { return mrpTxPacketContext_; }
+  TxPackets& txPackets(bool second) {
+    return second ? mrpTxSecondPacketContext_ : mrpTxPacketContext_;
+  }
 
   void mrpOutIntfQueueEnq(IntfId intf) { mrpOutIntfQueue_.enq(intf); }
   IntfId mrpOutIntfQueueDeq() { return mrpOutIntfQueue_.deq(); }
@@ -181,48 +183,17 @@ class MRP_API MrpLib : public Platform::Entity {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
-  // The octets of a type's receive and transmit record; none of a type that the application lacks.
-  struct Images {
-    std::uint8_t* rx = nullptr;
-    std::uint8_t* tx = nullptr;
-    std::size_t size = 0;
-  };
-  static constexpr std::size_t kTypes = 5;  // 0 is none
-  const Images& images(std::uint8_t attributeType) const {
-    return images_[attributeType < kTypes ? attributeType : 0];
-  }
-  static MrpTxPacketContext* contextOf(const TxContexts& contexts, IntfId intf) {
-    const Ptr<MrpTxPacketContext>* context = contexts.find(intf);
-    return context ? context->get() : nullptr;
-  }
-  void doDeclare(MrpApplicantEvent event);
-  void doSendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
-  MrpTxPacketContext* openContext(const MrpParameters& parameters, IntfId intf, bool second);
-  void sendMsrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
-  void sendMvrp(MrpTxPacketContext& context, const MrpParameters& parameters, IntfId intf);
-  void unsupportedApplication();
-  template <class Codec>
-  void sendVector(MrpTxPacketContext& context, std::uint8_t event, IntfId intf);
-  template <class Codec>
-  std::size_t encodeVector(MrpTxPacketContext& context, const typename Codec::Attribute& value,
-                           std::uint8_t event);
+  // What serves the requests of an engine that is there; the rooms of one that is active.
+  Service& service() const;
+  EngineRooms& activeRooms() const;
+  void addTo(std::uint8_t type, std::uint8_t event, IntfId intf, bool second);
 
   MrpApplication application_ = MrpApplication::none;
-  std::array<Images, kTypes> images_{};
   EthAddr applicationMacAddr_;
   std::uint16_t applicationEtype_ = 0;
-  MsrpTalkerAdvertiseAttribute msrpTalkerAdvertiseRx_{};
-  MsrpTalkerFailedAttribute msrpTalkerFailedRx_{};
-  MsrpListenerAttribute msrpListenerVectorRx_{};
-  MsrpDomainAttribute msrpDomainVectorRx_{};
-  MvrpVlanAttribute mvrpVlanVectorRx_{};
-  MsrpTalkerAdvertiseAttribute msrpTalkerAdvertiseTx_{};
-  MsrpTalkerFailedAttribute msrpTalkerFailedTx_{};
-  MsrpListenerAttribute msrpListenerVectorTx_{};
-  MsrpDomainAttribute msrpDomainVectorTx_{};
-  MvrpVlanAttribute mvrpVlanVectorTx_{};
-  TxContexts mrpTxPacketContext_;
-  TxContexts mrpTxSecondPacketContext_;
+  ValueRecords values_;
+  TxPackets mrpTxPacketContext_;
+  TxPackets mrpTxSecondPacketContext_;
   [[no_unique_address]] PlaceHolder bug466865Padding0_;
   OutIntfQueue mrpOutIntfQueue_;
   IntfId mrpCurrentTxIntf_;

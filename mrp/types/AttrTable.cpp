@@ -1,9 +1,6 @@
 #include "mrp/types/AttrTable.h"
 
-#include <bit>
-#include <new>
-
-#include "platform/Assert.h"
+#include <stdexcept>
 
 namespace Mrp {
 
@@ -17,74 +14,83 @@ AttrTable::~AttrTable() {
   }
 }
 
-MrpAttrDatabase* AttrTable::make(std::size_t index, std::uint64_t key) {
+MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key) {
   const std::size_t number = index % kPageRecords;
   const std::size_t i = index / kPageRecords;
   if (i >= pages_.size()) pages_.resize(i + 1);
   if (!pages_[i]) {
     const std::size_t size = sizeof(Page) + kPageRecords * recordSize_;
     pages_[i].reset(new (::operator new (size, std::align_val_t{alignof(Page)})) Page);
-    pages_[i]->owner = owner_;
+    pages_[i]->table = this;
   }
   void* place = reinterpret_cast<std::byte*>(pages_[i].get() + 1) + number * recordSize_;
-  return new (place) MrpAttrDatabase(key, number, layout_.wide);
+  auto& record = *new (place) MrpAttrDatabase(key, number, layout_.wide);
+  memberIs(kPresent, record, true);
+  return record;
 }
 
 MrpAttrDatabase& AttrTable::add(std::uint64_t key) {
-  std::size_t index = static_cast<std::size_t>(key);
-  if (layout_.keys == Keys::dense) {
-    MRP_ASSERT(key < kDenseKeys);
-  } else {
-    if (4 * (size() + 1) > 3 * slots_.size()) grow();
-    index = used_;
-    if (free_.empty()) {
-      ++used_;
-    } else {
-      index = free_.back();
-      free_.pop_back();
-    }
-    slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
+  if (layout_.keys == AttributeKeys::sparse) return addSparse(key);
+  if (key >= kDenseKeys) {
+    throw std::range_error(
+        "AttributeKey::value < AttributeKey::min or > AttributeKey::max not allowed");
   }
-  MrpAttrDatabase& record = *make(index, key);
-  setIs(kPresent, record, true);
+  return make(static_cast<std::size_t>(key), key);
+}
+
+// All room is made before anything is linked.
+MrpAttrDatabase& AttrTable::addSparse(std::uint64_t key) {
+  if (4 * (size() + 1) > 3 * slots_.size()) grow();
+  order_.reserve();
+  if (free_.capacity() < used_ + 1) free_.reserve(2 * (used_ + 1));
+  const std::size_t index = free_.empty() ? used_ : free_.back();
+  MrpAttrDatabase& record = make(index, key);
+  free_.empty() ? void(++used_) : free_.pop_back();
+  slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
+  order_.add(key);
   return record;
 }
 
 void AttrTable::del(MrpAttrDatabase& record) {
   const std::uint64_t key = record.attributeKey();
-  record.reset();  // leaves the owner's count
-  for (const Set set : {kPendingAdd, kPendingDelete}) {
-    if (isMember(set, record)) setIs(set, record, false);
+  record.reset();  // leaves onlyDeclared
+  if (layout_.keys == AttributeKeys::sparse) delSparse(key);
+  for (const Set set : {kVisible, kPendingAdd, kPendingDelete, kPresent}) {
+    memberIs(set, record, false);
   }
-  if (layout_.keys == Keys::sparse) {
-    std::size_t hole = slotOf(key);
-    free_.push_back(slots_[hole] - 1);
-    // Move later members of the chain back, so that no probe stops short of them.
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t i = (hole + 1) & mask; slots_[i]; i = (i + 1) & mask) {
-      const std::size_t from = home(at(slots_[i] - 1)->attributeKey());
-      if (((i - from) & mask) >= ((i - hole) & mask)) {
-        slots_[hole] = slots_[i];
-        hole = i;
-      }
-    }
-    slots_[hole] = 0;
-  }
-  setIs(kPresent, record, false);
   record.~MrpAttrDatabase();
+  if (layout_.keys == AttributeKeys::sparse) {
+    order_.trim(size(), [this](std::uint64_t known) { return findSparse(known) != nullptr; });
+  }
 }
 
-void AttrTable::orderIs(Set set, const MrpAttrDatabase& record, bool member) {
-  if (member) return order_[set].add(record.attributeKey());
-  order_[set].trim(count_[set], [this, set](std::uint64_t key) {
-    MrpAttrDatabase* live = findSparse(key);
-    return live && isMember(set, *live);
-  });
+// Takes the slot away, and moves later members of its chain back, so that no probe stops short of
+// them.
+void AttrTable::delSparse(std::uint64_t key) {
+  std::size_t hole = slotOf(key);
+  free_.push_back(slots_[hole] - 1);
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = (hole + 1) & mask; slots_[i]; i = (i + 1) & mask) {
+    const std::size_t from = home(at(slots_[i] - 1)->attributeKey());
+    if (((i - from) & mask) >= ((i - hole) & mask)) {
+      slots_[hole] = slots_[i];
+      hole = i;
+    }
+  }
+  slots_[hole] = 0;
+}
+
+void AttrTable::marksAre(MrpAttrDatabase& record, unsigned marks) {
+  record.marksAre(marks);
+  memberIs(kVisible, record, record.visible());
+  memberIs(kPendingAdd, record, record.pendingAdd());
+  memberIs(kPendingDelete, record, record.pendingDelete());
+  if (record.idle()) del(record);
 }
 
 MrpAttrDatabase* AttrTable::sparseAtOrAbove(Set set, std::uint64_t from) {
   while (count_[set] > 0) {
-    const auto key = order_[set].atOrAbove(from);
+    const auto key = order_.atOrAbove(from);
     if (!key) break;
     MrpAttrDatabase* record = findSparse(*key);
     if (record && isMember(set, *record)) return record;

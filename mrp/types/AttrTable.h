@@ -4,8 +4,11 @@
 #include <bit>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <type_traits>
 #include <vector>
 
+#include "mrp/types/Applications.h"
 #include "mrp/types/KeyOrder.h"
 #include "mrp/types/MrpAttrDatabase.h"
 
@@ -14,19 +17,28 @@ namespace Mrp {
 class MrpIntfTypeApplicant;
 
 // The records of one (port, attribute type), pooled so that a walk reads memory in order, found by
-// key and walked in key order. Records keep their address until they are deleted.
+// key and walked in key order.
+//
+// Invariants:
+// * A record keeps its address until it is deleted, and is found by its key until then.
+// * Its bits in the sets of its page say what its marks say: present always; visible when committed
+//   or pending addition, and not pending deletion; pending addition and pending deletion as marked.
+//   Only `marksAre`, `add` and `del` change bits or marks, and `count` is the number of bits.
+// * `onlyDeclared` counts the present records that say so of themselves: a record's states tell of
+//   every change, a deleted one is put to rest first.
+// * A record that bears no mark stays only for as long as one of its leave timers runs.
+// * Of sparse keys, every present one has a slot on its probe and stands in the order; the order
+//   may hold others.
+// * What throws (for want of memory, a dense key out of range) changes nothing.
 class MRP_API AttrTable {
  public:
-  // How the keys of a type are spread: dense keys (VLAN identifiers, SR classes) lie below
-  // kDenseKeys and index pages of records; sparse ones (stream identifiers) are hashed.
-  enum class Keys : std::uint8_t { dense, sparse };
+  // Dense keys lie below this.
   static constexpr std::uint64_t kDenseKeys = 65536;
   struct Layout {
-    Keys keys;
+    AttributeKeys keys;
     bool wide;  // records have room for the largest value, not just for a VLAN identifier
   };
-  // Sets of records that can be walked. Every record is present.
-  enum Set : std::uint8_t { kPresent, kPendingAdd, kPendingDelete };
+  enum Set : std::uint8_t { kPresent, kVisible, kPendingAdd, kPendingDelete };
 
   AttrTable(Layout layout, MrpIntfTypeApplicant* owner);
   ~AttrTable();
@@ -34,55 +46,89 @@ class MRP_API AttrTable {
   AttrTable& operator=(const AttrTable&) = delete;
 
   MrpAttrDatabase* find(std::uint64_t key) const {
-    return layout_.keys == Keys::dense ? findDense(key) : findSparse(key);
+    return layout_.keys == AttributeKeys::dense ? findDense(key) : findSparse(key);
   }
-  // The record of `key`, new when there was none. A dense key must lie below kDenseKeys.
+  // The record of `key`, new when there was none; `add`: there must be none. Throws std::bad_alloc,
+  // and std::range_error for a dense key from kDenseKeys on.
   MrpAttrDatabase& is(std::uint64_t key) {
     MrpAttrDatabase* record = find(key);
     return record ? *record : add(key);
   }
-  // A new record; there must be none of this key.
   MrpAttrDatabase& add(std::uint64_t key);
   void del(MrpAttrDatabase& record);
-  std::size_t size() const { return count_[kPresent]; }
 
-  // Enters a record that is no member into a set, or takes a member out.
-  void setIs(Set set, MrpAttrDatabase& record, bool member) {
-    pageOf(record).sets[set] ^= std::uint64_t{1} << numberOf(record);
-    count_[set] += member ? 1 : std::size_t(-1);
-    if (layout_.keys == Keys::sparse) orderIs(set, record, member);
-  }
+  // Marks of a record (MrpAttrDatabase::Mark). One that is left without any goes, unless a leave
+  // timer runs.
+  void marksAre(MrpAttrDatabase& record, unsigned marks);
+
+  std::size_t size() const { return count(kPresent); }
   std::size_t count(Set set) const { return count_[set]; }
+  // Records that this station declares and nobody has registered.
+  std::size_t onlyDeclared() const { return onlyDeclared_; }
+
   // The member with the smallest key at or above `from`; null past the last.
   MrpAttrDatabase* atOrAbove(Set set, std::uint64_t from) {
-    return layout_.keys == Keys::dense ? denseAtOrAbove(set, from) : sparseAtOrAbove(set, from);
+    return layout_.keys == AttributeKeys::dense ? denseAtOrAbove(set, from)
+                                                : sparseAtOrAbove(set, from);
+  }
+  // Visits the members of a set in key order. The visitor may add and delete any record; the walk
+  // goes on at the smallest key above the one just handled. A visitor that returns bool ends the
+  // walk with false; the result is whether the walk came to its end.
+  template <class Visit>
+  bool walk(Set set, Visit visit) {
+    MrpAttrDatabase* record = atOrAbove(set, 0);
+    while (record) {
+      const std::uint64_t key = record->attributeKey();
+      if constexpr (std::is_void_v<decltype(visit(*record))>) {
+        visit(*record);
+      } else if (!visit(*record)) {
+        return false;
+      }
+      record = key == UINT64_MAX ? nullptr : atOrAbove(set, key + 1);
+    }
+    return true;
   }
 
   // Owner of the table that holds the record.
-  static MrpIntfTypeApplicant& ownerOf(MrpAttrDatabase& record) { return *pageOf(record).owner; }
+  static MrpIntfTypeApplicant& ownerOf(MrpAttrDatabase& record) {
+    return *pageOf(record).table->owner_;
+  }
+  // A record's states tell of it here when it has begun or ceased to be declared only.
+  static void onlyDeclaredChanged(MrpAttrDatabase& record) {
+    std::size_t& count = pageOf(record).table->onlyDeclared_;
+    record.onlyDeclared() ? ++count : --count;
+  }
 
  private:
-  static constexpr std::size_t kSets = 3;
+  static constexpr std::size_t kSets = 4;
   static constexpr std::size_t kPageRecords = 64;
-  static constexpr std::uint8_t kNumber = kPageRecords - 1;
   // Head of a page; its records follow.
   struct alignas(64) Page {
     std::array<std::uint64_t, kSets> sets{};  // a bit for each record
-    MrpIntfTypeApplicant* owner = nullptr;
+    AttrTable* table = nullptr;
   };
   struct PageDel {
     void operator()(Page* page) const { ::operator delete (page, std::align_val_t{alignof(Page)}); }
   };
 
-  static std::uint8_t numberOf(const MrpAttrDatabase& record) { return record.place_ & kNumber; }
   static Page& pageOf(MrpAttrDatabase& record) {
-    const std::size_t size = MrpAttrDatabase::size(record.place_ & MrpAttrDatabase::kWide);
-    return *reinterpret_cast<Page*>(reinterpret_cast<std::byte*>(&record) -
-                                    numberOf(record) * size - sizeof(Page));
+    const std::size_t size = MrpAttrDatabase::size(record.wide());
+    return *reinterpret_cast<Page*>(reinterpret_cast<std::byte*>(&record) - record.number() * size -
+                                    sizeof(Page));
   }
   MrpAttrDatabase* recordOf(Page& page, std::size_t number) const {
     return std::launder(reinterpret_cast<MrpAttrDatabase*>(reinterpret_cast<std::byte*>(&page + 1) +
                                                            number * recordSize_));
+  }
+  static bool isMember(Set set, MrpAttrDatabase& record) {
+    return pageOf(record).sets[set] >> record.number() & 1;
+  }
+  void memberIs(Set set, MrpAttrDatabase& record, bool member) {
+    std::uint64_t& bits = pageOf(record).sets[set];
+    const std::uint64_t bit = std::uint64_t{1} << record.number();
+    if (((bits & bit) != 0) == member) return;
+    bits ^= bit;
+    count_[set] += member ? 1 : std::size_t(-1);
   }
 
   MrpAttrDatabase* findDense(std::uint64_t key) const {
@@ -104,22 +150,21 @@ class MRP_API AttrTable {
   }
   MrpAttrDatabase* findSparse(std::uint64_t key) const;
   MrpAttrDatabase* sparseAtOrAbove(Set set, std::uint64_t from);
-  MrpAttrDatabase* make(std::size_t index, std::uint64_t key);
+  MrpAttrDatabase& addSparse(std::uint64_t key);
+  void delSparse(std::uint64_t key);
+  MrpAttrDatabase& make(std::size_t index, std::uint64_t key);
   MrpAttrDatabase* at(std::size_t index) const {
     return recordOf(*pages_[index / kPageRecords], index % kPageRecords);
   }
   std::size_t home(std::uint64_t key) const;
   std::size_t slotOf(std::uint64_t key) const;
   void grow();
-  static bool isMember(Set set, MrpAttrDatabase& record) {
-    return pageOf(record).sets[set] >> numberOf(record) & 1;
-  }
-  void orderIs(Set set, const MrpAttrDatabase& record, bool member);
 
   Layout layout_;
   std::size_t recordSize_;
   MrpIntfTypeApplicant* owner_;
   std::array<std::size_t, kSets> count_{};
+  std::size_t onlyDeclared_ = 0;
   std::vector<std::unique_ptr<Page, PageDel>> pages_;
   // Sparse keys only.
   std::vector<std::uint32_t> slots_;  // open addressing: index of a record plus 1, 0 when free
@@ -128,7 +173,7 @@ class MRP_API AttrTable {
   // Position and key of the record found last: the next stream often stands beside it.
   mutable std::size_t foundAt_ = 0;
   mutable std::uint64_t found_ = 0;
-  std::array<KeyOrder, kSets> order_;
+  KeyOrder order_;
 };
 
 }  // namespace Mrp

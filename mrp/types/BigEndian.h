@@ -4,6 +4,7 @@
 #include <bit>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 
 namespace Mrp {
 
@@ -35,5 +36,16 @@ class BigEndian {
 };
 
 static_assert(sizeof(BigEndian<std::uint64_t>) == 8 && alignof(BigEndian<std::uint64_t>) == 1);
+
+// A 16-bit number in the octets at an address.
+inline std::uint16_t readU16(const std::uint8_t* from) {
+  BigEndian<std::uint16_t> number;
+  std::memcpy(&number, from, sizeof number);
+  return number;
+}
+inline void writeU16(std::uint8_t* to, std::uint16_t number) {
+  const BigEndian<std::uint16_t> octets = number;
+  std::memcpy(to, &octets, sizeof octets);
+}
 
 }  // namespace Mrp

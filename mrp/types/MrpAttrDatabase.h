@@ -47,7 +47,7 @@ class MrpAttrDatabase {
 
   // The value's octets in wire order; empty until one is written.
   std::span<const std::uint8_t> value() const { return {octets(), valueSize_}; }
-  std::size_t valueRoom() const { return place_ & kWide ? kMaxValue : kNarrowValue; }
+  std::size_t valueRoom() const { return wide() ? kMaxValue : kNarrowValue; }
   // At most valueRoom() octets.
   void valueIs(std::span<const std::uint8_t> value) {
     valueSize_ = static_cast<std::uint8_t>(value.size());
@@ -60,7 +60,9 @@ class MrpAttrDatabase {
   }
 
   // Where the record stands. A record that bears none of the marks is vacant: it only stays for
-  // a leave timer that still runs.
+  // a leave timer that still runs. The marks are written by the table.
+  enum Mark : std::uint8_t { kCommitted = 1, kPendingAdd = 2, kPendingDelete = 4 };
+  unsigned marks() const { return marks_; }
   bool committed() const { return marks_ & kCommitted; }
   bool pendingAdd() const { return marks_ & kPendingAdd; }
   bool pendingDelete() const { return marks_ & kPendingDelete; }
@@ -75,39 +77,12 @@ class MrpAttrDatabase {
 
   MRP_API static std::span<const Platform::AttributeInfo> attributeTable();
 
- private:
-  friend class AttrTable;
-  friend class MrpIntfTypeApplicant;
-  friend class MrpLeaveSm;
-  static constexpr std::uint8_t kCommitted = 1;
-  static constexpr std::uint8_t kPendingAdd = 2;
-  static constexpr std::uint8_t kPendingDelete = 4;
-  // Of `place_`: the record's number in its page of the table, and whether it is wide.
-  static constexpr std::uint8_t kWide = 64;
-
-  MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide)
-      : attributeKey_(attributeKey),
-        place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))) {}
-
-  // A wide record's value goes on behind the object, in the room that the table leaves there.
-  std::uint8_t* octets() {
-    return reinterpret_cast<std::uint8_t*>(this) + sizeof(MrpAttrDatabase) - kNarrowValue;
-  }
-  const std::uint8_t* octets() const { return const_cast<MrpAttrDatabase*>(this)->octets(); }
-  std::vector<std::uint8_t> valueOctets() const { return {octets(), octets() + valueSize_}; }
-  void valueOctetsIs(const std::vector<std::uint8_t>& octets);
   // Neither published nor pending, and no timer that needs the place.
   bool idle() const { return marks_ == 0 && !leaveSm_.running() && !explicitLeaveSm_.running(); }
+  // At rest, without a value.
   void reset() {
     statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
     valueSize_ = 0;
-  }
-  static bool declares(MrpApplicantState state) {
-    using enum MrpApplicantState;
-    constexpr auto bit = [](MrpApplicantState s) { return 1u << static_cast<unsigned>(s); };
-    constexpr unsigned declaring =
-        bit(vp) | bit(vn) | bit(an) | bit(aa) | bit(qa) | bit(ap) | bit(qp);
-    return declaring >> (static_cast<unsigned>(state) & 31) & 1;
   }
   void statesAre(MrpApplicantState applicant, MrpRegistrarState registrar) {
     const bool was = onlyDeclared();
@@ -115,7 +90,36 @@ class MrpAttrDatabase {
     registrarState_ = registrar;
     if (onlyDeclared() != was) onlyDeclaredChanged();
   }
-  // Keeps the collection's count.
+
+  // The record that a leave timer is part of.
+  static MrpAttrDatabase& of(MrpLeaveSm& sm) {
+    const std::size_t offset = sm.explicitLeave() ? offsetof(MrpAttrDatabase, explicitLeaveSm_)
+                                                  : offsetof(MrpAttrDatabase, leaveSm_);
+    return *reinterpret_cast<MrpAttrDatabase*>(reinterpret_cast<std::uint8_t*>(&sm) - offset);
+  }
+
+ private:
+  // Its place and its marks are the table's.
+  friend class AttrTable;
+  // Of `place_`: the record's number in its page of the table, and whether it is wide.
+  static constexpr std::uint8_t kWide = 64;
+
+  MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide)
+      : attributeKey_(attributeKey),
+        place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))) {}
+  bool wide() const { return place_ & kWide; }
+  unsigned number() const { return place_ & (kWide - 1u); }
+  void marksAre(unsigned marks) { marks_ = static_cast<std::uint8_t>(marks); }
+
+  // A wide record's value goes on behind the object, in the room that the table leaves there.
+  std::uint8_t* octets() {
+    return reinterpret_cast<std::uint8_t*>(this) + sizeof(MrpAttrDatabase) - kNarrowValue;
+  }
+  const std::uint8_t* octets() const { return const_cast<MrpAttrDatabase*>(this)->octets(); }
+  std::vector<std::uint8_t> valueOctets() const { return {octets(), octets() + valueSize_}; }
+  // Throws std::range_error when there are more than valueRoom().
+  void valueOctetsIs(const std::vector<std::uint8_t>& octets);
+  // Tells the table, which counts.
   MRP_API void onlyDeclaredChanged();
 
   std::uint64_t attributeKey_;
@@ -133,10 +137,6 @@ class MrpAttrDatabase {
 static_assert(sizeof(MrpAttrDatabase) == 64, "one narrow record, one cache line");
 static_assert(MrpAttrDatabase::size(true) == 96);
 
-inline MrpAttrDatabase& MrpLeaveSm::record() {
-  const std::size_t offset = explicitLeave() ? offsetof(MrpAttrDatabase, explicitLeaveSm_)
-                                             : offsetof(MrpAttrDatabase, leaveSm_);
-  return *reinterpret_cast<MrpAttrDatabase*>(reinterpret_cast<std::uint8_t*>(this) - offset);
-}
+inline MrpAttrDatabase& MrpLeaveSm::record() { return MrpAttrDatabase::of(*this); }
 
 }  // namespace Mrp

@@ -68,10 +68,12 @@ class ValueIndex {
   }
   constexpr std::uint8_t value() const { return value_; }
 
+  // Throws the range error.
+  [[noreturn]] MRP_API static void refuse();
+
   friend constexpr auto operator<=>(ValueIndex, ValueIndex) = default;
 
  private:
-  [[noreturn]] MRP_API static void refuse();
   std::uint8_t value_ = 0;
 };
 

@@ -18,6 +18,14 @@ Platform::Value::Members timesOf(const Platform::IntfMap<Platform::Seconds>& map
 Platform::Value::Members MrpConfig::intfLeaveTimes() const { return timesOf(intfLeaveTime_); }
 Platform::Value::Members MrpConfig::intfLeaveAllTimes() const { return timesOf(intfLeaveAllTime_); }
 
+void MrpConfig::recommendedLimitsAre() {
+  for (const ApplicationInfo& info : kApplications) {
+    for (const AttributeTypeInfo& type : info.types) {
+      attributeLimitIs(info.application, type.type, type.limit);
+    }
+  }
+}
+
 std::span<const Platform::AttributeInfo> MrpConfig::attributeTable() {
   using A = MrpConfig;
   static constexpr std::array table{

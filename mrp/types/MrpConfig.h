@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include "mrp/types/MrpEnums.h"
+#include "mrp/types/Applications.h"
 #include "mrp/types/PlatformNames.h"
 #include "platform/interface/IntfMap.h"
 #include "platform/reactor/Entity.h"
@@ -59,22 +59,34 @@ class MRP_API MrpConfig : public Platform::Entity {
   }
   Platform::Signal<>& onTimersEnabled() { return onTimersEnabled_; }
 
-  // How many attributes of one type a neighbour may hold on one port; 0 means no limit. Received
-  // events for further ones are counted and ignored. This station's own declarations are never
-  // refused, and a lower limit takes nothing away from what is there.
+  // How many attributes of one type a neighbour may hold on one port; 0, as at first, means no
+  // limit. Received events for further ones are counted and ignored. This station's own
+  // declarations are never refused, and a lower limit takes nothing away from what is there.
   std::uint32_t attributeLimit(MrpApplication application, std::uint8_t type) const {
-    const std::size_t at = application == MrpApplication::mvrp && type == 1 ? kVlanLimit : type;
-    return application != MrpApplication::none && at < kLimits ? limits_[at] : 0;
+    return limits_[limitAt(application, type)];
   }
-#define MRP_LIMIT(name, at)                          \
-  std::uint32_t name() const { return limits_[at]; } \
-  void name##Is(std::uint32_t limit) { limits_[at] = limit; }
-  MRP_LIMIT(vlanLimit, kVlanLimit)
-  MRP_LIMIT(talkerAdvertiseLimit, 1)
-  MRP_LIMIT(talkerFailedLimit, 2)
-  MRP_LIMIT(listenerLimit, 3)
-  MRP_LIMIT(domainLimit, 4)
+  // Nothing happens for a type that the application lacks.
+  void attributeLimitIs(MrpApplication application, std::uint8_t type, std::uint32_t limit) {
+    if (const std::size_t at = limitAt(application, type)) limits_[at] = limit;
+  }
+  // Sets the limits that the table of applications recommends: an agent that faces a network has
+  // some, since memory is not a neighbour's to take.
+  void recommendedLimitsAre();
+#define MRP_LIMIT(name, application, type)                                                 \
+  std::uint32_t name() const { return attributeLimit(MrpApplication::application, type); } \
+  void name##Is(std::uint32_t limit) { attributeLimitIs(MrpApplication::application, type, limit); }
+  MRP_LIMIT(vlanLimit, mvrp, 1)
+  MRP_LIMIT(talkerAdvertiseLimit, msrp, 1)
+  MRP_LIMIT(talkerFailedLimit, msrp, 2)
+  MRP_LIMIT(listenerLimit, msrp, 3)
+  MRP_LIMIT(domainLimit, msrp, 4)
 #undef MRP_LIMIT
+
+  // Whether a talker continues a vector only when all of its value follows from FirstValue's.
+  // Otherwise, as at first, identity alone is compared, and a neighbour takes an appended talker's
+  // other fields for those of the first.
+  bool wholeTalkersInSequence() const { return wholeTalkersInSequence_; }
+  void wholeTalkersInSequenceIs(bool whole) { wholeTalkersInSequence_ = whole; }
 
   // While set, finished transmit packets are dropped.
   bool txSuppress() const { return txSuppress_; }
@@ -88,9 +100,16 @@ class MRP_API MrpConfig : public Platform::Entity {
     const Seconds* time = map.find(intf);
     return time ? *time : Seconds();
   }
-  // Limits of MSRP's types stand at the type, that of the VLANs at none of them.
-  static constexpr std::size_t kVlanLimit = 0;
-  static constexpr std::size_t kLimits = 5;
+  // 0 for a type that the application lacks: its place holds no limit.
+  static constexpr std::size_t limitAt(MrpApplication application, std::uint8_t type) {
+    std::size_t before = 0;
+    for (const ApplicationInfo& info : kApplications) {
+      if (info.application == application) return info.type(type) ? before + type : 0;
+      before += info.types.size();
+    }
+    return 0;
+  }
+  static constexpr std::size_t kLimits = 1 + kMsrpTypes.size() + kMvrpTypes.size();
   Platform::Value::Members intfLeaveTimes() const;
   Platform::Value::Members intfLeaveAllTimes() const;
 
@@ -101,7 +120,8 @@ class MRP_API MrpConfig : public Platform::Entity {
   Platform::IntfMap<Seconds> intfLeaveAllTime_;
   bool timersEnabled_ = true;
   bool txSuppress_ = false;
-  std::array<std::uint32_t, kLimits> limits_{4096, 8192, 8192, 8192, 256};
+  bool wholeTalkersInSequence_ = false;
+  std::array<std::uint32_t, kLimits> limits_{};
   Platform::Signal<> onLeaveAllTime_;
   Platform::Signal<IntfId> onIntfLeaveAllTime_;
   Platform::Signal<> onTimersEnabled_;

@@ -59,6 +59,15 @@ enum class MrpApplicantState : std::uint8_t {
   lo,  // leaving observer
 };
 
+// Whether a station in this state declares the attribute; 12 and above: no.
+constexpr bool declares(MrpApplicantState state) {
+  using enum MrpApplicantState;
+  constexpr auto bit = [](MrpApplicantState s) { return 1u << static_cast<unsigned>(s); };
+  constexpr unsigned declaring =
+      bit(vp) | bit(vn) | bit(an) | bit(aa) | bit(qa) | bit(ap) | bit(qp);
+  return declaring >> (static_cast<unsigned>(state) & 31) & 1;
+}
+
 // What drives an Applicant. Prints as in the state table ("rJoinIn!"), none as "no event".
 enum class MrpApplicantEvent : std::uint8_t {
   newRequest,

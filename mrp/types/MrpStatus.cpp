@@ -6,26 +6,11 @@ namespace {
 using Platform::Described;
 using Platform::Value;
 
-// VLAN identifiers and SR classes are small numbers; all other keys are stream identifiers, or the
-// single key 0 of a type that the application does not define.
+// A type that the application does not define has the single key 0.
 AttrTable::Layout layoutOf(MrpApplication application, std::uint8_t type) {
-  const bool vlan =
-      application == MrpApplication::mvrp && type == static_cast<std::uint8_t>(MvrpAttrType::vlan);
-  const bool domain = application == MrpApplication::msrp &&
-                      type == static_cast<std::uint8_t>(MsrpAttrType::domain);
-  return {vlan || domain ? AttrTable::Keys::dense : AttrTable::Keys::sparse, !vlan};
-}
-
-// Calls `visit(record)` for every record that `atOrAbove(key)` gives, in key order, tolerating
-// whatever the visitor does to the table.
-template <class AtOrAbove, class Visit>
-void walkKeys(AtOrAbove atOrAbove, Visit visit) {
-  MrpAttrDatabase* record = atOrAbove(0);
-  while (record) {
-    const std::uint64_t key = record->attributeKey();
-    visit(*record);
-    record = key == UINT64_MAX ? nullptr : atOrAbove(key + 1);
-  }
+  const AttributeTypeInfo* info = applicationInfo(application).type(type);
+  if (!info) return {AttributeKeys::sparse, true};
+  return {info->keys, info->image > MrpAttrDatabase::kNarrowValue};
 }
 
 }  // namespace
@@ -34,27 +19,6 @@ MrpIntfTypeApplicant::MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attribute
                                            AttrTable::Layout layout)
     : intfId_(intfId), attributeType_(attributeType), table_(layout, this) {}
 
-// Every change of a record's marks goes through here, so that sets and counts always agree with
-// them.
-void MrpIntfTypeApplicant::marksAre(MrpAttrDatabase& record, unsigned marks) {
-  const bool wasVisible = record.visible();
-  const unsigned changed = record.marks_ ^ marks;
-  record.marks_ = static_cast<std::uint8_t>(marks);
-  visible_ += static_cast<std::size_t>(record.visible()) - static_cast<std::size_t>(wasVisible);
-  if (changed & MrpAttrDatabase::kPendingAdd) {
-    table_.setIs(AttrTable::kPendingAdd, record, record.pendingAdd());
-  }
-  if (changed & MrpAttrDatabase::kPendingDelete) {
-    table_.setIs(AttrTable::kPendingDelete, record, record.pendingDelete());
-  }
-  if (record.idle()) table_.del(record);
-}
-
-void MrpAttrDatabase::onlyDeclaredChanged() {
-  std::size_t& count = AttrTable::ownerOf(*this).onlyDeclared_;
-  onlyDeclared() ? ++count : --count;
-}
-
 MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
   MrpAttrDatabase* record = table_.find(key);
   return record && record->committed() ? record : nullptr;
@@ -62,43 +26,42 @@ MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
 
 MrpAttrDatabase& MrpIntfTypeApplicant::mrpAttributeIs(std::uint64_t key) {
   MrpAttrDatabase& record = table_.is(key);
-  if (record.marks_ == 0) record.reset();
-  if (!record.committed()) marksAre(record, MrpAttrDatabase::kCommitted);
+  if (record.marks() == 0) record.reset();
+  if (!record.committed()) table_.marksAre(record, MrpAttrDatabase::kCommitted);
   return record;
 }
 
 void MrpIntfTypeApplicant::mrpAttributeDel(std::uint64_t key) {
-  if (MrpAttrDatabase* record = mrpAttribute(key)) marksAre(*record, 0);
+  if (MrpAttrDatabase* record = mrpAttribute(key)) table_.marksAre(*record, 0);
 }
 
 MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
   MrpAttrDatabase& record = known ? *known : table_.add(key);
   record.reset();
-  marksAre(record, MrpAttrDatabase::kPendingAdd);
+  table_.marksAre(record, MrpAttrDatabase::kPendingAdd);
   return record;
 }
 
 void MrpIntfTypeApplicant::pendingAddDel(MrpAttrDatabase& record) {
-  if (record.pendingAdd()) marksAre(record, record.marks_ ^ MrpAttrDatabase::kPendingAdd);
+  if (record.pendingAdd()) table_.marksAre(record, record.marks() ^ MrpAttrDatabase::kPendingAdd);
 }
 
 void MrpIntfTypeApplicant::commit(MrpAttrDatabase& record) {
-  marksAre(record, MrpAttrDatabase::kCommitted);
+  table_.marksAre(record, MrpAttrDatabase::kCommitted);
 }
 
 void MrpIntfTypeApplicant::pendingDeleteIs(MrpAttrDatabase& record) {
-  marksAre(record, record.marks_ | MrpAttrDatabase::kPendingDelete);
+  table_.marksAre(record, record.marks() | MrpAttrDatabase::kPendingDelete);
 }
 
 void MrpIntfTypeApplicant::pendingDeleteDel(MrpAttrDatabase& record) {
-  if (record.pendingDelete()) marksAre(record, record.marks_ ^ MrpAttrDatabase::kPendingDelete);
+  if (record.pendingDelete())
+    table_.marksAre(record, record.marks() ^ MrpAttrDatabase::kPendingDelete);
 }
 
 void MrpIntfTypeApplicant::pendingDelAll() {
-  walkKeys([this](std::uint64_t from) { return pendingAddAtOrAbove(from); },
-           [this](MrpAttrDatabase& record) { pendingAddDel(record); });
-  walkKeys([this](std::uint64_t from) { return pendingDeleteAtOrAbove(from); },
-           [this](MrpAttrDatabase& record) { pendingDeleteDel(record); });
+  walk(AttrTable::kPendingAdd, [this](MrpAttrDatabase& record) { pendingAddDel(record); });
+  walk(AttrTable::kPendingDelete, [this](MrpAttrDatabase& record) { pendingDeleteDel(record); });
 }
 
 MrpIntfTypeApplicant& MrpIntfApplicant::intfTypeApplicantIs(std::uint8_t type) {
@@ -122,28 +85,23 @@ MrpApplicationDatabase& MrpStatus::applicationIs(MrpApplication application) {
 }
 
 void copyCommitted(const MrpApplicationDatabase& from, MrpApplicationDatabase& to) {
-  from.attrDatabase().walk([&](IntfId intf, const MrpIntfApplicant& port) {
-    for (std::size_t type = 0; type < port.typeLimit(); ++type) {
-      const auto t = static_cast<std::uint8_t>(type);
-      MrpIntfTypeApplicant* source = port.intfTypeApplicant(t);
-      if (!source) continue;
-      MrpIntfTypeApplicant& target = to.attrDatabaseIs(intf).intfTypeApplicantIs(t);
-      walkKeys([&](std::uint64_t key) { return source->anyAtOrAbove(key); },
-               [&](MrpAttrDatabase& record) {
-                 if (!record.committed()) return;
-                 Platform::entityCopy(record, target.mrpAttributeIs(record.attributeKey()));
-               });
-    }
+  from.walkTypes([&](const MrpIntfTypeApplicant& source) {
+    MrpIntfTypeApplicant& target =
+        to.attrDatabaseIs(source.intfId()).intfTypeApplicantIs(source.attributeType());
+    source.walk(AttrTable::kPresent, [&](MrpAttrDatabase& record) {
+      if (!record.committed()) return;
+      Platform::entityCopy(record, target.mrpAttributeIs(record.attributeKey()));
+    });
+    return true;
   });
 }
 
 Value::Members MrpIntfTypeApplicant::members() const {
   Value::Members members;
-  walkKeys([this](std::uint64_t key) { return table_.atOrAbove(AttrTable::kPresent, key); },
-           [&](MrpAttrDatabase& record) {
-             if (!record.committed()) return;
-             members.emplace_back(Value(record.attributeKey()), Platform::described(record));
-           });
+  walk(AttrTable::kPresent, [&](MrpAttrDatabase& record) {
+    if (!record.committed()) return;
+    members.emplace_back(Value(record.attributeKey()), Platform::described(record));
+  });
   return members;
 }
 

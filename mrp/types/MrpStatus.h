@@ -35,19 +35,16 @@ class MRP_API MrpIntfTypeApplicant {
     MrpAttrDatabase* record = table_.find(key);
     return record && record->visible() ? record : nullptr;
   }
-  // The visible record with the smallest key at or above `from`; null past the last.
-  MrpAttrDatabase* visibleAtOrAbove(std::uint64_t from) {
-    MrpAttrDatabase* record = anyAtOrAbove(from);
-    while (record && !record->visible()) {
-      const std::uint64_t key = record->attributeKey();
-      record = key == UINT64_MAX ? nullptr : anyAtOrAbove(key + 1);
-    }
-    return record;
-  }
-  std::size_t visibleCount() const { return visible_; }
+  std::size_t visibleCount() const { return table_.count(AttrTable::kVisible); }
   // Records in which a neighbour has a part, hidden and vacant ones too: all but those that are
   // declared here and registered for nobody.
-  std::size_t heldByPeer() const { return table_.size() - onlyDeclared_; }
+  std::size_t heldByPeer() const { return table_.size() - table_.onlyDeclared(); }
+
+  // Visits the records of a set in key order, see AttrTable::walk.
+  template <class Visit>
+  bool walk(AttrTable::Set set, Visit visit) const {
+    return table_.walk(set, visit);
+  }
 
   // Pending additions and deletions.
   MrpAttrDatabase& pendingAddIs(std::uint64_t key) { return pendingAddIs(key, table_.find(key)); }
@@ -59,12 +56,6 @@ class MRP_API MrpIntfTypeApplicant {
   void pendingDeleteDel(MrpAttrDatabase& record);
   std::size_t pendingAdds() const { return table_.count(AttrTable::kPendingAdd); }
   std::size_t pendingDeletes() const { return table_.count(AttrTable::kPendingDelete); }
-  MrpAttrDatabase* pendingAddAtOrAbove(std::uint64_t from) {
-    return table_.atOrAbove(AttrTable::kPendingAdd, from);
-  }
-  MrpAttrDatabase* pendingDeleteAtOrAbove(std::uint64_t from) {
-    return table_.atOrAbove(AttrTable::kPendingDelete, from);
-  }
 
   // To be called when a leave timer has stopped running: a vacant record goes with its last one.
   void leaveSmStopped(MrpAttrDatabase& record) {
@@ -72,9 +63,6 @@ class MRP_API MrpIntfTypeApplicant {
   }
   // Any record, vacant ones too: for those who look for leave timers.
   MrpAttrDatabase* any(std::uint64_t key) const { return table_.find(key); }
-  MrpAttrDatabase* anyAtOrAbove(std::uint64_t from) {
-    return table_.atOrAbove(AttrTable::kPresent, from);
-  }
 
   // Forgets what only a running engine needs: pending additions go, pending deletions are revived.
   void pendingDelAll();
@@ -82,15 +70,11 @@ class MRP_API MrpIntfTypeApplicant {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
-  friend class MrpAttrDatabase;
-  void marksAre(MrpAttrDatabase& record, unsigned marks);
   Platform::Value::Members members() const;
 
   IntfId intfId_;
   std::uint8_t attributeType_;
   mutable AttrTable table_;
-  std::size_t visible_ = 0;
-  std::size_t onlyDeclared_ = 0;
 };
 
 // Attributes of one port, by attribute type.
@@ -104,8 +88,15 @@ class MRP_API MrpIntfApplicant {
     return type < types_.size() ? types_[type].get() : nullptr;
   }
   MrpIntfTypeApplicant& intfTypeApplicantIs(std::uint8_t type);
-  // Types present run from 0 to this, less one; some in between may be absent.
-  std::size_t typeLimit() const { return types_.size(); }
+  // Visits the collections in the order of types. A visitor that returns false ends the walk, which
+  // then gives false.
+  template <class Visit>
+  bool walkTypes(Visit visit) const {
+    for (std::size_t type = 0; type < types_.size(); ++type) {
+      if (types_[type] && !visit(*types_[type])) return false;
+    }
+    return true;
+  }
 
   static std::span<const Platform::AttributeInfo> attributeTable();
 
@@ -134,6 +125,15 @@ class MRP_API MrpApplicationDatabase {
   MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const {
     MrpIntfApplicant* port = attrDatabase_.find(intf);
     return port ? port->intfTypeApplicant(type) : nullptr;
+  }
+
+  // Visits the collections of all ports and types, in that order; a visitor that returns false ends
+  // the walk.
+  template <class Visit>
+  void walkTypes(Visit visit) const {
+    bool goesOn = true;
+    attrDatabase_.walk(
+        [&](IntfId, const MrpIntfApplicant& port) { goesOn = goesOn && port.walkTypes(visit); });
   }
 
   // LeaveAll periods in force, for display.

@@ -88,6 +88,9 @@ inline const std::string kMst = "Mst";
 inline const std::string kNoStp = "NoStp";
 inline const std::string kBkup = "Bkup";
 inline const std::string kVl = "Vl";
+// The same for an MST instance as a format, and the prefix of network namespaces' interfaces.
+inline constexpr const char* kMstFormat = "Mst%d";
+inline const std::string kNs = "ns-";
 
 // Name of the spanning-tree instance that serves one VLAN in per-VLAN mode: "Vl" and the number.
 MRP_API std::string perVlanInstanceName(Platform::VlanId vlan);

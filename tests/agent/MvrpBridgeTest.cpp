@@ -9,33 +9,24 @@
 namespace EngineTest {
 namespace {
 
-using Role = Stp::MstiPortStatus::Role;
-
-// A bridge on a switch of its own; every port's endpoint takes every frame.
-class Bridge {
+// A bridge on a switch of its own.
+class Bridge : public Host {
  public:
-  explicit Bridge(bool standby = false) {
-    sw.onTransmit([this](IntfId intf, const Pkt& pkt) {
-      sent_[intf].push_back(decoded(kMvrp, pkt.octets()));
-    });
-    start(standby);
+  explicit Bridge(bool standby = false)
+      : Host(kMvrp, makePtr<MvrpBridge>(), makePtr<VirtualClock>()),
+        bridge(static_cast<MvrpBridge*>(served.get())) {
+    begin(standby);
   }
-  void start(bool standby = false) {
-    engine = mrpSmFactory(sw.bridgingConfig(), bridge.get(), config, status, sw.stpStatus(),
-                          sw.bridgingTopologyConfig(), sw.ethPhyIntfStatusDir(), manager, standby);
+  void begin(bool standby = false) {
+    start(standby);
     bridge->start();
   }
-  void role(IntfId intf, Role r, const std::string& msti = "Cist") {
-    sw.stpStatus()->childIs("one").childIs(msti).childIs(intf.name()).roleIs(r);
-  }
   IntfId port(unsigned n, Role r = Role::designated) {
-    const IntfId intf =
-        sw.portIs("port" + std::to_string(n), EthAddr::fromNumber(0x020000000000 + n));
+    const IntfId intf = device(n);
     bridge->portIs(intf);
-    role(intf, r);
+    roleIs(intf, r);
     return intf;
   }
-  void receive(IntfId intf, const Octets& pdu) { sw.receive(intf, frame(kMvrp, pdu)); }
   void joins(IntfId intf, std::uint16_t vlan) { receive(intf, vlans(vlan, {JoinIn})); }
   void leaves(IntfId intf, std::uint16_t vlan) {
     receive(intf, vlans(vlan, {Lv}));
@@ -43,7 +34,7 @@ class Bridge {
   }
   Texts sent(IntfId intf) {
     clock->run(0.1);
-    return std::exchange(sent_[intf], {});
+    return Host::sent(intf);
   }
   // VLANs that the engine declares on a port, and those that it has registered there.
   std::string declared(IntfId intf) const {
@@ -54,24 +45,17 @@ class Bridge {
                   [](const MrpAttrDatabase& r) { return r.registrarState() != Registrar::mt; });
   }
 
-  Ptr<VirtualClock> clock = makePtr<VirtualClock>();
-  Switch sw{clock};
-  Ptr<OpenFilterManager> manager = makePtr<OpenFilterManager>(sw.stateDatabase());
-  Ptr<MrpConfig> config = makePtr<MrpConfig>();
-  Ptr<MrpStatus> status = makePtr<MrpStatus>();
-  Ptr<MvrpBridge> bridge = makePtr<MvrpBridge>();
-  Ptr<MrpSm> engine;
+  const Ptr<MvrpBridge> bridge;
 
  private:
   template <class Wanted>
   std::string listOf(IntfId intf, Wanted wanted) const {
     std::string list;
-    engine->walkAttributes(intf, 1, [&](const MrpAttrDatabase& r) {
+    engine->walkRecords(intf, 1, [&](const MrpAttrDatabase& r) {
       if (wanted(r)) list += (list.empty() ? "" : " ") + std::to_string(r.attributeKey());
     });
     return list;
   }
-  std::map<IntfId, Texts> sent_;
 };
 
 class MvrpBridgeTest : public EngineTest {
@@ -141,12 +125,12 @@ TEST_F(MvrpBridgeTest, BlockedPortNeitherGivesNorGets) {
   b.joins(blocked, 20);
   EXPECT_EQ(b.declared(one), "");
   EXPECT_EQ(b.declared(blocked), "");
-  b.role(blocked, Role::backup);
-  b.role(blocked, Role::none);
+  b.roleIs(blocked, Role::backup);
+  b.roleIs(blocked, Role::none);
   EXPECT_EQ(b.declared(one) + b.declared(blocked), "");
   b.sent(blocked);
   // When it forwards, what it has registered counts, and its neighbour is asked for the rest.
-  b.role(blocked, Role::root);
+  b.roleIs(blocked, Role::root);
   EXPECT_EQ(b.declared(one), "20");
   EXPECT_EQ(b.declared(blocked), "10");
   EXPECT_EQ(b.sent(blocked).front(), "1:LA 20=In");
@@ -157,24 +141,24 @@ TEST_F(MvrpBridgeTest, PortThatStopsForwardingIsWithdrawn) {
   b.joins(one, 10);
   b.joins(two, 20);
   b.sent(one);
-  b.role(one, Role::alternate);
+  b.roleIs(one, Role::alternate);
   EXPECT_EQ(b.declared(one), "");
   EXPECT_EQ(b.sent(one), Texts{"1:20=Lv"});
   EXPECT_EQ(b.declared(two), "");
   EXPECT_EQ(b.declared(three), "20");
-  b.role(one, Role::root);
+  b.roleIs(one, Role::root);
   EXPECT_EQ(b.declared(two), "") << "it was flushed";
   EXPECT_EQ(b.declared(one), "20");
   EXPECT_EQ(b.sent(one).front(), "1:10=Mt | 1:LA");
   b.joins(one, 10);
   EXPECT_EQ(b.declared(two), "10");
   // A port whose status goes has no role; one that appears with a role has it.
-  auto& ports = b.sw.stpStatus()->childIs("one").childIs("Cist");
+  auto& ports = b.sw->stpStatus()->childIs("one").childIs("Cist");
   ports.childDel("port1");
   EXPECT_EQ(b.declared(two), "");
-  b.role(one, Role::designated);
+  b.roleIs(one, Role::designated);
   EXPECT_EQ(b.declared(two), "10");
-  b.sw.stpStatus()->childDel("one");
+  b.sw->stpStatus()->childDel("one");
   EXPECT_EQ(b.declared(one) + b.declared(two) + b.declared(three), "");
 }
 
@@ -189,7 +173,7 @@ TEST_F(MvrpBridgeTest, PortsComeAndGo) {
   EXPECT_EQ(b.sent(one), Texts{"1:20=Lv"}) << "its neighbour need not wait";
   EXPECT_EQ(b.declared(two) + "," + b.declared(late), ",20");
   // A device that goes takes its registrations with it, and brings none back.
-  b.sw.portDel(two);
+  b.sw->portDel(two);
   EXPECT_EQ(b.declared(late), "");
   EXPECT_EQ(b.registered(two), "");
   b.joins(late, 30);
@@ -213,7 +197,7 @@ TEST_F(MvrpBridgeTest, StaticDeclarations) {
   b.bridge->declarationIs(two, VlanId(20), false);
   EXPECT_EQ(b.declared(one) + "," + b.declared(two), ",10 20") << "registered elsewhere";
   b.bridge->declarationIs(two, VlanId(30), true);
-  b.role(two, Role::alternate);
+  b.roleIs(two, Role::alternate);
   EXPECT_EQ(b.declared(two), "");
   b.bridge->declarationIs(IntfId("port77"), VlanId(30), true);
 }
@@ -240,9 +224,9 @@ TEST_F(MvrpBridgeTest, RegistrarAdministrativeControl) {
   b.leaves(one, 10);
   b.leaves(one, 12);
   EXPECT_EQ(b.declared(two), "10 11 12");
-  b.role(one, Role::alternate);
+  b.roleIs(one, Role::alternate);
   EXPECT_EQ(b.declared(two), "");
-  b.role(one, Role::root);
+  b.roleIs(one, Role::root);
   b.bridge->registrationIs(one, VlanId(10), Registration::normal);
   EXPECT_EQ(b.declared(two), "12");
   // Of a whole port.
@@ -255,9 +239,9 @@ TEST_F(MvrpBridgeTest, RegistrarAdministrativeControl) {
 }
 
 TEST_F(MvrpBridgeTest, EachVlanFollowsItsSpanningTree) {
-  b.sw.bridgingTopologyConfig()->instanceIs(VlanId(20), 2);
-  b.sw.bridgingConfig()->vlanConfigIs(VlanId(20), {.instance = 2});
-  for (const IntfId p : {one, two, three}) b.sw.bridgingConfig()->nativeVlanIs(p, 10);
+  b.sw->bridgingTopologyConfig()->instanceIs(VlanId(20), 2);
+  b.sw->bridgingConfig()->vlanConfigIs(VlanId(20), {.instance = 2});
+  for (const IntfId p : {one, two, three}) b.sw->bridgingConfig()->nativeVlanIs(p, 10);
   const struct {
     std::uint32_t mode;
     std::string of10, of20;  // instances
@@ -270,11 +254,11 @@ TEST_F(MvrpBridgeTest, EachVlanFollowsItsSpanningTree) {
       {Stp::Mode::none, "Cist", "x", "10 20"},    {1, "Cist", "Mst2", ""},
   };
   for (const auto& c : cases) {
-    b.sw.stpStatus()->childDel("one");
-    b.sw.stpStatus()->modeIs(c.mode);
+    b.sw->stpStatus()->childDel("one");
+    b.sw->stpStatus()->modeIs(c.mode);
     b.bridge->start();
     for (const IntfId p : {one, two}) {
-      for (const std::string& instance : {c.of10, c.of20}) b.role(p, Role::designated, instance);
+      for (const std::string& instance : {c.of10, c.of20}) b.roleIs(p, Role::designated, instance);
     }
     b.joins(one, 10);
     b.joins(one, 20);
@@ -285,18 +269,18 @@ TEST_F(MvrpBridgeTest, EachVlanFollowsItsSpanningTree) {
 
 // Two VLANs in two instances: the port blocks the one and forwards the other.
 TEST_F(MvrpBridgeTest, OneInstanceBlocksAndAnotherForwards) {
-  b.sw.stpStatus()->modeIs(Stp::Mode::perVlan);
+  b.sw->stpStatus()->modeIs(Stp::Mode::perVlan);
   b.bridge->start();
   for (const IntfId p : {one, two, three}) {
-    for (const char* instance : {"Vl10", "Vl20"}) b.role(p, Role::designated, instance);
+    for (const char* instance : {"Vl10", "Vl20"}) b.roleIs(p, Role::designated, instance);
   }
   b.joins(one, 10);
   b.joins(one, 20);
   b.joins(two, 20);
   EXPECT_EQ(b.declared(one) + "," + b.declared(two) + "," + b.declared(three), "20,10 20,10 20");
-  b.role(one, Role::alternate, "Vl20");
+  b.roleIs(one, Role::alternate, "Vl20");
   EXPECT_EQ(b.declared(one) + "," + b.declared(two) + "," + b.declared(three), ",10,10 20");
-  b.role(one, Role::root, "Vl20");
+  b.roleIs(one, Role::root, "Vl20");
   EXPECT_EQ(b.declared(one) + "," + b.declared(two) + "," + b.declared(three), "20,10 20,10 20");
 }
 
@@ -311,13 +295,12 @@ TEST_F(MvrpBridgeTest, ActivationGoesOnWithTheRecordsOfTheOtherSide) {
   copyCommitted(*b.status->application(kMvrp.application),
                 *other.status->application(kMvrp.application));
   for (const unsigned n : {1u, 2u, 3u}) other.port(n);
-  other.role(two, Role::alternate);
+  other.roleIs(two, Role::alternate);
   other.bridge->declarationIs(VlanId(30), true);
   EXPECT_EQ(other.declared(one) + "," + other.declared(two), "20,10 20") << "untouched";
   other.clock->run(1);
   EXPECT_EQ(other.sent(one), Texts{});
-  other.engine->standbyModeIs(false);
-  other.engine->handleStandbyMode();
+  other.engine->activate();
   other.bridge->start();
   EXPECT_EQ(other.declared(one), "30") << "port 2 is blocked here";
   EXPECT_EQ(other.declared(two), "");
@@ -334,16 +317,16 @@ TEST_F(MvrpBridgeTest, OutlivesEngines) {
   b.joins(two, 20);
   b.clock->run(1);
   b.engine = nullptr;
-  b.role(one, Role::alternate);
-  b.role(one, Role::root);
-  b.sw.portDel(two);
-  b.sw.portIs("port2", EthAddr());
+  b.roleIs(one, Role::alternate);
+  b.roleIs(one, Role::root);
+  b.sw->portDel(two);
+  b.sw->portIs("port2", EthAddr());
   b.bridge->declarationIs(VlanId(30), true);
   for (const Registration r : {Registration::forbidden, Registration::normal}) {
     b.bridge->registrationIs(one, VlanId(10), r);
   }
   b.status = makePtr<MrpStatus>();
-  b.start();
+  b.begin();
   for (const IntfId p : {one, two, three}) b.bridge->portDel(p);
   EXPECT_EQ(b.declared(two), "");
   for (const IntfId p : {one, two, three}) b.bridge->portIs(p);

@@ -1,11 +1,11 @@
-#include "mrp/MrpSm/tx/EventPacking.h"
+#include "mrp/MrpSm/pdu/EventPacking.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 #include "tests/codec/OpenPacket.h"
 
 namespace Mrp::Test {
@@ -38,30 +38,6 @@ TEST(EventPacking, ReplacesOneEventOfAnOctetAndNoOther) {
   mrpEncodeFourPackedEvent(four.data(), MsrpListenerEvent::readyFailed, 5);
   mrpEncodeFourPackedEvent(four.data(), MsrpListenerEvent::ready, 8);
   EXPECT_EQ(four, (Octets{0x64, 0xDA}));
-}
-
-TEST(EventPacking, AppendedEventsFollowTheFirstValueOfTheirType) {
-  struct Case {
-    MrpApplication application;
-    std::uint8_t type;
-    std::size_t firstValue;
-  };
-  for (const Case& c : {Case{MrpApplication::msrp, 1, 25}, Case{MrpApplication::msrp, 2, 34},
-                        Case{MrpApplication::msrp, 4, 4}, Case{MrpApplication::mvrp, 1, 2}}) {
-    OpenPacket open;
-    open.context.curVectorIs(7);
-    open.write(7, {0x20, 0x00});
-    const std::uint8_t events[] = {0, 1, 5, 4};
-    std::size_t grown = 0;
-    for (std::uint8_t event : events) {
-      grown = mrpPackThreePackedEvent(open.context, c.type, event, c.application);
-    }
-    EXPECT_EQ(grown, 1u);
-    EXPECT_EQ(open.octets(7, 2), (Octets{0x20, 0x04})) << "LeaveAll kept, four values";
-    // The next octet is still what the buffer held.
-    EXPECT_EQ(open.octets(9 + c.firstValue, 3), (Octets{11, 4 * 36, 0xEE})) << int{c.type};
-    EXPECT_EQ(open.octets(9, c.firstValue), Octets(c.firstValue, 0xEE));
-  }
 }
 
 TEST(EventPacking, NumberOfValuesCarriesIntoTheHighOctet) {

@@ -1,4 +1,4 @@
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 
 #include <gtest/gtest.h>
 
@@ -39,54 +39,6 @@ TEST_F(MrpduLayout, VectorSizesAndCounts) {
     EXPECT_EQ(mrpGetNumOfValues(c.header.data()), c.values) << int{c.header[0]};
     EXPECT_EQ(mvrpGetSizeOfVector(c.header.data()), c.mvrpSize) << c.values;
   }
-}
-
-TEST_F(MrpduLayout, UnknownLengthsAreZeroAndTraced) {
-  EXPECT_EQ(mrpSizeOfAttribute(2, MrpApplication::msrp, trace), 34);
-  EXPECT_EQ(mrpSizeOfAttribute(1, MrpApplication::mvrp, trace), 2);
-  EXPECT_TRUE(linesOf(trace).empty());
-
-  EXPECT_EQ(mrpSizeOfAttribute(5, MrpApplication::msrp, trace), 0);
-  EXPECT_EQ(mrpSizeOfAttribute(0, MrpApplication::msrp, trace), 0);
-  EXPECT_EQ(mrpSizeOfAttribute(2, MrpApplication::mvrp, trace), 0);
-  EXPECT_EQ(mrpSizeOfAttribute(1, MrpApplication{9}, trace), 0);
-  EXPECT_EQ(linesOf(trace), (std::vector<std::string>{
-                                "4: Invalid attribute type: 5", "4: Invalid attribute type: 0",
-                                "4: Invalid attribute type: 2", "4: Invalid application type: 9"}));
-}
-
-TEST_F(MrpduLayout, MsrpHeaderClosesTheMessageBeforeIt) {
-  mrpCreateNewMsrpHeader(open.context, 1, trace);
-  EXPECT_EQ(open.octets(0, 5), (Octets{1, 25, 0, 0, 0xEE}));
-  EXPECT_EQ(open.context.curVector(), 4u);
-  EXPECT_EQ(msrpGetNumOfPackedBytes(open.context), 4u);
-
-  // Two vectors with one value each: 56 octets.
-  open.write(2, {0x00, 56});
-  EXPECT_EQ(mrpGetNumOfPackedBytes(open.context, MrpApplication::msrp), 60u);
-  mrpCreateNewMsrpHeader(open.context, 4, trace);
-  EXPECT_EQ(open.octets(0, 4), (Octets{1, 25, 0, 58}));
-  EXPECT_EQ(open.octets(59, 8), (Octets{0xEE, 0, 0, 4, 4, 0, 0, 0xEE}));
-  EXPECT_EQ(open.context.curMessage(), 62u);
-  EXPECT_EQ(open.context.curVector(), 66u);
-
-  // The list length carries when the end mark is added.
-  open.write(64, {0x00, 0xFE});
-  mrpCreateNewMsrpHeader(open.context, 3, trace);
-  EXPECT_EQ(open.octets(64, 2), (Octets{0x01, 0x00}));
-  EXPECT_EQ(open.context.curMessage(), 62u + 4 + 256);
-  EXPECT_EQ(open.octets(open.context.curMessage(), 4), (Octets{3, 8, 0, 0}));
-}
-
-TEST_F(MrpduLayout, MvrpHeaderFollowsAMessageOfOneVector) {
-  mrpCreateNewMvrpHeader(open.context, 1, trace);
-  EXPECT_EQ(open.octets(0, 3), (Octets{1, 2, 0xEE}));
-  open.write(2, {0x00, 0x04, 0x00, 0x0A, 43, 36});
-  EXPECT_EQ(mvrpGetNumOfPackedBytes(open.context), 8u);
-  mrpCreateNewMvrpHeader(open.context, 1, trace);
-  EXPECT_EQ(open.octets(6, 7), (Octets{43, 36, 0, 0, 1, 2, 0xEE}));
-  EXPECT_EQ(open.context.curMessage(), 10u);
-  EXPECT_EQ(open.context.curVector(), 12u);
 }
 
 // 1. VLANs 10 to 13 open a message: vector of 6 octets.
@@ -133,27 +85,6 @@ TEST_F(MrpduLayout, NothingIsPackedWithoutMessageOrPacket) {
   }
   mrpCreateNewMsrpHeader(open.context, 1, trace);
   EXPECT_EQ(mrpGetNumOfPackedBytes(open.context, MrpApplication::none), 0u);
-}
-
-TEST(MrpduSequence, StreamIdsWrapAddressesDoNot) {
-  const std::uint64_t last = ~std::uint64_t{0};
-  const EthAddr dmac = EthAddr::fromNumber(0x91E0F000FEFF);
-  EXPECT_TRUE(mrpTalkerValueInSequence(5, 6, dmac, EthAddr::fromNumber(0x91E0F000FF00), 1));
-  EXPECT_FALSE(mrpTalkerValueInSequence(5, 6, dmac, dmac, 1));
-  EXPECT_FALSE(mrpTalkerValueInSequence(5, 7, dmac, EthAddr::fromNumber(0x91E0F000FF00), 1));
-  EXPECT_TRUE(mrpTalkerValueInSequence(last, 1, dmac, EthAddr::fromNumber(0x91E0F000FF01), 2));
-
-  const EthAddr broadcast = EthAddr::fromNumber(0xFFFFFFFFFFFF);
-  EXPECT_FALSE(mrpTalkerValueInSequence(5, 6, broadcast, EthAddr{}, 1));
-  EXPECT_TRUE(mrpTalkerValueInSequence(5, 5, broadcast, broadcast, 0));
-}
-
-TEST(MrpduSequence, DomainsDoNotWrap) {
-  EXPECT_TRUE(mrpDomainValueInSequence(5, 6, 2, 3, 1));
-  EXPECT_FALSE(mrpDomainValueInSequence(5, 6, 3, 3, 1));
-  EXPECT_FALSE(mrpDomainValueInSequence(255, 0, 2, 3, 1));
-  EXPECT_FALSE(mrpDomainValueInSequence(6, 7, 255, 0, 1));
-  EXPECT_FALSE(mrpDomainValueInSequence(6, 6, 3, 3, 256));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "mrp/MrpSm/tx/MrpTxPacketContext.h"
+#include "mrp/MrpSm/pdu/MrpTxPacketContext.h"
 #include "platform/packet/Pkt.h"
 
 namespace Mrp::Test {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
 #include <unordered_set>
 
@@ -35,25 +34,10 @@ MsrpTalkerFailedAttribute talkerFailed() {
   return v;
 }
 
-template <class T>
-Octets imageOf(const T& value) {
-  Octets octets(sizeof value);
-  std::memcpy(octets.data(), &value, sizeof value);
-  return octets;
-}
-
 Platform::Ptr<Platform::Pkt> pktOf(const Octets& octets) {
   auto pkt = Platform::makePtr<Platform::Pkt>(octets.size());
   pkt->append(octets);
   return pkt;
-}
-
-TEST(Values, MemoryImageIsTheWireImage) {
-  EXPECT_EQ(imageOf(talkerFailed()), kTalkerFailedOctets);
-  EXPECT_EQ(imageOf(MsrpListenerAttribute{1, MsrpListenerEvent::readyFailed}),
-            (Octets{0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 3}));
-  EXPECT_EQ(imageOf(MsrpDomainAttribute{6, 3, 0x0102}), (Octets{6, 3, 1, 2}));
-  EXPECT_EQ(imageOf(MvrpVlanAttribute{4094}), (Octets{0x0F, 0xFE}));
 }
 
 TEST(Values, ReadingAFirstValueConsumesItExactlyAndDropsReservedBits) {
@@ -131,30 +115,6 @@ TEST(Values, IncrementCarriesAndWrapsWithinEachField) {
   EXPECT_EQ(vlan, MvrpVlanAttribute{0});
 }
 
-TEST(Values, IncrementTraces) {
-  Platform::Trace trace;
-  trace.levelIs(8);
-  MsrpTalkerAdvertiseAttribute talker = talkerFailed().talkerAdvertiseAttribute;
-  mrpIncrementTalkerAdvertise(talker, trace);
-  MsrpListenerAttribute listener{0xAB, MsrpListenerEvent::ready};
-  mrpIncrementListenerVector(listener, trace);
-  const auto lines = trace.ring();
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0].text, "original dmac = 91e0f000fe01, converted dmac = 91e0f000fe02");
-  EXPECT_EQ(lines[1].text, " TalkerAdvertiseAttribute = " + stringValue(talker));
-  EXPECT_EQ(lines[2].text, " Listener stream Id = 0xac");
-}
-
-TEST(Values, KeysNameTheDeclaration) {
-  const auto failed = talkerFailed();
-  EXPECT_EQ(keyOf(failed), 0x0011223344550001u);
-  EXPECT_EQ(keyOf(failed.talkerAdvertiseAttribute), keyOf(failed));
-  EXPECT_EQ(keyOf(MsrpListenerAttribute{0x0011223344550001, MsrpListenerEvent::ready}),
-            keyOf(failed));
-  EXPECT_EQ(keyOf(MsrpDomainAttribute{6, 3, 2}), 6u);
-  EXPECT_EQ(keyOf(MvrpVlanAttribute{4094}), 4094u);
-}
-
 TEST(Values, PriorityAndRankFillsTheUpperFiveBits) {
   EXPECT_EQ(PriorityAndRank::create(3, 1).octet(), 0x70);
   EXPECT_EQ(PriorityAndRank::fromReceived(0x7F), PriorityAndRank::create(3, 1));
@@ -173,12 +133,6 @@ TEST(DataModel, ValueIndexStopsAt64) {
                    "ValueIndex::value < ValueIndex::min or > ValueIndex::max not allowed");
     }
   }
-}
-
-TEST(DataModel, HexStrIsSignedDecimal) {
-  EXPECT_EQ(hexStr(4096), "4096");
-  EXPECT_EQ(hexStr(~std::uint64_t{0}), "-1");
-  EXPECT_EQ(hexStr(std::uint64_t{1} << 63), "-9223372036854775808");
 }
 
 TEST(DataModel, AttributesOrderByPortThenTypeThenKey) {
@@ -200,19 +154,6 @@ TEST(DataModel, AttributesOrderByPortThenTypeThenKey) {
   std::ostringstream out;
   out << std::hex << ordered[0] << MrpParameters{port10, 4, kLeaveAllEvent};
   EXPECT_EQ(out.str(), "{port2 1 9}{port10 4 6}");
-}
-
-TEST(DataModel, ReceivedEventsBecomeMachineEvents) {
-  EXPECT_EQ(applicantEventOf(2), MrpApplicantEvent::rIn);
-  EXPECT_EQ(registrarEventOf(2), MrpRegistrarEvent::none);
-  EXPECT_EQ(registrarEventOf(3), MrpRegistrarEvent::rJoinMt);
-  EXPECT_EQ(registrarEventOf(4), MrpRegistrarEvent::none);
-  for (unsigned above : {6u, 255u}) {
-    EXPECT_EQ(applicantEventOf(static_cast<std::uint8_t>(above)), MrpApplicantEvent{13});
-    EXPECT_EQ(registrarEventOf(static_cast<std::uint8_t>(above)), MrpRegistrarEvent{9});
-  }
-  EXPECT_EQ(MrpApplicantEvent::rxLvAll_, MrpApplicantEvent{11});
-  EXPECT_EQ(MrpRegistrarEvent::regLvAll_, MrpRegistrarEvent{4});
 }
 
 }  // namespace

@@ -36,22 +36,22 @@ struct Scenario {
     for (const unsigned n : {10u, 11u, 13u}) declare(left, n, n == 13u ? New : JoinIn);
     for (const unsigned n : {11u, 12u}) declare(right, n, JoinIn);
     if (!vlans()) left.request(kPort, 4, domain(6, 3, 2), JoinIn);
-    left.run(0.35);
+    left.clock->run(0.35);
     for (unsigned n = 0; n < 320; ++n) declare(left, 100 + 7 * n, JoinIn);
-    left.run(0.35);
+    left.clock->run(0.35);
     left.status->floodIs(true);
     declare(right, 14, JoinIn);
-    left.run(0.3);
+    left.clock->run(0.3);
     left.status->floodIs(false);
-    left.sm->mrpPamSm()->transmitAllLeaveAll(kPort);
-    right.run(1);
+    left.engine->sendLeaveAll(kPort);
+    right.clock->run(1);
     declare(left, 10, Lv);
     declare(right, 12, Lv);
     for (unsigned n = 0; n < 300; ++n) declare(left, 100 + 7 * n, Lv);
-    left.run(0.3);
+    left.clock->run(0.3);
     closed = dropped();  // the count goes with the endpoint
     left.lib->mrpInterfaceDisable(kPort);
-    left.run(0.5);
+    left.clock->run(0.5);
     left.lib->mrpInterfaceEnable(kPort);
     for (const unsigned n : {11u, 13u}) declare(left, n, JoinIn);
     left.clock->runUntil(15);
@@ -60,11 +60,10 @@ struct Scenario {
   // Attributes registered on a side.
   static std::string registered(const Station& st) {
     std::string text;
-    for (std::uint8_t type = 1; type <= st.sm->maxAttrTypes(); ++type) {
-      st.sm->walkAttributes(kPort, type, [&](const MrpAttrDatabase& record) {
-        if (record.registrarState() != Registrar::in) return;
-        text += " " + std::to_string(type) + ":" + std::to_string(record.attributeKey());
-      });
+    for (std::uint8_t type = 1; type <= st.app.types; ++type) {
+      for (const std::uint64_t key : st.registered(kPort, type)) {
+        text += " " + std::to_string(type) + ":" + std::to_string(key);
+      }
     }
     return text;
   }
@@ -87,7 +86,7 @@ struct Scenario {
   std::uint64_t closed = 0;
 };
 
-using Host::PktAllocator;
+using Platform::Host::PktAllocator;
 
 // The switch has two allocators: of packets to be sent, and of received ones.
 struct Case {
@@ -126,13 +125,13 @@ class AllocationTest : public EngineTest, public testing::WithParamInterface<Cas
     s.clock->run(25.5);
     EXPECT_EQ(Scenario::registered(s.left), left_);
     EXPECT_EQ(Scenario::registered(s.right), right_);
-    EXPECT_EQ(s.left.counters().numOfMalformedPkts(), 0u);
-    EXPECT_EQ(s.right.counters().numOfMalformedPkts(), 0u);
-    for (std::uint8_t type = 1; type <= s.left.sm->maxAttrTypes(); ++type) {
+    EXPECT_EQ(s.left.engine->counters()->numOfMalformedPkts(), 0u);
+    EXPECT_EQ(s.right.engine->counters()->numOfMalformedPkts(), 0u);
+    for (std::uint8_t type = 1; type <= s.app.types; ++type) {
       EXPECT_GT(s.left.leaveAllDue(kPort, type), s.clock->now().value());
     }
     s.left.lib->mrpInterfaceDisable(kPort);
-    s.left.stop();
+    s.left.engine = nullptr;
     EXPECT_EQ(GetParam().of(s).counters().inUse(), 0u) << "no packet is kept for ever";
   }
 

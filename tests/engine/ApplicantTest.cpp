@@ -11,7 +11,7 @@ class ApplicantTest : public EngineTest {
   // Brings VLAN 10 into a pair of states, with nothing waiting to be sent.
   void states(State applicant, Registrar registrar) {
     if (!st.record(port, 1, 10)) st.request(port, 10, JoinIn);
-    st.run(0.1);
+    st.clock->run(0.1);
     st.sent();
     st.record(port, 1, 10)->applicantStateIs(applicant);
     st.record(port, 1, 10)->registrarStateIs(registrar);
@@ -85,18 +85,17 @@ TEST_F(ApplicantTest, StatesThatOnlyARecordCanHold) {
     } else if (cell.by == frame) {
       st.receive(port, vlans(10, {cell.event}));
     } else if (cell.by == txLeaveAll) {
-      st.sm->mrpPamSm()->transmitAllLeaveAll(port);
+      st.engine->sendLeaveAll(port);
     } else if (cell.by == rxLeaveAll) {
       st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
     } else {
-      st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::reDeclare,
-                                               MrpRegistrarEvent::reDeclare);
+      for (const Role role : {Role::none, Role::alternate, Role::root}) st.roleIs(port, role);
     }
     const std::string after = st.attribute(port, 1, 10);
-    st.run(0.1);
+    st.clock->run(0.1);
     EXPECT_EQ(st.sent(port), cell.sent);
     EXPECT_EQ(after, cell.after);
-    st.run(0.6);  // leave timers of this cell
+    st.clock->run(0.6);  // leave timers of this cell
   }
 }
 
@@ -104,13 +103,13 @@ TEST_F(ApplicantTest, DeclarationsLeaveInTwoSuccessiveFramesWithdrawalsInOne) {
   st.request(port, 10, New);
   st.request(port, 11, JoinIn);
   EXPECT_EQ(st.sent(port), Texts{}) << "a burst shares its frames";
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"1:10=New,JoinMt", "1:10=New,JoinMt"}));
   st.request(port, 11, JoinMt);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"1:11=JoinMt", "1:11=JoinMt"})) << "declared anew";
   st.request(port, 10, Lv);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), Texts{"1:10=Lv"});
   EXPECT_EQ(st.attributes(port), Texts{"1:11 QA/MT"});
 }
@@ -119,7 +118,7 @@ TEST_F(ApplicantTest, JoinNamesTheRegistrarsStateAtThatMoment) {
   st.receive(port, vlans(10, {JoinIn}));
   st.request(port, 10, New);
   st.request(port, 10, JoinIn);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"1:10=New; 1:10=JoinIn", "1:10=New; 1:10=JoinIn"}));
   // The Applicant answers before the Registrar moves: still IN while it answers a leave.
   st.receive(port, vlans(10, {Lv}));
@@ -138,7 +137,7 @@ TEST_F(ApplicantTest, ObserversBecomePassiveAndLeaveSilently) {
   st.request(port, 10, Lv);
   EXPECT_EQ(st.attribute(port, 1, 10), "QO/IN");
   st.request(port, 10, Lv);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), Texts{});
 }
 
@@ -150,7 +149,7 @@ TEST_F(ApplicantTest, AnswersCarryTheAttributesOwnValue) {
   msrp.request(p, 1, talker(0x1001, 0x91e0f0000001, 7), JoinIn);
   msrp.request(p, 1, talker(0x5000), JoinIn);
   msrp.request(p, 4, domain(6, 3, 2), JoinIn);
-  msrp.run(0.1);
+  msrp.clock->run(0.1);
   msrp.sent();
   msrp.receive(p, pdu(message(kMsrp, 1, vec(talker(0x1001, 0x91e0f0000001, 9), {JoinMt})) +
                       message(kMsrp, 4, vec(domain(6, 2, 99), {JoinMt}))));
@@ -163,7 +162,7 @@ TEST_F(ApplicantTest, AnswersCarryTheAttributesOwnValue) {
 
   // Of a listener it is the declaration that was received.
   msrp.request(p, 3, listener(0x1001, ready), JoinIn);
-  msrp.run(0.1);
+  msrp.clock->run(0.1);
   msrp.sent();
   msrp.receive(p, streams(3, stream(0x1001), {JoinMt}, false, {askingFailed}));
   EXPECT_EQ(msrp.sent(p), Texts{"3:1001=JoinMt/1"});

@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Keys, AttrTableTest, testing::Bool(),
 TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
   const bool dense = GetParam();
   std::mt19937_64 random(dense ? 1 : 2);
-  AttrTable table({dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse, true}, nullptr);
+  AttrTable table({dense ? AttributeKeys::dense : AttributeKeys::sparse, true}, nullptr);
   std::map<std::uint64_t, std::pair<std::uint64_t, MrpAttrDatabase*>> model;
   for (std::uint64_t serial = 1; serial <= 100000; ++serial) {
     const std::uint64_t key = someKey(random, dense);
@@ -73,7 +73,7 @@ TEST_P(AttrTableTest, WalkMeetsEachKeyOnceWhateverChangesMeanwhile) {
   const bool dense = GetParam();
   std::mt19937_64 random(dense ? 3 : 4);
   for (int round = 0; round < 200; ++round) {
-    AttrTable table({dense ? AttrTable::Keys::dense : AttrTable::Keys::sparse, true}, nullptr);
+    AttrTable table({dense ? AttributeKeys::dense : AttributeKeys::sparse, true}, nullptr);
     std::set<std::uint64_t> model;
     for (int i = 0; i < 80; ++i) {
       const std::uint64_t key = someKey(random, dense);
@@ -144,34 +144,28 @@ struct Pending {
 
 class TypeApplicantTest : public testing::TestWithParam<bool> {
  protected:
-  template <class Has, class Next>
-  void expectWalk(Has has, Next next, std::size_t count) {
+  template <class Has>
+  void expectWalk(AttrTable::Set set, Has has, std::size_t count) {
     std::vector<std::uint64_t> expected, met;
     for (const auto& [key, pending] : model) {
       if (has(pending)) expected.push_back(key);
     }
-    for (MrpAttrDatabase* record = next(0); record;) {
-      const std::uint64_t key = record->attributeKey();
-      met.push_back(key);
-      record = key == UINT64_MAX ? nullptr : next(key + 1);
-    }
+    types.walk(set, [&](const MrpAttrDatabase& record) { met.push_back(record.attributeKey()); });
     ASSERT_EQ(met, expected);
     ASSERT_EQ(count, expected.size());
   }
   void expectAgreement() {
-    expectWalk([](const Pending& p) { return p.visible(); },
-               [&](std::uint64_t k) { return types.visibleAtOrAbove(k); }, types.visibleCount());
-    expectWalk([](const Pending& p) { return p.add; },
-               [&](std::uint64_t k) { return types.pendingAddAtOrAbove(k); }, types.pendingAdds());
-    expectWalk([](const Pending& p) { return p.remove; },
-               [&](std::uint64_t k) { return types.pendingDeleteAtOrAbove(k); },
+    expectWalk(AttrTable::kVisible, [](const Pending& p) { return p.visible(); },
+               types.visibleCount());
+    expectWalk(AttrTable::kPendingAdd, [](const Pending& p) { return p.add; }, types.pendingAdds());
+    expectWalk(AttrTable::kPendingDelete, [](const Pending& p) { return p.remove; },
                types.pendingDeletes());
   }
 
   MrpIntfTypeApplicant types{
       IntfId("port1"),
       1,
-      {GetParam() ? AttrTable::Keys::dense : AttrTable::Keys::sparse, GetParam()}};
+      {GetParam() ? AttributeKeys::dense : AttributeKeys::sparse, GetParam()}};
   std::map<std::uint64_t, Pending> model;
 };
 INSTANTIATE_TEST_SUITE_P(Keys, TypeApplicantTest, testing::Bool(),

@@ -9,18 +9,8 @@ namespace {
 
 // An engine with one port, told of more attributes than it takes.
 struct Bounded : Station {
-  explicit Bounded(const App& of) : Station(of), in(port(1)) {}
+  explicit Bounded(const App& of) : Station(of), in(port(1)) { config->recommendedLimitsAre(); }
 
-  // Every record of the type, hidden and vacant ones too, and what the limit counts of them.
-  std::size_t records(IntfId intf, std::uint8_t type) const {
-    MrpIntfTypeApplicant* types = status->application(app.application)->typeApplicant(intf, type);
-    std::size_t n = 0;
-    for (auto* r = types ? types->anyAtOrAbove(0) : nullptr; r; ++n) {
-      const std::uint64_t key = r->attributeKey();
-      r = key == UINT64_MAX ? nullptr : types->anyAtOrAbove(key + 1);
-    }
-    return n;
-  }
   std::size_t held(IntfId intf, std::uint8_t type) const {
     return status->application(app.application)->typeApplicant(intf, type)->heldByPeer();
   }
@@ -41,7 +31,7 @@ struct Bounded : Station {
       done += n;
     }
   }
-  std::uint64_t refused() const { return counters().numOfRefusedEvents(); }
+  std::uint64_t refused() const { return engine->counters()->numOfRefusedEvents(); }
 
   IntfId in;
 };
@@ -78,16 +68,16 @@ TEST_F(BoundsTest, FloodEndsAtTheLimitOfEachPortAndTypeAndWhatIsThereGoesOn) {
     EXPECT_EQ(st.attribute(st.in, c.type, 7), "AO/IN");
     st.flood(other, c.type, beyond, 1, JoinMt);
     EXPECT_EQ(st.attribute(other, c.type, beyond), "VO/IN");
-    st.run(0.1);
+    st.clock->run(0.1);
     st.flood(st.in, c.type, 7, 2, Lv);
     st.lib->take();
-    st.run(0.65);
+    st.clock->run(0.65);
     EXPECT_EQ(st.lib->take().size(), 2u) << "left";
     EXPECT_EQ(st.attribute(st.in, c.type, 7), "none");
     st.flood(st.in, c.type, 7, 1, JoinMt);
     EXPECT_EQ(st.attribute(st.in, c.type, 7), "VO/IN") << "its hidden record is its own";
     EXPECT_EQ(st.refused(), 5 * 900u);
-    st.run(2);
+    st.clock->run(2);
     st.flood(st.in, c.type, beyond, 2, JoinMt);
     EXPECT_EQ(st.attribute(st.in, c.type, beyond), "VO/IN") << "the other one's room is free";
     EXPECT_EQ(st.refused(), 5 * 900 + 1u);
@@ -106,16 +96,16 @@ TEST_F(BoundsTest, OneMessageInAnIntervalSaysHowMuchWasIgnored) {
   };
   for (const IntfId intf : {st.in, other}) st.flood(intf, 1, 1, 1, JoinIn);
   st.logged();
-  st.run(5);
+  st.clock->run(5);
   st.flood(st.in, 1, 10, 3, JoinIn);
-  st.run(5);
+  st.clock->run(5);
   st.flood(other, 1, 10, 1, JoinIn);
-  st.run(4.9);
+  st.clock->run(4.9);
   st.flood(st.in, 1, 10, 3, JoinIn);
   EXPECT_EQ(st.logged(), (Texts{reached("port1", "1"), reached("port2", "1")}));
-  st.run(0.1);
+  st.clock->run(0.1);
   st.flood(st.in, 1, 20, 2, JoinIn);
-  st.run(60);
+  st.clock->run(60);
   EXPECT_EQ(st.logged(), Texts{reached("port1", "6")});
   st.config->vlanLimitIs(0);
   st.flood(st.in, 1, 1, 4900, New);
@@ -141,7 +131,7 @@ TEST_F(BoundsTest, OwnDeclarationsAreNeitherRefusedNorCounted) {
   // What the neighbour registers of ours is its part too. Declared and withdrawn in turn, it would
   // otherwise keep ever more.
   st.lib->take();
-  st.run(0.1);
+  st.clock->run(0.1);
   st.sent();
   st.flood(st.in, 3, 100, 1, JoinMt);
   EXPECT_EQ(st.refused(), 2u);
@@ -149,7 +139,7 @@ TEST_F(BoundsTest, OwnDeclarationsAreNeitherRefusedNorCounted) {
   EXPECT_EQ(st.sent(), Texts{"port1 3:64=JoinMt/2"}) << "our declaration answers as ever";
   EXPECT_EQ(st.attribute(st.in, 3, 100), "QA/MT");
   st.flood(st.in, 3, 1, 4, Lv);
-  st.run(2.5);
+  st.clock->run(2.5);
   EXPECT_EQ(st.held(st.in, 3), 0u);
   st.flood(st.in, 3, 100, 8, JoinIn);
   EXPECT_EQ(st.attribute(st.in, 3, 103), "QA/IN");
@@ -157,14 +147,14 @@ TEST_F(BoundsTest, OwnDeclarationsAreNeitherRefusedNorCounted) {
   EXPECT_EQ(st.held(st.in, 3), 4u);
   own(100, Lv);
   EXPECT_EQ(st.attribute(st.in, 3, 103), "VO/IN") << "registered, and no longer declared";
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.held(st.in, 3), 4u);
   EXPECT_EQ(st.records(st.in, 3), 12u);
   // An attribute that the application takes out while it declares it.
   own(200, InternalLeave);
   st.flood(st.in, 3, 200, 8, JoinIn);
   EXPECT_EQ(st.records(st.in, 3), 12u);
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.held(st.in, 3), 4u);
   EXPECT_EQ(st.records(st.in, 3), 4u);
 }
@@ -174,14 +164,14 @@ TEST_F(BoundsTest, AnEngineThatTakesOverCountsWhatItIsGiven) {
   st.config->vlanLimitIs(3);
   st.flood(st.in, 1, 1, 2, JoinIn);
   st.request(st.in, 50, JoinIn);
-  st.run(0.2);
+  st.clock->run(0.2);
   Bounded next(kMvrp);
   copyCommitted(*st.status->application(kMvrp.application),
                 *next.status->application(kMvrp.application));
   EXPECT_EQ(next.held(next.in, 1), 2u);
   // Disabling the port ends everything on it.
   st.lib->mrpInterfaceDisable(st.in);
-  st.run(3);
+  st.clock->run(3);
   EXPECT_EQ(st.held(st.in, 1), 0u);
   EXPECT_EQ(st.records(st.in, 1), 0u);
 }
@@ -203,10 +193,10 @@ TEST_F(BoundsTest, WhatUnknownAttributesLeaveBehind) {
       st.flood(st.in, 3, 0xffffffffffffff00, 300, static_cast<Event>(event));
     }
     EXPECT_EQ(st.records(st.in, 3), c.atOnce);
-    st.run(0.65);
+    st.clock->run(0.65);
     EXPECT_EQ(st.attributes(st.in), Texts{});
     EXPECT_EQ(st.records(st.in, 3), c.afterLeaveTime);
-    st.run(0.2);
+    st.clock->run(0.2);
     EXPECT_EQ(st.records(st.in, 3), c.afterReview);
   }
   // One that the application refuses waits for the next LeaveAll, in a state that it may leave by a
@@ -217,7 +207,7 @@ TEST_F(BoundsTest, WhatUnknownAttributesLeaveBehind) {
   EXPECT_EQ(st.records(st.in, 1), 0u);
   st.flood(st.in, 1, 1, 3, JoinIn);
   EXPECT_EQ(st.attribute(st.in, 1, 1), "AO/MT");
-  st.run(11.5);
+  st.clock->run(11.5);
   EXPECT_EQ(st.records(st.in, 1), 0u);
 }
 
@@ -244,7 +234,7 @@ TEST_F(BoundsTest, ATableAtItsLimitTakesAKnownAmountOfMemory) {
         st.flood(st.in, c.type, i * c.step, 1, event);
         st.lib->take();
       }
-      st.run(1);
+      st.clock->run(1);
       st.lib->take();
       st.sent();
     };
@@ -269,7 +259,7 @@ TEST_F(BoundsTest, AHostileNeighbourComesToAnEnd) {
     constexpr std::size_t kLimit = 500;
     st.config->talkerAdvertiseLimitIs(kLimit);
     st.request(st.in, 1, talker(5), JoinIn);
-    st.run(0.2);
+    st.clock->run(0.2);
     if (clogged) st.sw->attrLog().queueOctetsIs(1'000'000);
     std::uint64_t key = 1000;
     std::size_t most = 0;
@@ -282,7 +272,7 @@ TEST_F(BoundsTest, AHostileNeighbourComesToAnEnd) {
       if (round % 50 == 0) st.receive(st.in, pdu(message(kMsrp, 1, leaveAllVec(25))));
       st.flood(st.in, 1, 5, 1, JoinIn);
       key += 40;
-      st.run(0.1);
+      st.clock->run(0.1);
       most = std::max(most, st.records(st.in, 1));
       ASSERT_LE(st.held(st.in, 1), kLimit);
     }
@@ -290,7 +280,7 @@ TEST_F(BoundsTest, AHostileNeighbourComesToAnEnd) {
     EXPECT_GT(most, kLimit / 2) << "the limit was tried";
     EXPECT_EQ(st.attribute(st.in, 1, 5).substr(0, 2), "QA");
     st.sw->attrLog().queueOctetsIs(0);
-    st.run(20);
+    st.clock->run(20);
     EXPECT_EQ(st.records(st.in, 1), 1u) << "all that is left is our own";
   }
 }

@@ -34,55 +34,12 @@ struct Link {
 
 using Declared = std::set<std::uint64_t>;
 
-Declared registered(const Station& st, std::uint8_t type) {
-  Declared keys;
-  st.sm->walkAttributes(IntfId("port1"), type, [&](const MrpAttrDatabase& record) {
-    if (record.registrarState() == Registrar::in) keys.insert(record.attributeKey());
-  });
-  return keys;
-}
-
 class ConvergenceTest : public testing::TestWithParam<std::uint64_t> {
  protected:
   // LeaveAll periods are drawn, so that the two sides do not keep step.
   Randomisation drawn{true};
 };
 INSTANTIATE_TEST_SUITE_P(Seeds, ConvergenceTest, testing::Range<std::uint64_t>(1, 9));
-
-TEST_P(ConvergenceTest, VlansOverALinkThatLosesDoublesAndReorders) {
-  Link link(kMvrp, {.delay = 1e-3,
-                    .loss = 0.3,
-                    .duplication = 0.2,
-                    .reordering = 0.3,
-                    .reorderingDelay = 0.5,
-                    .seed = GetParam()});
-  std::mt19937_64 random(GetParam());
-  Declared byLeft, byRight;
-  for (int i = 0; i < 600; ++i) {
-    const bool isLeft = random() % 2;
-    Station& st = isLeft ? link.left : link.right;
-    Declared& declared = isLeft ? byLeft : byRight;
-    const std::uint16_t id = static_cast<std::uint16_t>(1 + random() % 40);
-    const bool withdraw = declared.contains(id) && random() % 3;
-    st.request(link.port, id, withdraw ? Lv : random() % 4 ? JoinIn : New);
-    withdraw ? void(declared.erase(id)) : void(declared.insert(id));
-    if (random() % 50 == 0) link.wire.up(!link.wire.isUp());
-    link.clock->run(static_cast<double>(random() % 200) * 1e-3);
-  }
-  link.wire.up(true);
-  link.heal();
-  EXPECT_GT(link.wire.fromA().lost + link.wire.fromB().lost, 20u);
-  link.clock->run(40);
-  EXPECT_EQ(registered(link.right, 1), byLeft);
-  EXPECT_EQ(registered(link.left, 1), byRight);
-  EXPECT_EQ(link.left.counters().numOfMalformedPkts(), 0u);
-  EXPECT_EQ(link.right.counters().numOfMalformedPkts(), 0u);
-  // And the records follow: what neither side declares is gone.
-  Declared either = byLeft;
-  either.insert(byRight.begin(), byRight.end());
-  EXPECT_EQ(link.left.attributes(link.port).size(), either.size());
-  EXPECT_EQ(link.right.attributes(link.port).size(), either.size());
-}
 
 TEST_P(ConvergenceTest, StreamsWithTheirValues) {
   Link link(kMsrp, {.delay = 1e-3,
@@ -108,25 +65,13 @@ TEST_P(ConvergenceTest, StreamsWithTheirValues) {
   }
   link.heal();
   link.clock->run(40);
-  EXPECT_EQ(registered(link.right, 1), talkers);
-  EXPECT_EQ(registered(link.left, 3), listeners);
+  EXPECT_EQ(link.right.registered(link.port, 1), talkers);
+  EXPECT_EQ(link.left.registered(link.port, 3), listeners);
   for (const std::uint64_t id : talkers) {
     const auto value = link.right.record(link.port, 1, id)->value();
     EXPECT_EQ(Octets(value.begin(), value.end()),
               talker(id, 0x91e0f0000000 + (id < 15 ? id : 3 * id)));
   }
-}
-
-// A link that fails for good: both sides forget what came over it with the next LeaveAll.
-TEST_F(ConvergenceTest, SilenceAgesEverythingOut) {
-  Link link(kMvrp, {});
-  link.left.request(link.port, 10, JoinIn);
-  link.clock->run(1);
-  EXPECT_EQ(registered(link.right, 1), Declared{10});
-  link.wire.up(false);
-  link.clock->run(16);
-  EXPECT_EQ(registered(link.right, 1), Declared{});
-  EXPECT_EQ(link.right.lib->take(), (Texts{"+1:10 JoinMt port1", "-1:10 JoinMt port1"}));
 }
 
 }  // namespace

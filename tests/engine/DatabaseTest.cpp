@@ -1,9 +1,5 @@
 // Deferred additions and deletions, and the attribute log that holds them back.
 
-#include <malloc.h>
-
-#include <random>
-
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
@@ -17,15 +13,12 @@ TEST_F(DatabaseTest, AddedIsFoundAtOnceAndCommittedLater) {
   st.request(port, 10, New);
   const MrpAttrDatabase* record = st.record(port, 1, 10);
   ASSERT_TRUE(record);
-  EXPECT_FALSE(st.sm->mrpGetAttrFromDatabase(port, 1, 10, false));
   st.clock->runUntil(0.09);
   EXPECT_EQ(st.committed(port, 1), 0u);
   st.clock->runUntil(0.1);
   EXPECT_EQ(st.committed(port, 1), 1u);
   EXPECT_EQ(st.attribute(port, 1, 10), "QA/MT");
-  EXPECT_EQ(st.sm->mrpGetAttrFromDatabase(port, 1, 10, false), st.record(port, 1, 10));
-  EXPECT_FALSE(st.sm->mrpGetAttrFromDatabase(IntfId("elsewhere"), 1, 10, true));
-  EXPECT_FALSE(st.sm->mrpAttrIter({IntfId("elsewhere"), 1}));
+  EXPECT_EQ(st.record(port, 1, 10), record) << "where it stood";
 }
 
 TEST_F(DatabaseTest, AddedAndDeletedBetweenReviewsLeavesNoTrace) {
@@ -33,8 +26,8 @@ TEST_F(DatabaseTest, AddedAndDeletedBetweenReviewsLeavesNoTrace) {
   const IntfId port = st.port(1);
   st.request(port, 10, New);
   st.request(port, 10, Lv);
-  EXPECT_FALSE(st.sm->mrpAttrIter({port, 1}));
-  st.run(1);
+  EXPECT_EQ(st.attributes(port), Texts{});
+  st.clock->run(1);
   EXPECT_EQ(st.committed(port, 1), 0u);
   st.sent();
   st.receive(port, vlans(99, {Mt}, true));
@@ -46,20 +39,18 @@ TEST_F(DatabaseTest, DeletedIsHiddenAndRevivedWithFreshStates) {
   const IntfId port = st.port(1);
   st.receive(port, streams(1, talker(0x1001), {JoinIn}));
   st.request(port, 1, talker(0x1002), New);
-  st.run(0.2);
+  st.clock->run(0.2);
   st.request(port, 1, talker(0x1002), Lv);
   st.request(port, 1, talker(0x1001), InternalLeave);
   EXPECT_EQ(st.attributes(port), Texts{});
-  EXPECT_FALSE(st.sm->mrpGetAttrFromDatabase(port, 1, 0x1001, false));
   EXPECT_EQ(st.committed(port, 1), 2u);
   st.lib->take();
   st.receive(port, streams(1, talker(0x1001, 1), {JoinIn}));
   EXPECT_EQ(st.lib->take(), Texts{"+1:1001 JoinIn port1"}) << "registered anew";
   EXPECT_EQ(st.attributes(port), Texts{"1:1001 AO/IN"});
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.committed(port, 1), 1u) << "one deletion was cancelled";
-  const auto value = st.record(port, 1, 0x1001)->value();
-  EXPECT_EQ(Octets(value.begin(), value.end()), talker(0x1001, 1));
+  EXPECT_EQ(st.value(port, 1, 0x1001), talker(0x1001, 1));
   st.sent();
   st.receive(port, pdu(message(kMsrp, 1, leaveAllVec(25))));
   EXPECT_EQ(st.sent(port), Texts{"1:1001=Mt"}) << "a LeaveAll sees it";
@@ -74,7 +65,7 @@ TEST_F(DatabaseTest, ReviewsTakeCreditsThatComeBackEachSecond) {
     st.request(port, static_cast<std::uint16_t>(10 + i), New);
     EXPECT_EQ(st.committed(port, 1), i);
     if (i == 4) break;
-    st.run(0.1);
+    st.clock->run(0.1);
     EXPECT_EQ(st.committed(port, 1), i + 1u);
   }
   st.clock->runUntil(0.99);
@@ -83,7 +74,7 @@ TEST_F(DatabaseTest, ReviewsTakeCreditsThatComeBackEachSecond) {
   EXPECT_EQ(st.committed(port, 1), 5u) << "served with the credit itself";
   st.request(port, 20, New);
   st.request(port, 10, Lv);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.committed(port, 1), 4u) << "deletions have credits of their own";
   st.clock->runUntil(2);
   EXPECT_EQ(st.committed(port, 1), 5u);
@@ -114,24 +105,24 @@ TEST_F(DatabaseTest, LogThatClogsBetweenEntriesStopsThere) {
   for (const auto id : std::vector<std::uint16_t>{30, 10, 20}) st.request(p2, id, New);
   st.request(p1, 5, New);
   log->questions = 3;
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.committed(p1, 1), 1u);
   EXPECT_EQ(st.committed(p2, 1), 1u);
-  EXPECT_TRUE(st.sm->mrpGetAttrFromDatabase(p2, 1, 10, false)) << "in order of port and key";
-  st.run(3);
+  EXPECT_TRUE(st.record(p2, 1, 10)->committed()) << "in order of port and key";
+  st.clock->run(3);
   EXPECT_EQ(st.committed(p2, 1), 1u);
   log->inner.queueOctetsIs(0);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.committed(p2, 1), 3u) << "a retry needs no credit";
   for (const auto id : std::vector<std::uint16_t>{30, 10, 20}) st.request(p2, id, Lv);
   log->questions = 2;
-  st.run(0.5);
+  st.clock->run(0.5);
   EXPECT_EQ(st.committed(p2, 1), 2u);
-  EXPECT_FALSE(st.sm->typeApplicant(p2, 1)->mrpAttribute(10));
+  EXPECT_FALSE(st.engine->database().typeApplicant(p2, 1)->mrpAttribute(10));
   // What waits to be deleted may come back meanwhile.
   st.request(p2, 30, New);
   log->inner.queueOctetsIs(0);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.attributes(p2), Texts{"1:30 QA/MT"});
   EXPECT_EQ(st.committed(p2, 1), 1u);
 }
@@ -143,15 +134,13 @@ TEST_F(DatabaseTest, CloggedMeansMoreThanHalfTheSendBuffer) {
     static std::uint16_t id = 100;
     const std::size_t before = st.committed(port, 1);
     st.request(port, ++id, New);
-    st.run(2);
+    st.clock->run(2);
     return st.committed(port, 1) > before;
   };
   st.sw->attrLog().queueOctetsIs(106496);
   EXPECT_TRUE(commits());
-  EXPECT_EQ(st.sm->mrpAttrLogSm()->attrLogKernTxBufferThreshold(), 106496);
   st.sw->attrLog().queueOctetsIs(106497);
   EXPECT_FALSE(commits());
-  EXPECT_GT(st.sm->mrpAttrLogSm()->attrLogKernTxBufferUsage(), 106496);
   st.sw->attrLog().close();
   EXPECT_TRUE(commits()) << "without a socket it is never clogged";
   st.sw->attrLog().reopen();
@@ -169,11 +158,11 @@ TEST_F(DatabaseTest, BufferOfUnknownSizeIsAlwaysClogged) {
   st.start();
   const IntfId port = st.port(1);
   st.request(port, 10, New);
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.committed(port, 1), 0u);
   log->inner.close();
   log->onSockFd().notify();
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.committed(port, 1), 1u);
 }
 
@@ -184,7 +173,7 @@ TEST_F(DatabaseTest, DisablingAPortDeletesAllItsAttributesLater) {
     st.receive(p, streams(1, talker(0x1001), {JoinIn, JoinIn}));
     st.request(p, 4, domain(6, 3, 2), JoinIn);
   }
-  st.run(0.2);
+  st.clock->run(0.2);
   st.request(p1, 3, listener(0x1001, ready), New);
   st.lib->mrpInterfaceDisable(p1);
   EXPECT_EQ(st.attributes(p1), Texts{});
@@ -192,49 +181,9 @@ TEST_F(DatabaseTest, DisablingAPortDeletesAllItsAttributesLater) {
   EXPECT_EQ(st.committed(p1, 1), 2u);
   st.lib->mrpInterfaceEnable(p1);
   st.receive(p1, streams(1, talker(0x1002), {JoinIn}));
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.attributes(p1), Texts{"1:1002 AO/IN"});
   EXPECT_EQ(st.committed(p1, 1) + st.committed(p1, 3) + st.committed(p1, 4), 1u);
-}
-
-// A peer that keeps on declaring and withdrawing streams of its choice, while the log is clogged
-// for most of the time: what the engine keeps follows the streams that are alive.
-TEST_F(DatabaseTest, ChurnUnderAClogKeepsMemoryBounded) {
-  Station st(kMsrp);
-  const IntfId port = st.port(1);
-  st.sw->eventLog().onIs(false);
-  std::mt19937_64 random(11);
-  std::size_t mostPending = 0;
-  const auto churn = [&](int rounds) {
-    for (int i = 0; i < rounds; ++i) {
-      if (i % 100 == 0) st.sw->attrLog().queueOctetsIs(i % 1000 == 0 ? 0 : 1'000'000);
-      const std::uint64_t first = random();
-      for (const std::uint8_t event : {JoinIn, Lv}) {
-        Octets vectors;
-        for (std::uint64_t v = 0; v < 8; ++v) {
-          vectors = vectors + vec(talker(first + (v << 40)), {event, event, event});
-        }
-        st.receive(port, pdu(message(kMsrp, 1, vectors)));
-      }
-      st.run(0.3);
-      st.lib->take();
-      st.sent();
-      const MrpIntfTypeApplicant& types = *st.sm->typeApplicant(port, 1);
-      mostPending = std::max(mostPending, types.pendingAdds() + types.visibleCount());
-    }
-  };
-  churn(1000);
-  const std::size_t before = ::mallinfo2().uordblks;
-  const auto packets = st.sw->pktAllocator().counters().created;
-  churn(3000);
-  const std::size_t after = ::mallinfo2().uordblks;
-  EXPECT_LT(after, before + 65536);
-  EXPECT_EQ(st.sw->pktAllocator().counters().created, packets);
-  EXPECT_LE(mostPending, 3 * 24u * 2) << "those of one leave time";
-  st.sw->attrLog().queueOctetsIs(0);
-  st.run(2);
-  EXPECT_EQ(st.committed(port, 1), 0u);
-  EXPECT_EQ(st.sm->typeApplicant(port, 1)->pendingDeletes(), 0u);
 }
 
 }  // namespace

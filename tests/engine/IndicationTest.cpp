@@ -26,9 +26,9 @@ class IndicationTest : public EngineTest {
     st.receive(port, vlans(40, Events(5, JoinIn)));
     st.receive(port, vlans(40, {Lv, Lv, Lv, Lv}, true));
     st.lib->take();
-    st.run(0.2);
+    st.clock->run(0.2);
     st.receive(port, vlans(41, {JoinIn}));
-    st.run(1);
+    st.clock->run(1);
     EXPECT_EQ(st.lib->take().size(), 4u);
     EXPECT_EQ(st.attributes(port), Texts{"1:41 AO/IN"});
   }
@@ -49,7 +49,7 @@ TEST_F(IndicationTest, PropagationLeavesTheCurrentAttributeAlone) {
             (Texts{"port2 1:10=JoinMt,JoinMt,JoinMt", "port2 1:10=JoinMt,JoinMt,JoinMt"}));
   st.receive(p1, vlans(10, {Lv, Lv, Lv}));
   st.sent();
-  st.run(0.7);
+  st.clock->run(0.7);
   EXPECT_EQ(st.attributes(p1), Texts{});
   EXPECT_EQ(st.attributes(p2), Texts{});
   EXPECT_EQ(st.sent(), Texts{"port2 1:10=Lv,Lv,Lv"});
@@ -68,12 +68,10 @@ TEST_F(IndicationTest, RequestsOfOtherValuesDoNotMixIn) {
   };
   st.receive(port, streams(1, talker(0x1001), {JoinIn, JoinIn}));
   EXPECT_EQ(st.attributes(port), (Texts{"1:1001 AO/IN", "1:1002 AO/IN", "3:1001 QA/MT"}));
-  const auto value = st.record(port, 1, 0x1002)->value();
-  EXPECT_EQ(Octets(value.begin(), value.end()), talker(0x1002, 0x91e0f000fe01));
+  EXPECT_EQ(st.value(port, 1, 0x1002), talker(0x1002, 0x91e0f000fe01));
   // Changed values while registered: stored before the application is asked.
   st.receive(port, streams(1, talker(0x1001, 5), {JoinIn, JoinIn}));
-  const auto changed = st.record(port, 1, 0x1002)->value();
-  EXPECT_EQ(Octets(changed.begin(), changed.end()), talker(0x1002, 6));
+  EXPECT_EQ(st.value(port, 1, 0x1002), talker(0x1002, 6));
 }
 
 // A LeaveAll for another port, asked for inside the indication, walks that port's attributes; the
@@ -83,7 +81,7 @@ TEST_F(IndicationTest, WalksOfOtherPortsDoNotChangeTheCurrentAttribute) {
   const IntfId p1 = st.port(1), p2 = st.port(2);
   st.receive(p2, vlans(99, {New}));
   st.lib->onJoin = [&](const MrpParameters&) {
-    st.sm->mrpPamSm()->transmitAllLeaveAll(p2);
+    st.engine->sendLeaveAll(p2);
     return true;
   };
   st.receive(p1, vlans(10, {New}));
@@ -95,8 +93,8 @@ TEST_F(IndicationTest, WalksOfOtherPortsDoNotChangeTheCurrentAttribute) {
   st.receive(p1, vlans(10, {JoinIn, JoinIn}));
   st.receive(p1, vlans(10, {Lv, Lv}));
   st.lib->take();
-  st.lib->onLeave = [&](const MrpParameters&) { st.sm->mrpPamSm()->transmitAllLeaveAll(p2); };
-  st.run(1);
+  st.lib->onLeave = [&](const MrpParameters&) { st.engine->sendLeaveAll(p2); };
+  st.clock->run(1);
   EXPECT_EQ(st.lib->take(), (Texts{"-1:10 Lv port1", "-1:11 Lv port1"}));
   EXPECT_EQ(st.attributes(p1), Texts{});
 }
@@ -112,14 +110,14 @@ TEST_F(IndicationTest, DeletingTheVeryAttribute) {
   EXPECT_EQ(st.attributes(port), Texts{});
   st.lib->onJoin = nullptr;
   st.receive(port, vlans(20, {JoinIn, JoinIn}));
-  st.run(0.2);
+  st.clock->run(0.2);
   ASSERT_EQ(st.committed(port, 1), 2u);
   st.receive(port, vlans(20, {Lv, Lv}));
   st.lib->onLeave = [&](const MrpParameters& p) { declare(st, p.intfId, 1, InternalLeave); };
-  st.run(0.6);
+  st.clock->run(0.6);
   EXPECT_EQ(st.attributes(port), Texts{});
   EXPECT_EQ(st.lib->take().size(), 6u);
-  st.run(0.2);
+  st.clock->run(0.2);
   EXPECT_EQ(st.committed(port, 1), 0u);
 }
 
@@ -129,8 +127,11 @@ TEST_F(IndicationTest, DeclaringTheVeryAttributeInsideItsLeave) {
   const IntfId port = st.port(1);
   st.receive(port, vlans(10, {JoinIn}));
   st.receive(port, vlans(10, {Lv}));
-  st.lib->onLeave = [&](const MrpParameters& p) { declare(st, p.intfId, 1, JoinIn); };
-  st.run(1);
+  st.lib->onLeave = [&](const MrpParameters& p) {
+    EXPECT_EQ(st.attribute(port, 1, 10), "VO/MT") << "told when it is over";
+    declare(st, p.intfId, 1, JoinIn);
+  };
+  st.clock->run(1);
   EXPECT_EQ(st.attributes(port), Texts{"1:10 QA/MT"});
   EXPECT_FALSE(st.leaving(port, 1, 10, true));
 }
@@ -153,7 +154,7 @@ TEST_F(IndicationTest, DisablingTheVeryPortInsideAJoin) {
   EXPECT_FALSE(st.leaving(port, 1, 500, true));
   EXPECT_EQ(st.leaveAllDue(port, 1), -1);
   st.lib->take();
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.lib->take(), Texts{}) << "no leave of a port that is gone";
   EXPECT_EQ(st.committed(port, 1), 0u);
   EXPECT_FALSE(st.receive(port, vlans(10, {JoinIn})));
@@ -200,10 +201,10 @@ TEST_F(IndicationTest, DisablingTheVeryPortInsideALeave) {
   st.receive(port, vlans(10, {Lv, Lv, Lv}, true));
   st.lib->take();
   st.lib->onLeave = [&](const MrpParameters& p) { st.lib->mrpInterfaceDisable(p.intfId); };
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
   EXPECT_EQ(st.attributes(port), Texts{});
-  EXPECT_FALSE(st.sm->mrpPamSm()->mrpIntfPamSmHas(port));
+  EXPECT_FALSE(st.engine->endpoints().pam(port));
   expectLeavesWork(st, port);
 }
 
@@ -218,7 +219,7 @@ TEST_F(IndicationTest, DisablingThePortWhileAnExpiryReadsItsFrame) {
     st.lib->mrpInterfaceDisable(p.intfId);
     return false;
   };
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.lib->take(), Texts{"+1:20 JoinIn port1"}) << "the leave is called off";
   EXPECT_EQ(st.attributes(port), Texts{});
   expectLeavesWork(st, port);
@@ -233,7 +234,7 @@ TEST_F(IndicationTest, FlushWalkSurvivesDeletionsAndAdditions) {
   st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
   st.lib->take();
   st.lib->onLeave = [&](const MrpParameters&) {
-    const std::uint64_t key = st.sm->parseContext()->attributeKey();
+    const std::uint16_t key = st.lib->mvrpVlanVectorRx().vlanId;
     if (key == 10) st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, 11);
     if (key == 12) st.request(port, 13, InternalLeave);
     if (key == 14) {
@@ -241,8 +242,7 @@ TEST_F(IndicationTest, FlushWalkSurvivesDeletionsAndAdditions) {
       st.request(port, 500, New);  // ahead of it
     }
   };
-  st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::flush,
-                                           MrpRegistrarEvent::flush);
+  for (const Role role : {Role::root, Role::alternate}) st.roleIs(port, role);
   EXPECT_EQ(st.lib->take().size(), 18u) << "11 and 13 were gone before their turn";
   EXPECT_EQ(st.attributes(port), (Texts{"1:5 QA/MT", "1:500 QA/MT"}));
 }

@@ -27,15 +27,10 @@ TEST_F(LifecycleTest, StandbyHasEndpointsAndNothingElse) {
   Station st(kMvrp, Station::Start::standby);
   preload(*st.status);
   const IntfId port = st.port(1);
-  EXPECT_TRUE(st.sm->initialized());
-  EXPECT_FALSE(st.sm->mrpCounters());
-  EXPECT_FALSE(st.sm->parseContext());
-  EXPECT_FALSE(st.sm->timerWheel());
-  EXPECT_FALSE(st.sm->mrpAttrLogSm() || st.sm->mrpDatabaseAddSm() || st.sm->mrpDatabaseDeleteSm());
-  EXPECT_FALSE(st.sm->applicantSm() || st.sm->registrarSm() || st.sm->leaveAllSm());
-  ASSERT_TRUE(st.sm->mrpPamSm()->mrpIntfPamSmHas(port));
-  EXPECT_TRUE(st.sm->mrpPamSm()->mrpIntfPamSm(port)->standbyMode());
-  for (const bool active : {false, true}) st.sm->hasNotificationActiveIs(active);
+  EXPECT_FALSE(st.engine->active());
+  EXPECT_FALSE(st.engine->counters());
+  ASSERT_TRUE(st.engine->endpoints().pam(port));
+  for (const bool active : {false, true}) st.engine->hasNotificationActiveIs(active);
   // Frames are lost, ports come and go, and the database stays as it is.
   st.receive(port, vlans(10, {JoinIn}, true));
   st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, 1000);
@@ -45,8 +40,7 @@ TEST_F(LifecycleTest, StandbyHasEndpointsAndNothingElse) {
   st.clock->runUntil(30);
   EXPECT_EQ(st.sent(), Texts{});
   EXPECT_EQ(st.committed(port, 1), 34u);
-  EXPECT_DEATH(st.sm->mrpPamSm()->transmitAllLeaveAll(port),
-               "initialized\\(\\) && !standbyMode\\(\\)");
+  EXPECT_DEATH(st.engine->sendLeaveAll(port), "initialized\\(\\) && !standbyMode\\(\\)");
 }
 
 TEST_F(LifecycleTest, ActivationTakesOverWhatTheActiveSideWrote) {
@@ -54,7 +48,7 @@ TEST_F(LifecycleTest, ActivationTakesOverWhatTheActiveSideWrote) {
   const IntfId from = active.port(1);
   active.receive(from, vlans(10, {JoinIn, JoinIn}));
   active.request(from, 20, New);
-  active.run(0.2);
+  active.clock->run(0.2);
   active.receive(from, vlans(11, {Lv}));
   active.request(from, 30, New);  // not committed yet: not carried over
   Station st(kMvrp, Station::Start::standby);
@@ -62,18 +56,18 @@ TEST_F(LifecycleTest, ActivationTakesOverWhatTheActiveSideWrote) {
   copyCommitted(*active.status->application(kMvrp.application),
                 *st.status->application(kMvrp.application));
   st.clock->runUntil(5);
-  st.activate();
+  st.engine->activate();
   EXPECT_EQ(st.attributes(port), (Texts{"1:10 AO/IN", "1:11 VO/LV", "1:20 QA/MT"}));
   EXPECT_EQ(st.leaveAllDue(port, 1), 15) << "begun at the switch-over";
   EXPECT_FALSE(st.leaving(port, 1, 11, true));
   st.receive(port, vlans(11, {Lv}));
   EXPECT_TRUE(st.leaving(port, 1, 11, true)) << "a leave event gives the record its timer";
-  st.run(0.7);
+  st.clock->run(0.7);
   EXPECT_EQ(st.lib->take(), Texts{"-1:11 Lv port1"});
   st.sent();
   st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
   EXPECT_EQ(st.sent(port), (Texts{"1:10=Mt; 1:20=JoinMt", "1:20=JoinMt"}));
-  EXPECT_EQ(st.counters().numOfPktsProcessed(), 2u);
+  EXPECT_EQ(st.engine->counters()->numOfPktsProcessed(), 2u);
 }
 
 TEST_F(LifecycleTest, IndexListsAHundredPreloadedAttributesBeforeTheFirstFrame) {
@@ -81,27 +75,19 @@ TEST_F(LifecycleTest, IndexListsAHundredPreloadedAttributesBeforeTheFirstFrame) 
   preload(*st.status);
   std::vector<IntfId> ports;
   for (unsigned n : {3u, 1u, 2u}) ports.push_back(st.port(n));
-  st.activate();
+  st.engine->activate();
   std::size_t listed = 0;
   for (const IntfId port : ports) {
-    const auto iter = st.sm->mrpAttrIter({port, 1});
-    ASSERT_TRUE(iter);
-    listed += iter->attributeKeys();
-    std::uint64_t last = 0;
-    iter->walk([&](MrpAttrDatabase& record) {
-      EXPECT_GT(record.attributeKey(), last);
-      last = record.attributeKey();
-    });
+    listed += st.attributes(port).size();
     EXPECT_EQ(st.leaveAllDue(port, 1), 10);
   }
   EXPECT_EQ(listed, 100u);
   st.clock->runUntil(10);
   EXPECT_EQ(st.sent().size(), 3u);
   EXPECT_EQ(st.attribute(ports[0], 1, 998), "QA/LV");
-  st.activate();
-  st.sm->standbyModeIs(true);
-  st.sm->handleStandbyMode();
-  EXPECT_TRUE(st.sm->active()) << "there is no way back, and no second activation";
+  st.engine->activate();
+  EXPECT_TRUE(attributeValueIs(st.engine->describe(), "standbyMode", true));
+  EXPECT_TRUE(st.engine->active()) << "there is no way back, and no second activation";
   EXPECT_EQ(st.attribute(ports[0], 1, 998), "QA/LV");
 }
 
@@ -113,16 +99,16 @@ TEST_F(LifecycleTest, NotificationsOffStopFramesAndTimers) {
   st.request(port, 20, New);
   st.sent();
   st.lib->take();
-  st.sm->hasNotificationActiveIs(false);
-  st.run(15);
+  st.engine->hasNotificationActiveIs(false);
+  st.clock->run(15);
   EXPECT_EQ(st.sent(), Texts{}) << "no packet is flushed, no LeaveAll sent";
   EXPECT_EQ(st.lib->take(), Texts{}) << "no leave expires";
   EXPECT_EQ(st.committed(port, 1), 0u);
   EXPECT_EQ(st.attribute(port, 1, 10), "VO/LV");
-  st.sm->hasNotificationActiveIs(true);
-  st.run(0.1);
+  st.engine->hasNotificationActiveIs(true);
+  st.clock->run(0.1);
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
-  st.run(15);
+  st.clock->run(15);
   EXPECT_EQ(st.sent(port).front(), "1:20=New") << "what was open leaves";
   st.receive(port, vlans(30, {JoinIn}));
   EXPECT_EQ(st.attribute(port, 1, 30), "AO/IN");
@@ -132,22 +118,22 @@ TEST_F(LifecycleTest, NothingThatCameWhileNotificationsWereOffIsLost) {
   Station st(kMvrp);
   const IntfId port = st.port(1);
   st.request(port, 20, New);
-  st.sm->hasNotificationActiveIs(false);
+  st.engine->hasNotificationActiveIs(false);
   st.receive(port, vlans(10, {JoinIn}));
   st.sw->attrLog().reopen();
-  st.run(1);  // the review of VLAN 20 would have been
+  st.clock->run(1);  // the review of VLAN 20 would have been
   EXPECT_EQ(st.attribute(port, 1, 10), "none");
-  EXPECT_EQ(st.counters().numOfPktsProcessed(), 0u);
+  EXPECT_EQ(st.engine->counters()->numOfPktsProcessed(), 0u);
 
-  st.sm->hasNotificationActiveIs(true);
+  st.engine->hasNotificationActiveIs(true);
   EXPECT_EQ(st.attribute(port, 1, 10), "AO/IN");
   st.receive(port, vlans(11, {JoinIn}));
   EXPECT_EQ(st.attribute(port, 1, 11), "AO/IN") << "a frame is read for each notification again";
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.committed(port, 1), 3u);
   st.sw->attrLog().queueOctetsIs(1'000'000);
   st.receive(port, vlans(12, {JoinIn}));
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.committed(port, 1), 3u) << "the log's new socket is the one that is watched";
 }
 
@@ -160,7 +146,7 @@ TEST_F(LifecycleTest, EndsInTheMiddleOfEverythingAndStartsAgainOnTheSameStatus) 
       st.receive(p, vlans(10, {JoinIn, JoinIn, JoinIn}));
       st.request(p, 20, New);
     }
-    st.run(0.2);
+    st.clock->run(0.2);
     st.receive(p1, vlans(10, {Lv}));                         // a leave timer runs
     st.receive(p1, pdu(message(kMvrp, 1, leaveAllVec(2))));  // and timers of the other kind
     st.request(p1, 30, New);                                 // waits to be added, in an open packet
@@ -169,24 +155,25 @@ TEST_F(LifecycleTest, EndsInTheMiddleOfEverythingAndStartsAgainOnTheSameStatus) 
     st.sw->receive(p2, frame(kMvrp, vlans(77, {JoinIn})), 5);  // waits unread
     st.lib->mrpOutIntfQueueEnq(p1);
     st.lib->mrpOutIntfQueueDelAll();
-    st.stop();
-    EXPECT_EQ(st.lib->mrpSm(), nullptr);
-    st.run(3);
+    st.engine = nullptr;
+    EXPECT_EQ(st.lib->engine(), nullptr);
+    st.clock->run(3);
     EXPECT_EQ(st.committed(p1, 1), 4u) << "additions that waited are gone";
     EXPECT_EQ(st.committed(p2, 1), 4u) << "deletions that waited are, too";
     EXPECT_TRUE(st.status->application(kMvrp.application)->leaveAllTime().empty());
     st.lib->take();
     st.start();
-    EXPECT_EQ(st.counters().numOfPktsProcessed(), 0u) << "whatever the one before had counted";
-    EXPECT_EQ(st.counters().numOfJoinIndications(), 0u);
+    EXPECT_EQ(st.engine->counters()->numOfPktsProcessed(), 0u)
+        << "whatever the one before had counted";
+    EXPECT_EQ(st.engine->counters()->numOfJoinIndications(), 0u);
     for (const IntfId p : {p1, p2}) st.lib->mrpInterfaceEnable(p);
     EXPECT_EQ(st.attributes(p1), (Texts{"1:10 VO/LV", "1:11 VO/LV", "1:12 VO/LV", "1:20 QA/MT"}));
     EXPECT_EQ(st.attributes(p2), (Texts{"1:10 AO/IN", "1:11 AO/IN", "1:12 AO/IN", "1:20 VO/MT"}));
-    st.run(3);
+    st.clock->run(3);
     EXPECT_EQ(st.lib->take(), Texts{}) << "no timer came along";
     st.lib->mrpInterfaceDisable(p1);
     st.lib->mrpInterfaceDisable(p2);
-    st.run(2);
+    st.clock->run(2);
     ASSERT_EQ(st.committed(p1, 1) + st.committed(p2, 1), 0u);
     for (const IntfId p : {p1, p2}) st.lib->mrpInterfaceEnable(p);
   }
@@ -198,9 +185,9 @@ TEST_F(LifecycleTest, EngineEndsAfterItsSwitch) {
   st.receive(port, streams(1, talker(1), {JoinIn}));
   st.receive(port, streams(1, talker(1), {Lv}));
   st.sw.reset();
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.lib->take().back(), "-1:1 Lv port1");
-  st.stop();
+  st.engine = nullptr;
 }
 
 bool accepts(const std::vector<FilterInstruction>& filter, const Octets& frame) {
@@ -237,21 +224,20 @@ TEST_F(LifecycleTest, BothApplicationsBesideEachOther) {
   lib->applicationIs(MrpApplication::mvrp);
   lib->applicationMacAddrIs(EthAddr::fromNumber(kMvrp.address));
   lib->applicationEtypeIs(kMvrp.etype);
-  auto mvrp = mrpSmFactory(msrp.sw->bridgingConfig(), lib.get(), makePtr<MrpConfig>(), msrp.status,
-                           nullptr, msrp.sw->bridgingTopologyConfig(),
-                           msrp.sw->ethPhyIntfStatusDir(), msrp.manager, false);
+  auto mvrp = engineFactory({msrp.sw->bridgingConfig(), lib.get(), makePtr<MrpConfig>(),
+                             msrp.status, nullptr, msrp.sw->bridgingTopologyConfig(),
+                             msrp.sw->ethPhyIntfStatusDir(), msrp.manager});
   const IntfId port = msrp.port(1);
   lib->mrpInterfaceEnable(port);
   msrp.sw->receive(port, frame(kMvrp, vlans(10, {JoinIn})));
   msrp.sw->receive(port, frame(kMsrp, streams(1, talker(1), {JoinIn})));
   EXPECT_EQ(lib->take(), Texts{"+1:10 JoinIn port1"});
   EXPECT_EQ(msrp.lib->take(), Texts{"+1:1 JoinIn port1"});
-  EXPECT_EQ(mvrp->mrpCounters()->numOfIncorrectDmac(), 1u);
-  EXPECT_EQ(msrp.counters().numOfIncorrectDmac(), 1u);
+  EXPECT_EQ(mvrp->counters()->numOfIncorrectDmac(), 1u);
+  EXPECT_EQ(msrp.engine->counters()->numOfIncorrectDmac(), 1u);
   EXPECT_EQ(lib->baseSpanningTreeTopo(port), "") << "no spanning tree was given";
   msrp.clock->runUntil(10);
   EXPECT_EQ(msrp.sentFrames(port).size(), 2u) << "a LeaveAll of each";
-  EXPECT_EQ(mvrp->maxAttrTypes(), 1);
   mvrp = nullptr;
   EXPECT_EQ(msrp.attribute(port, 1, 1), "VO/LV");
   EXPECT_EQ(msrp.committed(port, 1), 1u);
@@ -259,12 +245,11 @@ TEST_F(LifecycleTest, BothApplicationsBesideEachOther) {
 
 // An application that is neither: the engine comes up, knows no attribute types, and counts.
 TEST_F(LifecycleTest, ForeignApplicationIsCountedNotRefused) {
-  Station st({static_cast<MrpApplication>(9), kMvrp.address, 0x1234});
+  Station st({static_cast<MrpApplication>(9), kMvrp.address, 0x1234, 0});
   const IntfId port = st.port(1);
-  EXPECT_EQ(st.sm->maxAttrTypes(), 0);
   st.receive(port, {0, 1, 0, 0, 1, 0, 2, 0, 0, 0, 0});
-  EXPECT_EQ(st.counters().numOfUnknownApplication(), 2u);
-  EXPECT_EQ(st.counters().numOfMalformedPkts(), 0u);
+  EXPECT_EQ(st.engine->counters()->numOfUnknownApplication(), 2u);
+  EXPECT_EQ(st.engine->counters()->numOfMalformedPkts(), 0u);
   MrpParameters parameters;
   parameters.intfId = port;
   parameters.attributeType = 1;

@@ -67,18 +67,18 @@ TEST_P(LifetimeTest, MemoryIsFlatOverAttributesThatComeAndGo) {
     st.receive(port, message(first + 2 * kEach, kEach, JoinMt));
     requests(first + 3 * kEach, New);  // gone again before it is committed
     requests(first + 3 * kEach, Lv);
-    st.run(0.3);
+    st.clock->run(0.3);
     ASSERT_EQ(st.committed(port, 1), 3 * kEach);
     st.receive(port, message(first, kEach, Lv));
     requests(first + kEach, Lv);
     requests(first + 2 * kEach, Lv);
     st.receive(port, message(first + 2 * kEach, kEach, Lv));
-    st.run(0.1);
+    st.clock->run(0.1);
     // Registered, asked for with a LeaveAll, and silent.
     st.receive(port, message(first + 4 * kEach, kEach, New));
-    st.run(0.3);
+    st.clock->run(0.3);
     st.receive(port, message(first, 0, New, true));
-    st.run(1.3);
+    st.clock->run(1.3);
     ASSERT_EQ(st.attributes(port), Texts{});
     ASSERT_EQ(st.committed(port, 1), 0u);
     EXPECT_EQ(st.lib->take().size(), 6 * kEach) << "each is indicated, and each taken back";
@@ -107,21 +107,20 @@ TEST_P(LifetimeTest, AThousandEnginesAfterEachOther) {
     const bool standby = n % 3 != 0;
     st.start(standby);
     st.lib->mrpInterfaceEnable(p1);
-    if (standby) st.activate();
+    if (standby) st.engine->activate();
     st.lib->mrpInterfaceEnable(p2);
     for (const IntfId p : {p1, p2}) {
       st.receive(p, message(10, 4, JoinIn));
       st.request(p, 1, value(50), JoinIn);
     }
-    st.run(0.25);
+    st.clock->run(0.25);
     ASSERT_EQ(st.attributes(p1).size(), 5u);
     ASSERT_EQ(st.attributes(p2).size(), 5u);
     st.receive(p1, message(10, 2, Lv, true));
     st.request(p2, 1, value(51), New);
     st.request(p2, 1, value(50), Lv);
-    if (n % 5 != 0) st.stop();
-    if (n % 5 == 0) st.sm = nullptr;  // the same, said otherwise
-    st.run(0.15);
+    st.engine = nullptr;
+    st.clock->run(0.15);
     st.lib->take();
     st.sent();
     st.logged();
@@ -138,9 +137,7 @@ class ReentryTest : public EngineTest, public testing::WithParamInterface<std::u
   std::size_t draw(std::size_t n) { return random_() % n; }
   IntfId drawnPort() { return IntfId("port" + std::to_string(1 + draw(3))); }
   static void open(Station& st, IntfId port) {
-    const auto number = static_cast<unsigned>(port.name().back() - '0');
-    st.sw->portIs(port.name(), EthAddr::fromNumber(0x020000000000 + number));
-    st.lib->mrpInterfaceEnable(port);
+    st.port(static_cast<unsigned>(port.name().back() - '0'));
   }
   void disturb(Station& st) {
     const IntfId port = drawnPort();
@@ -155,14 +152,14 @@ class ReentryTest : public EngineTest, public testing::WithParamInterface<std::u
       case 3:
         return open(st, port);
       case 4:
-        return st.sm->mrpPamSm()->transmitAllLeaveAll(port);
+        return st.engine->sendLeaveAll(port);
       case 5:
         return st.lib->mrpCleanUpIntfDatabase(port);
       case 6:
         return st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, id);
       case 7:
-        return st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::flush,
-                                                        MrpRegistrarEvent::flush);
+        for (const Role role : {Role::none, Role::root, Role::alternate}) st.roleIs(port, role);
+        return;
       default:
         return st.request(port, id, std::array{New, JoinIn, Lv, InternalLeave}[draw(4)]);
     }
@@ -185,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, ReentryTest, testing::Range<std::uint64_t>(1, 9)
 TEST_P(ReentryTest, AnythingInsideIndicationsAndTransmissions) {
   Station st(kMvrp);
   st.lib->onJoin = [&](const MrpParameters& p) {
-    EXPECT_TRUE(st.sm->mrpPamSm()->mrpIntfPamSmHas(p.intfId)) << "registered on a closed port";
+    EXPECT_TRUE(st.engine->endpoints().pam(p.intfId)) << "registered on a closed port";
     reenter(st);
     return draw(20) == 0;
   };
@@ -199,7 +196,7 @@ TEST_P(ReentryTest, AnythingInsideIndicationsAndTransmissions) {
     const Octets frame =
         vlans(static_cast<std::uint16_t>(1 + draw(30)), Events(draw(6), event), draw(8) == 0);
     st.receive(drawnPort(), frame, draw(3) == 0 ? 0.05 * static_cast<double>(draw(20)) : 0);
-    if (draw(4) == 0) st.run(0.1 * static_cast<double>(draw(8)));
+    if (draw(4) == 0) st.clock->run(0.1 * static_cast<double>(draw(8)));
     if (draw(10) == 0) open(st, drawnPort());
     if (draw(10) == 0) st.request(drawnPort(), static_cast<std::uint16_t>(1 + draw(30)), JoinIn);
   }
@@ -212,24 +209,21 @@ TEST_P(ReentryTest, AnythingInsideIndicationsAndTransmissions) {
     open(st, port);
     st.lib->mrpInterfaceDisable(port);
     st.lib->take();
-    st.run(2);
+    st.clock->run(2);
     for (const std::string& line : st.lib->take())
       EXPECT_FALSE(line.ends_with(port.name())) << line;
     EXPECT_EQ(st.attributes(port), Texts{});
-    EXPECT_EQ(st.committed(port, 1), 0u);
-    EXPECT_EQ(st.status->application(kMvrp.application)->typeApplicant(port, 1)->anyAtOrAbove(0),
-              nullptr)
-        << "no record is left, not even for a timer";
+    EXPECT_EQ(st.records(port, 1), 0u) << "not even for a timer";
     st.lib->mrpInterfaceEnable(port);
     st.lib->take();
     st.receive(port, vlans(40, Events(3, JoinIn)));
     st.receive(port, vlans(40, {Lv}));
-    st.run(0.8);
+    st.clock->run(0.8);
     EXPECT_EQ(st.lib->take().size(), 4u);
     EXPECT_EQ(st.attributes(port).size(), 2u);
     EXPECT_GT(st.leaveAllDue(port, 1), 0);
   }
-  st.stop();
+  st.engine = nullptr;
   EXPECT_EQ(st.sw->pktAllocator().counters().inUse(), 0u);
 }
 

@@ -5,13 +5,7 @@
 namespace EngineTest {
 namespace {
 
-class RegistrarTest : public EngineTest {
- protected:
-  Octets stored(Station& of, std::uint8_t type, std::uint64_t key) {
-    const auto value = of.record(of.port(1), type, key)->value();
-    return Octets(value.begin(), value.end());
-  }
-};
+class RegistrarTest : public EngineTest {};
 
 TEST_F(RegistrarTest, RepeatedJoinsAreIndicatedWhenTheValueChanges) {
   Station st(kMsrp);
@@ -21,13 +15,13 @@ TEST_F(RegistrarTest, RepeatedJoinsAreIndicatedWhenTheValueChanges) {
   st.receive(port, streams(1, first, {JoinIn}));
   st.receive(port, streams(1, first, {JoinMt}));
   EXPECT_EQ(st.lib->take().size(), 1u);
-  EXPECT_EQ(st.counters().numOfJoinIndications(), 2u);
+  EXPECT_EQ(st.engine->counters()->numOfJoinIndications(), 2u);
   st.receive(port, streams(1, second, {New}));
   EXPECT_EQ(st.lib->take(), Texts{"+1:1001 New port1"});
-  EXPECT_EQ(stored(st, 1, 0x1001), first) << "New stores nothing";
+  EXPECT_EQ(st.value(port, 1, 0x1001), first) << "New stores nothing";
   st.receive(port, streams(1, second, {JoinIn}));
   EXPECT_EQ(st.lib->take(), Texts{"+1:1001 JoinIn port1"});
-  EXPECT_EQ(stored(st, 1, 0x1001), second);
+  EXPECT_EQ(st.value(port, 1, 0x1001), second);
   // Back from LV with another value: stored and indicated; with the same one, neither.
   st.receive(port, streams(1, second, {Lv}));
   st.receive(port, streams(1, second, {JoinIn}));
@@ -35,8 +29,8 @@ TEST_F(RegistrarTest, RepeatedJoinsAreIndicatedWhenTheValueChanges) {
   st.receive(port, streams(1, second, {Lv}));
   st.receive(port, streams(1, first, {JoinMt}));
   EXPECT_EQ(st.lib->take(), Texts{"+1:1001 JoinMt port1"});
-  EXPECT_EQ(stored(st, 1, 0x1001), first);
-  EXPECT_EQ(st.counters().numOfJoinIndications(), 6u);
+  EXPECT_EQ(st.value(port, 1, 0x1001), first);
+  EXPECT_EQ(st.engine->counters()->numOfJoinIndications(), 6u);
 }
 
 TEST_F(RegistrarTest, EveryJoinOfADomainIsIndicatedAndNoneStored) {
@@ -45,7 +39,7 @@ TEST_F(RegistrarTest, EveryJoinOfADomainIsIndicatedAndNoneStored) {
   st.request(port, 4, domain(6, 3, 2), JoinIn);
   for (int i = 0; i < 3; ++i) st.receive(port, streams(4, domain(6, 2, 99), {JoinIn}));
   EXPECT_EQ(st.lib->take(), Texts(3, "+4:6 JoinIn port1"));
-  EXPECT_EQ(stored(st, 4, 6), domain(6, 3, 2));
+  EXPECT_EQ(st.value(port, 4, 6), domain(6, 3, 2));
   EXPECT_EQ(st.attribute(port, 4, 6), "QA/IN");
 }
 
@@ -74,7 +68,7 @@ TEST_F(RegistrarTest, DiscardedJoinIsForgottenAndLoggedWithItsNumbersCrossed) {
   st.lib->onJoin = [](const MrpParameters&) { return true; };
   st.receive(port, streams(1, talker(0x2000, 1), {JoinIn}));
   EXPECT_EQ(st.attribute(port, 1, 0x2000), "QO/MT");
-  EXPECT_EQ(st.counters().numOfLeaveIndications(), 0u);
+  EXPECT_EQ(st.engine->counters()->numOfLeaveIndications(), 0u);
 }
 
 TEST_F(RegistrarTest, LeaveAgesOutAfterTheLeaveTimeAndIsNotProlonged) {
@@ -83,14 +77,14 @@ TEST_F(RegistrarTest, LeaveAgesOutAfterTheLeaveTimeAndIsNotProlonged) {
   st.receive(port, vlans(10, {JoinIn, JoinIn}));
   st.lib->take();
   st.logged();
-  st.run(0.25);
+  st.clock->run(0.25);
   st.receive(port, vlans(10, {Lv}));
-  st.run(0.5);
+  st.clock->run(0.5);
   st.receive(port, vlans(10, {Lv}));
   EXPECT_EQ(st.attribute(port, 1, 10), "VO/LV");
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.lib->take(), Texts{});
-  st.run(0.05);  // 0.25 + 0.6, at the next tick
+  st.clock->run(0.05);  // 0.25 + 0.6, at the next tick
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
   EXPECT_EQ(st.attributes(port), Texts{"1:11 AO/IN"});
   EXPECT_EQ(st.logged(),
@@ -98,7 +92,7 @@ TEST_F(RegistrarTest, LeaveAgesOutAfterTheLeaveTimeAndIsNotProlonged) {
                    "MRP_LV MRP Lv received on port1, attrType: 1, key: 10, state: LV, event: rLv!",
                    "MRP_LV MRP Lv notified on port1, attrType: 1, key: 10, state: LV, event: "
                    "leavetimer!"}));
-  EXPECT_EQ(st.counters().numOfLeaveIndications(), 1u);
+  EXPECT_EQ(st.engine->counters()->numOfLeaveIndications(), 1u);
 }
 
 // A LeaveAll and an explicit leave have timers of their own; the earlier expiry wins and a rejoin
@@ -117,9 +111,9 @@ TEST_F(RegistrarTest, TheTwoKindsOfLeaveTimersAreIndependent) {
   EXPECT_FALSE(st.leaving(port, 1, 10, false));
   EXPECT_FALSE(st.leaving(port, 1, 10, true));
   st.lib->take();
-  st.run(0.3);
+  st.clock->run(0.3);
   EXPECT_EQ(st.lib->take(), Texts{"-1:11 JoinIn port1"}) << "with the event parsed last";
-  st.run(3);
+  st.clock->run(3);
   EXPECT_EQ(st.lib->take(), Texts{});
   EXPECT_EQ(st.attribute(port, 1, 10), "AO/IN");
 }
@@ -131,12 +125,12 @@ TEST_F(RegistrarTest, LeaveAfterARejoinStartsAFullLeaveTime) {
   const IntfId port = st.port(1);
   st.receive(port, vlans(10, {JoinIn}));
   st.receive(port, vlans(10, {Lv}));
-  st.run(0.5);
+  st.clock->run(0.5);
   st.receive(port, vlans(10, {JoinIn}));
   st.receive(port, vlans(10, {Lv}));
-  st.run(0.5);
+  st.clock->run(0.5);
   EXPECT_EQ(st.attribute(port, 1, 10), "VO/LV");
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.attribute(port, 1, 10), "none");
 }
 
@@ -148,22 +142,23 @@ TEST_F(RegistrarTest, PendingKeyWhoseTimerHasFiredIsArmedAnew) {
   st.receive(port, vlans(10, {JoinIn}));
   st.request(port, 10, JoinIn);
   st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
-  st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::flush,
-                                           MrpRegistrarEvent::flush);
+  const auto flush = [&] {
+    for (const Role role : {Role::none, Role::root, Role::alternate}) st.roleIs(port, role);
+  };
+  flush();
   EXPECT_EQ(st.attribute(port, 1, 10), "QA/MT");
   EXPECT_EQ(st.lib->take().back(), "-1:10 In port1") << "told at the flush, from LV";
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.lib->take(), Texts{}) << "and not again by the timer";
   st.receive(port, vlans(10, {New}));
   st.receive(port, pdu(message(kMvrp, 1, leaveAllVec(2))));
   EXPECT_TRUE(st.leaving(port, 1, 10, false));
-  st.run(0.6);
+  st.clock->run(0.6);
   EXPECT_EQ(st.attribute(port, 1, 10), "QA/MT");
   // From IN, a flush tells the application nothing.
   st.receive(port, vlans(10, {JoinIn}));
   st.lib->take();
-  st.sm->leaveAllSm()->mrpPostLeaveAllToSm(port, 1, MrpApplicantEvent::flush,
-                                           MrpRegistrarEvent::flush);
+  flush();
   EXPECT_EQ(st.lib->take(), Texts{});
   EXPECT_EQ(st.attribute(port, 1, 10), "QA/MT");
 }
@@ -179,10 +174,10 @@ TEST_F(RegistrarTest, LeaveTimesOfPortsAndOfOurOwnLeaveAll) {
     st.receive(p, vlans(10, {Lv}));
   }
   st.lib->take();
-  st.run(0.6);
+  st.clock->run(0.6);
   EXPECT_EQ(st.lib->take(), (Texts{"-1:10 Lv port1", "-1:10 Lv port3"}))
       << "0 means the global one";
-  st.run(0.9);
+  st.clock->run(0.9);
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port2"});
   // LeaveAlls of our own at 10 s, with a leave time of their own; a received one keeps the port's.
   st.receive(p1, vlans(20, {JoinIn}));
@@ -204,12 +199,12 @@ TEST_F(RegistrarTest, WaitingFrameIsReadBeforeALeaveExpires) {
   st.receive(port, vlans(10, {JoinIn, JoinIn, JoinIn}));
   st.receive(port, vlans(10, {Lv, Lv, Lv}));
   st.lib->take();
-  st.run(0.55);
+  st.clock->run(0.55);
   st.receive(port, vlans(11, {JoinIn}), 10);
   st.receive(port, vlans(12, {JoinIn}), 10);
   st.receive(port, vlans(77, {JoinIn}), 10);
   st.receive(port, vlans(78, {JoinIn}), 10);
-  st.run(0.05);
+  st.clock->run(0.05);
   // One frame an expiry: the first two expiries save 11 and 12, after 10 had its frame read too.
   EXPECT_EQ(st.attributes(port), (Texts{"1:11 AO/IN", "1:12 AO/IN", "1:77 AO/IN"}));
   EXPECT_EQ(st.lib->take(), (Texts{"-1:10 JoinIn port1", "+1:77 JoinIn port1"}));
@@ -223,7 +218,7 @@ TEST_F(RegistrarTest, ExpiryReadsAFrameAlsoWhenNothingIsPendingAnyMore) {
   st.receive(port, vlans(10, {Lv}));
   st.receive(port, vlans(10, {JoinIn}));
   st.receive(port, vlans(20, {JoinIn}), 5);
-  st.run(0.6);
+  st.clock->run(0.6);
   EXPECT_EQ(st.attribute(port, 1, 20), "AO/IN");
 }
 
@@ -233,14 +228,14 @@ TEST_F(RegistrarTest, LeavesInTheFrameReadAtAnExpiryChangeNothing) {
   const IntfId port = st.port(1);
   st.receive(port, vlans(10, {JoinIn}));
   st.receive(port, vlans(10, {Lv}));
-  st.run(0.55);
+  st.clock->run(0.55);
   st.receive(port, vlans(10, {Lv}, true), 5);
   st.lib->take();
-  st.run(0.05);
+  st.clock->run(0.05);
   EXPECT_EQ(st.lib->take(), Texts{"-1:10 Lv port1"});
   EXPECT_EQ(st.attribute(port, 1, 10), "none");
   st.receive(port, vlans(10, {JoinIn}));
-  st.run(2);
+  st.clock->run(2);
   EXPECT_EQ(st.lib->take(), Texts{"+1:10 JoinIn port1"})
       << "timers of the old registration do nothing";
 }

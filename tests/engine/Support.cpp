@@ -19,6 +19,12 @@ std::size_t firstValueSize(const App& app, std::uint8_t type) {
   return type < std::size(msrp) ? msrp[type] : 0;
 }
 
+// The key is what FirstValue begins with.
+std::size_t keySize(const App& app, std::uint8_t type) {
+  if (app.application == MrpApplication::mvrp) return 2;
+  return type == 4 ? 1 : 8;
+}
+
 // Takes big-endian numbers from the front; remembers whether there was ever too little.
 struct Reading {
   std::uint64_t take(std::size_t octets) {
@@ -44,10 +50,8 @@ std::string vectorText(const App& app, std::uint8_t type, Reading& in) {
   const std::size_t size = firstValueSize(app, type);
   std::ostringstream text;
   text << +type << ":" << (header & 0x2000 ? "LA" : "") << (header & 0x2000 && n ? " " : "");
-  const bool classed = app.application == MrpApplication::msrp && type == 4;
-  const std::size_t keySize = app.application == MrpApplication::mvrp ? 2 : classed ? 1 : 8;
-  const std::uint64_t key = in.take(std::min(keySize, size));
-  for (std::size_t i = keySize; i < size; ++i) in.take(1);
+  const std::uint64_t key = in.take(keySize(app, type));
+  for (std::size_t i = keySize(app, type); i < size; ++i) in.take(1);
   if (n == 0) return std::move(text).str();
   text << keyText(app, type, key) << "=";
   std::vector<unsigned> events, declarations;
@@ -178,9 +182,10 @@ void RecordingLib::mrpLeaveIndication(const MrpParameters& parameters) {
 
 void RecordingLib::note(char sign, const MrpParameters& parameters) {
   const App& app = application() == MrpApplication::msrp ? kMsrp : kMvrp;
+  const std::uint8_t type = parameters.attributeType;
   std::ostringstream text;
-  text << sign << +parameters.attributeType << ":"
-       << keyText(app, parameters.attributeType, mrpSm()->mrpGetRxAttributeKey()) << " "
+  text << sign << +type << ":"
+       << keyText(app, type, Reading{rxImage(type)}.take(keySize(app, type))) << " "
        << eventText(parameters.attributeEvent) << " " << parameters.intfId;
   log.push_back(std::move(text).str());
 }
@@ -236,37 +241,47 @@ PlatformServices& OpenFilterManager::services() { return *services_; }
 
 // --- The switch ----------------------------------------------------------------------------------
 
-Station::Station(const App& of, Start how, Ptr<VirtualClock> by)
-    : clock(std::move(by)), app(of), sw(std::make_unique<Switch>(clock)) {
-  manager = makePtr<OpenFilterManager>(sw->stateDatabase());
+Host::Host(const App& of, Ptr<MrpLib> lib, Ptr<VirtualClock> by)
+    : clock(std::move(by)),
+      app(of),
+      sw(std::make_unique<Switch>(clock)),
+      manager(makePtr<OpenFilterManager>(sw->stateDatabase())),
+      served(std::move(lib)) {
   sw->bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(0x020000000000));
   sw->onTransmit([this](IntfId intf, const Pkt& pkt) {
     sent_.push_back({intf, Octets(pkt.octets().begin(), pkt.octets().end())});
   });
-  lib->applicationIs(app.application);
-  lib->applicationMacAddrIs(EthAddr::fromNumber(app.address));
-  lib->applicationEtypeIs(app.etype);
+  served->applicationIs(app.application);
+  served->applicationMacAddrIs(EthAddr::fromNumber(app.address));
+  served->applicationEtypeIs(app.etype);
+}
+
+Host::~Host() = default;
+
+void Host::start(bool standby) {
+  engine = nullptr;
+  engine =
+      engineFactory({sw->bridgingConfig(), served.get(), config, status, sw->stpStatus(),
+                     sw->bridgingTopologyConfig(), sw->ethPhyIntfStatusDir(), manager, standby});
+}
+
+IntfId Host::device(unsigned n, std::uint32_t mtu) {
+  return sw->portIs("port" + std::to_string(n), EthAddr::fromNumber(0x020000000000 + n), mtu);
+}
+
+void Host::roleIs(IntfId intf, Role role, const std::string& msti) {
+  sw->stpStatus()->childIs("one").childIs(msti).childIs(intf.name()).roleIs(role);
+}
+
+Station::Station(const App& of, Start how, Ptr<VirtualClock> by)
+    : Host(of, makePtr<RecordingLib>(), std::move(by)),
+      lib(static_cast<RecordingLib*>(served.get())) {
   if (how != Start::none) start(how == Start::standby);
 }
 
-Station::~Station() = default;
-
-void Station::start(bool standby) {
-  sm = mrpSmFactory(sw->bridgingConfig(), lib.get(), config, status, sw->stpStatus(),
-                    sw->bridgingTopologyConfig(), sw->ethPhyIntfStatusDir(), manager, standby);
-}
-
-void Station::activate() {
-  sm->standbyModeIs(false);
-  sm->handleStandbyMode();
-}
-
-void Station::stop() { sm = nullptr; }
-
 IntfId Station::port(unsigned n, std::uint32_t mtu) {
-  const IntfId intf =
-      sw->portIs("port" + std::to_string(n), EthAddr::fromNumber(0x020000000000 + n), mtu);
-  if (sm) lib->mrpInterfaceEnable(intf);
+  const IntfId intf = device(n, mtu);
+  if (engine) lib->mrpInterfaceEnable(intf);
   return intf;
 }
 
@@ -284,7 +299,7 @@ void Station::request(IntfId intf, std::uint8_t type, const Octets& value, Event
   lib->mrpSendAttribute(parameters);
 }
 
-std::vector<Octets> Station::sentFrames(IntfId intf) {
+std::vector<Octets> Host::sentFrames(IntfId intf) {
   std::vector<Octets> frames;
   std::erase_if(sent_, [&](const Frame& f) {
     if (f.intf == intf) frames.push_back(f.octets);
@@ -293,13 +308,13 @@ std::vector<Octets> Station::sentFrames(IntfId intf) {
   return frames;
 }
 
-Texts Station::sent(IntfId intf) {
+Texts Host::sent(IntfId intf) {
   Texts texts;
   for (const Octets& octets : sentFrames(intf)) texts.push_back(decoded(app, octets));
   return texts;
 }
 
-Texts Station::sent() {
+Texts Host::sent() {
   Texts texts;
   for (const Frame& f : std::exchange(sent_, {})) {
     texts.push_back(f.intf.name() + " " + decoded(app, f.octets));
@@ -307,10 +322,10 @@ Texts Station::sent() {
   return texts;
 }
 
-Texts Station::attributes(IntfId intf) const {
+Texts Host::attributes(IntfId intf) const {
   Texts texts;
-  for (std::uint8_t type = 1; type <= sm->maxAttrTypes(); ++type) {
-    sm->walkAttributes(intf, type, [&](const MrpAttrDatabase& r) {
+  for (std::uint8_t type = 1; type <= app.types; ++type) {
+    engine->walkRecords(intf, type, [&](const MrpAttrDatabase& r) {
       texts.push_back(std::to_string(type) + ":" + keyText(app, type, r.attributeKey()) + " " +
                       attribute(intf, type, r.attributeKey()));
     });
@@ -318,41 +333,68 @@ Texts Station::attributes(IntfId intf) const {
   return texts;
 }
 
-std::string Station::attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+std::string Host::attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const {
   const MrpAttrDatabase* r = record(intf, type, key);
   if (!r) return "none";
   return std::string(stringValue(r->applicantState())) + "/" + stringValue(r->registrarState());
 }
 
-std::size_t Station::committed(IntfId intf, std::uint8_t type) const {
-  MrpIntfTypeApplicant* types = status->application(app.application)->typeApplicant(intf, type);
+MrpAttrDatabase* Host::record(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+  MrpIntfTypeApplicant* types = typeApplicant(intf, type);
+  return types ? types->visible(key) : nullptr;
+}
+
+Octets Host::value(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+  const std::span<const std::uint8_t> value = record(intf, type, key)->value();
+  return Octets(value.begin(), value.end());
+}
+
+std::set<std::uint64_t> Host::registered(IntfId intf, std::uint8_t type) const {
+  std::set<std::uint64_t> keys;
+  engine->walkRecords(intf, type, [&](const MrpAttrDatabase& r) {
+    if (r.registrarState() == Registrar::in) keys.insert(r.attributeKey());
+  });
+  return keys;
+}
+
+namespace {
+
+template <class Wanted>
+std::size_t count(MrpIntfTypeApplicant* types, Wanted wanted) {
   std::size_t n = 0;
-  for (auto* r = types ? types->anyAtOrAbove(0) : nullptr; r;) {
-    if (r->committed()) ++n;
-    const std::uint64_t key = r->attributeKey();
-    r = key == UINT64_MAX ? nullptr : types->anyAtOrAbove(key + 1);
-  }
+  if (!types) return n;
+  types->walk(AttrTable::kPresent, [&](MrpAttrDatabase& record) { n += wanted(record) ? 1u : 0u; });
   return n;
 }
 
-Texts Station::logged() {
+}  // namespace
+
+std::size_t Host::committed(IntfId intf, std::uint8_t type) const {
+  return count(typeApplicant(intf, type), [](const MrpAttrDatabase& r) { return r.committed(); });
+}
+
+std::size_t Host::records(IntfId intf, std::uint8_t type) const {
+  return count(typeApplicant(intf, type), [](const MrpAttrDatabase&) { return true; });
+}
+
+Texts Host::logged() {
   Texts texts;
   for (const auto& m : sw->eventLog().messages()) texts.push_back(m.handle + " " + m.text);
   sw->eventLog().messagesDelAll();
   return texts;
 }
 
-double Station::leaveAllDue(IntfId intf, std::uint8_t type) const {
-  const MrpIntfLeaveAllSm* leaveAll = sm->leaveAllSm()->intfLeaveAllSm(intf);
-  if (!leaveAll || !leaveAll->leaveAllPendingHas(type)) return -1;
-  return leaveAll->leaveAllPending().at(type).expiryTime.value();
+double Host::leaveAllDue(IntfId intf, std::uint8_t type) const {
+  const std::optional<Seconds> due = engine->leaveAllDue({intf, type});
+  return due ? due->value() : -1;
 }
 
-bool Station::leaving(IntfId intf, std::uint8_t type, std::uint64_t key, bool explicitLeave) const {
-  const MrpRegistrarSm& registrar = *sm->registrarSm();
-  const MrpLeaveSm* leave = explicitLeave ? registrar.explicitLeaveSm({intf, type, key})
-                                          : registrar.leaveSm({intf, type, key});
-  return leave && leave->leavePending() && leave->armed();
+bool Host::leaving(IntfId intf, std::uint8_t type, std::uint64_t key, bool explicitLeave) const {
+  MrpIntfTypeApplicant* types = typeApplicant(intf, type);
+  MrpAttrDatabase* r = types ? types->any(key) : nullptr;
+  if (!r) return false;
+  const MrpLeaveSm& leave = explicitLeave ? r->explicitLeaveSm() : r->leaveSm();
+  return leave.leavePending() && leave.armed();
 }
 
 Randomisation::Randomisation(bool on) : was_(!std::getenv(kVariable)) { this->on(on); }

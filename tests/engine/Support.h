@@ -6,15 +6,21 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpCounters.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/embedded/Switch.h"
 #include "platform/embedded/VirtualClock.h"
 
-// A switch with one engine on virtual time, frames built and read octet by octet.
+// A switch with one engine on virtual time, frames built and read octet by octet. All of it, and
+// every test here, goes through the engine's face; internal/ holds those that look behind it.
 namespace EngineTest {
 
 using namespace Mrp;
@@ -25,6 +31,7 @@ using Octets = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 using State = MrpApplicantState;
 using Registrar = MrpRegistrarState;
+using Role = Stp::MstiPortStatus::Role;
 
 // Attribute events, and the requests beyond them.
 enum Event : std::uint8_t { New, JoinIn, In, JoinMt, Mt, Lv, LeaveAll, InternalLeave };
@@ -34,9 +41,10 @@ struct App {
   MrpApplication application;
   std::uint64_t address;
   std::uint16_t etype;
+  std::uint8_t types = 0;  // attribute types 1 to this
 };
-inline constexpr App kMsrp{MrpApplication::msrp, 0x0180c200000e, 0x22ea};
-inline constexpr App kMvrp{MrpApplication::mvrp, 0x0180c2000021, 0x88f5};
+inline constexpr App kMsrp{MrpApplication::msrp, 0x0180c200000e, 0x22ea, 4};
+inline constexpr App kMvrp{MrpApplication::mvrp, 0x0180c2000021, 0x88f5, 1};
 
 // --- Building MRPDUs -----------------------------------------------------------------------------
 
@@ -100,29 +108,20 @@ class RecordingLib final : public MrpLib {
 
 class OpenFilterManager;
 
-class Station {
+// A switch, and whatever service object its engine serves.
+class Host {
  public:
-  enum class Start { active, standby, none };
-  explicit Station(const App& app, Start start = Start::active,
-                   Ptr<VirtualClock> clock = makePtr<VirtualClock>());
-  ~Station();
-  Station(const Station&) = delete;
-  Station& operator=(const Station&) = delete;
+  Host(const App& app, Ptr<MrpLib> served, Ptr<VirtualClock> clock);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
 
-  // Makes the engine; stop() ends it, the status stays.
+  // Makes the engine; the status of the one before it stays.
   void start(bool standby = false);
-  void activate();
-  void stop();
 
-  // "port<n>", with its endpoint open.
-  IntfId port(unsigned n, std::uint32_t mtu = 1500);
-  void run(double seconds) { clock->run(seconds); }
-
-  // A request for one port, its value in the staged image.
-  void request(IntfId intf, std::uint8_t type, const Octets& value, Event event);
-  void request(IntfId intf, std::uint16_t vlanId, Event event) {
-    request(intf, 1, vlan(vlanId), event);
-  }
+  // The device "port<n>".
+  IntfId device(unsigned n, std::uint32_t mtu = 1500);
+  void roleIs(IntfId intf, Role role, const std::string& msti = Stp::kCist);
   bool receive(IntfId intf, const Octets& pdu, double unread = 0) {
     return sw->receive(intf, frame(app, pdu), unread);
   }
@@ -135,12 +134,14 @@ class Station {
   // "1:10 QA/IN" for each attribute that a look-up finds, in order of type and key.
   Texts attributes(IntfId intf) const;
   std::string attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const;
-  MrpAttrDatabase* record(IntfId intf, std::uint8_t type, std::uint64_t key) const {
-    return sm->mrpGetAttrFromDatabase(intf, type, key, true);
-  }
-  // Committed records of one port and type.
+  // What a look-up finds.
+  MrpAttrDatabase* record(IntfId intf, std::uint8_t type, std::uint64_t key) const;
+  Octets value(IntfId intf, std::uint8_t type, std::uint64_t key) const;
+  // What is registered (IN) on a port.
+  std::set<std::uint64_t> registered(IntfId intf, std::uint8_t type) const;
+  // Records of one port and type: committed ones, and all, those hidden and vacant included.
   std::size_t committed(IntfId intf, std::uint8_t type) const;
-  MrpCounters& counters() const { return *sm->mrpCounters(); }
+  std::size_t records(IntfId intf, std::uint8_t type) const;
   // Texts of the event log since the last call, "MRP_JOIN …".
   Texts logged();
   // Due time of a pending LeaveAll, -1 when there is none.
@@ -151,17 +152,38 @@ class Station {
   App app;
   std::unique_ptr<Switch> sw;
   Ptr<OpenFilterManager> manager;
-  Ptr<RecordingLib> lib = makePtr<RecordingLib>();
+  Ptr<MrpLib> served;
   Ptr<MrpConfig> config = makePtr<MrpConfig>();
   Ptr<MrpStatus> status = makePtr<MrpStatus>();
-  Ptr<MrpSm> sm;
+  Ptr<Engine> engine;
 
  private:
+  MrpIntfTypeApplicant* typeApplicant(IntfId intf, std::uint8_t type) const {
+    return status->applicationIs(app.application).typeApplicant(intf, type);
+  }
   struct Frame {
     IntfId intf;
     Octets octets;
   };
   std::vector<Frame> sent_;
+};
+
+class Station : public Host {
+ public:
+  enum class Start { active, standby, none };
+  explicit Station(const App& app, Start start = Start::active,
+                   Ptr<VirtualClock> clock = makePtr<VirtualClock>());
+
+  // The same with its endpoint open.
+  IntfId port(unsigned n, std::uint32_t mtu = 1500);
+
+  // A request for one port, its value in the staged image.
+  void request(IntfId intf, std::uint8_t type, const Octets& value, Event event);
+  void request(IntfId intf, std::uint16_t vlanId, Event event) {
+    request(intf, 1, vlan(vlanId), event);
+  }
+
+  const Ptr<RecordingLib> lib;
 };
 
 // The state database of a switch, whose endpoints take every frame: the socket filter is one for

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "mrp/MrpSm/engine/EventLogs.h"
+#include "mrp/MrpSm/env/EventLogs.h"
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
@@ -30,11 +30,11 @@ TEST_F(TraceTest, LineThatIsOffEvaluatesNothing) {
   const auto text = [&] { return std::to_string(++built); };
   for (const int level : {0, 4, 7}) {
     st.sw->trace().levelIs(level);
-    MRP_TRACE(st.sm->trace(), 8, "line " << text());
+    MRP_TRACE(st.sw->trace(), 8, "line " << text());
   }
   EXPECT_EQ(built, 0);
   st.sw->trace().levelIs(8);
-  MRP_TRACE(st.sm->trace(), 8, "line " << text());
+  MRP_TRACE(st.sw->trace(), 8, "line " << text());
   EXPECT_EQ(levelOf("line 1"), 8);
   st.sw->eventLog().onIs(false);
   logEvent(st.sw->eventLog(), kMrpError, text);
@@ -60,26 +60,6 @@ TEST_F(TraceTest, LevelFourShowsFaultsOnly) {
   EXPECT_EQ(levelOf("Event = 2 not handled in sendAttributeIntf "), 4);
   EXPECT_EQ(levelOf(" Tx is being Attempted before the PAM is enabled "), 4);
   for (const Trace::Entry& entry : entries) EXPECT_LE(entry.level, 4) << entry.text;
-}
-
-TEST_F(TraceTest, RoutineStepsAtLevelEight) {
-  st.sw->trace().levelIs(8);
-  st.sw->receive(port, frame(kMvrp, vlans(10, {JoinIn}), {0x81, 0, 0x60, 0x64}));
-  st.request(port, 11, New);
-  st.run(0.1);
-  EXPECT_EQ(levelOf("Received frame on interface port1 (length=30)"), 8);
-  EXPECT_EQ(levelOf("Received 802.1Q-tagged frame with VLAN ID 100"), 6);
-  EXPECT_EQ(levelOf("parseMrpdu payload= 12 bytes! "), 8);
-  EXPECT_EQ(levelOf("VlanVector vlanId = 10"), 8);
-  EXPECT_EQ(levelOf("Join Indication called"), 7);
-  EXPECT_EQ(levelOf(" Exit: handleApplicantEvent, state = QA"), 7);
-  EXPECT_EQ(levelOf("mrpSendVlanVector on port1 event=0"), 8);
-  EXPECT_EQ(levelOf(" A pkt is sent on : port1"), 8);
-  auto& status = st.sw->stpStatus()->childIs("one").childIs("Cist").childIs("port1");
-  status.roleIs(Stp::MstiPortStatus::Role::designated);
-  status.roleIs(Stp::MstiPortStatus::Role::alternate);
-  EXPECT_EQ(levelOf("Port role for port1 changed from 2 to 3"), 6);
-  EXPECT_EQ(levelOf("Flush! event occurred"), 6);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ TEST_F(TransmitTest, WholeFramesOctetByOctet) {
   msrp.request(port, 1, talker(0x0011223344550001), New);
   msrp.request(port, 3, listener(0x0011223344550002, ready), JoinIn);
   msrp.request(port, 4, domain(6, 3, 2), JoinIn);
-  msrp.run(0.1);
+  msrp.clock->run(0.1);
   const std::vector<Octets> frames = msrp.sentFrames(port);
   ASSERT_EQ(frames.size(), 2u);
   const Octets expected{
@@ -31,7 +31,7 @@ TEST_F(TransmitTest, WholeFramesOctetByOctet) {
       0x00, 0x00};
   EXPECT_EQ(frames[0], expected);
   EXPECT_EQ(frames[1], expected);
-  EXPECT_EQ(msrp.counters().numOfPktsTransmitted(), 2u);
+  EXPECT_EQ(msrp.engine->counters()->numOfPktsTransmitted(), 2u);
   EXPECT_EQ(msrp.lib->mrpCurrentTxIntf(), port);
 
   Station mvrp(kMvrp);
@@ -39,7 +39,7 @@ TEST_F(TransmitTest, WholeFramesOctetByOctet) {
   mvrp.sw->ethPhyIntfStatusDir()->ethPhyIntfStatusDel(p);  // the bridge's address stands in
   mvrp.request(p, 10, New);
   mvrp.request(p, 11, JoinIn);
-  mvrp.run(0.1);
+  mvrp.clock->run(0.1);
   EXPECT_EQ(mvrp.sentFrames(p)[0],
             (Octets{0x01, 0x80, 0xc2, 0x00, 0x00, 0x21, 0x02, 0x00, 0x00, 0x00, 0x00, 0x00, 0x88,
                     0xf5, 0x00, 0x01, 0x02, 0x00, 0x02, 0x00, 0x0a, 0x12, 0x00, 0x00, 0x00, 0x00}));
@@ -69,7 +69,7 @@ TEST_F(TransmitTest, FullPacketsLeaveAtOnce) {
     const std::vector<Octets> frames = st.sentFrames(port);
     ASSERT_EQ(frames.size(), 2u);
     EXPECT_EQ(frames[0].size(), 15 + 2 + 5 * c.vectors + 4);
-    st.run(0.1);
+    st.clock->run(0.1);
     EXPECT_EQ(st.sent(), Texts{});
   }
 }
@@ -97,13 +97,13 @@ TEST_F(TransmitTest, TypesAscendWithinAFrame) {
   st.request(port, 2, failed(0x1005), JoinIn);
   const std::string first = "1:1001=JoinMt | 2:1002=JoinMt | 3:1003=JoinMt/1,JoinMt/2";
   EXPECT_EQ(st.sent(port), (Texts{first, first})) << "a lower type begins a new frame";
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"2:1005=JoinMt", "2:1005=JoinMt"}));
   // Withdrawals use the first packet alone, so the two may break at different places.
   st.request(port, 3, listener(0x1003, askingFailed), JoinIn);
   st.request(port, 1, talker(0x1001), Lv);
   st.request(port, 4, domain(6, 3, 2), New);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port),
             (Texts{"3:1003=JoinMt/1", "1:1001=Lv | 4:6=New", "3:1003=JoinMt/1 | 4:6=New"}));
 }
@@ -155,7 +155,7 @@ TEST_F(TransmitTest, ValuesShareAVectorWhileTheirIdentitiesFollow) {
     Station st(c.app);
     const IntfId port = st.port(1);
     for (const Octets& value : c.values) st.request(port, c.type, value, New);
-    st.run(0.1);
+    st.clock->run(0.1);
     EXPECT_EQ(st.sent(port), (Texts{c.text, c.text}));
   }
 }
@@ -165,11 +165,11 @@ TEST_F(TransmitTest, SuppressionDropsWithoutATrace) {
   const IntfId port = st.port(1);
   st.config->txSuppressIs(true);
   st.request(port, 10, New);
-  st.run(0.1);
+  st.clock->run(0.1);
   st.config->txSuppressIs(false);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(), Texts{});
-  EXPECT_EQ(st.counters().numOfPktsTransmitted(), 0u);
+  EXPECT_EQ(st.engine->counters()->numOfPktsTransmitted(), 0u);
   EXPECT_EQ(st.attribute(port, 1, 10), "QA/MT") << "the Applicant believes that it was sent";
   st.clock->runUntil(10);
   EXPECT_EQ(st.sent(port), Texts{"1:LA 10=JoinMt"}) << "the next LeaveAll repairs it";
@@ -182,47 +182,46 @@ TEST_F(TransmitTest, AllocationFailureIsRecordedAndPassesOver) {
   st.request(port, 10, New);
   ASSERT_EQ(st.sw->trace().ring().size(), 1u);
   EXPECT_EQ(st.sw->trace().ring()[0].text, "packet allocation failed for {port1 1 0}");
-  st.run(0.1);
+  st.clock->run(0.1);
   // The second packet was to be had; it leaves with the first of its port.
   EXPECT_EQ(st.sent(), Texts{});
   st.request(port, 20, New);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"1:20=New", "1:10=New; 1:20=New"}));
   st.sw->pktAllocator().failAll(true);
   st.clock->runUntil(10);
   EXPECT_EQ(st.sent(), Texts{});
-  EXPECT_FALSE(st.sm->parseContext()->sendTxLvAll()) << "a LeaveAll that failed is not kept";
   st.sw->pktAllocator().failAll(false);
+  st.request(port, 30, New);
+  st.clock->run(0.1);
+  EXPECT_EQ(st.sent(port), (Texts{"1:30=New", "1:30=New"})) << "a LeaveAll that failed is not kept";
   st.clock->runUntil(20);
-  EXPECT_EQ(st.sent(port), Texts{"1:LA 10=JoinMt; 1:20=JoinMt"});
+  EXPECT_EQ(st.sent(port), Texts{"1:LA 10=JoinMt; 1:20=JoinMt; 1:30=JoinMt"});
 }
 
 TEST_F(TransmitTest, WithoutEndpointRecordsAreKeptAndNothingIsSent) {
   Station st(kMvrp);
   const IntfId nowhere("port7");
   st.request(nowhere, 10, New);
-  st.run(0.2);
+  st.clock->run(0.2);
   EXPECT_EQ(st.attributes(nowhere), Texts{"1:10 QA/MT"});
   EXPECT_EQ(st.committed(nowhere, 1), 1u);
-  EXPECT_TRUE(st.lib->mrpTxPacketContext().empty());
+  EXPECT_TRUE(st.lib->txPackets(false).contexts().empty());
   // A packet that is open when the device goes away waits for it to come back.
   const IntfId port = st.port(1);
   st.request(port, 20, New);
   st.sw->portDel(port);
-  st.run(1);
+  st.clock->run(1);
   EXPECT_EQ(st.sent(), Texts{});
   st.port(1);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(port), (Texts{"1:20=New", "1:20=New"}));
-  EXPECT_EQ(st.counters().numOfPktsTransmitted(), 2u);
+  EXPECT_EQ(st.engine->counters()->numOfPktsTransmitted(), 2u);
 }
 
 TEST_F(TransmitTest, RequestsActOncePerQueuedPortOnTheirOwnPort) {
   Station st(kMvrp);
   const IntfId p1 = st.port(1), p2 = st.port(2);
-  st.sm->parseContext()->intfIdIs(p2);
-  st.sm->parseContext()->attributeTypeIs(3);
-  st.sm->parseContext()->attributeKeyIs(77);
   st.lib->mvrpVlanVectorTx().vlanId = 10;
   MrpParameters parameters;
   parameters.intfId = p1;
@@ -233,7 +232,7 @@ TEST_F(TransmitTest, RequestsActOncePerQueuedPortOnTheirOwnPort) {
   st.lib->mrpOutIntfQueueEnq(p2);
   st.lib->mrpOutIntfQueueEnq(p1);
   st.lib->mrpSendAttribute(parameters);
-  st.run(0.1);
+  st.clock->run(0.1);
   EXPECT_EQ(st.sent(), (Texts{"port1 1:10=New; 1:10=New", "port1 1:10=New; 1:10=New"}));
   EXPECT_EQ(st.attributes(p2), Texts{});
   for (const std::uint8_t event : {In, Mt, static_cast<Event>(8), static_cast<Event>(255)}) {
@@ -243,30 +242,6 @@ TEST_F(TransmitTest, RequestsActOncePerQueuedPortOnTheirOwnPort) {
   st.lib->mrpLeaveReq(parameters);
   EXPECT_EQ(st.attributes(p2), Texts{});
   EXPECT_EQ(st.attribute(p1, 1, 10), "QA/MT");
-  EXPECT_EQ(st.sm->parseContext()->intfId(), p2);
-  EXPECT_EQ(st.sm->parseContext()->attributeType(), 3);
-  EXPECT_EQ(st.sm->parseContext()->attributeKey(), 77u);
-}
-
-TEST_F(TransmitTest, OutputQueueNumbersItsElements) {
-  auto lib = mrpLibFactory();
-  EXPECT_TRUE(lib->hasNotificationActive());
-  using Metadata = MrpLib::MrpOutIntfQueueMetadata;
-  const IntfId p1("port1"), p2("port2"), p3("port3");
-  EXPECT_TRUE(lib->mrpOutIntfQueueDeq().empty());
-  EXPECT_EQ(lib->mrpOutIntfQueueMetadata(), Metadata{});
-  lib->mrpOutIntfQueueMetadataIs({.next = 40});
-  for (const IntfId p : {p1, p2, p3}) lib->mrpOutIntfQueueEnq(p);
-  EXPECT_EQ(lib->mrpOutIntfQueueMetadata(), (Metadata{40, 42, 0, 3}));
-  EXPECT_EQ(lib->mrpOutIntfQueue(41), p2);
-  EXPECT_TRUE(lib->mrpOutIntfQueue(43).empty());
-  EXPECT_EQ(lib->mrpOutIntfQueueDeq(), p1);
-  EXPECT_EQ(lib->mrpOutIntfQueueMetadata(), (Metadata{41, 42, 1, 2}));
-  lib->mrpOutIntfQueueIs(41, p3);
-  lib->mrpOutIntfQueueDel(42);
-  EXPECT_EQ(lib->mrpOutIntfQueueDeq(), p3);
-  EXPECT_TRUE(lib->mrpOutIntfQueueEmpty());
-  EXPECT_EQ(lib->mrpOutIntfQueueMetadata(), (Metadata{42, 42, 2, 0}));
 }
 
 }  // namespace

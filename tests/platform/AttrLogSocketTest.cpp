@@ -18,47 +18,11 @@ class AttrLogSocketTest : public testing::Test {
   Ptr<AttrLogSocket> log = makePtr<AttrLogSocket>();
 };
 
-TEST_F(AttrLogSocketTest, QueueMeetsHalfTheSendBufferExactlyAndJustAbove) {
-  EXPECT_EQ(log->sendBufferSize(log->sockFd()), 212992);
-  EXPECT_EQ(queued(), 0);
-  EXPECT_EQ(queuedAfter(106496), 106496);
-  EXPECT_GT(queuedAfter(106497), 106496);
-  EXPECT_LE(queued(), 106496 + 1024);
-  EXPECT_EQ(queuedAfter(106496), 106496) << "from a fuller queue";
-  EXPECT_EQ(queuedAfter(0), 0);
-}
-
 TEST_F(AttrLogSocketTest, AsFullAsItGets) {
   EXPECT_GE(queuedAfter(1'000'000), 212992);
   EXPECT_LT(queued(), 250'000);
   EXPECT_GE(queuedAfter(1), 1);
   EXPECT_LT(queued(), 4096);
-}
-
-TEST_F(AttrLogSocketTest, ClosingAndReopeningChangeTheDescriptor) {
-  struct Watch {
-    void handleSockFd() { ++changes; }
-    int changes = 0;
-    Reactor<> reactor;
-  } watch;
-  watch.reactor.watch<&Watch::handleSockFd>(log->onSockFd(), &watch);
-  const int first = log->sockFd();
-  log->queueOctetsIs(5000);
-  log->reopen();
-  EXPECT_NE(log->sockFd(), first);
-  EXPECT_EQ(queued(), 0);
-  EXPECT_EQ(queuedAfter(106496), 106496);
-  const int second = log->sockFd();
-  log->close();
-  EXPECT_EQ(log->sockFd(), -1);
-  EXPECT_FALSE(log->sendBufferSize(second));
-  EXPECT_FALSE(log->sendQueueOctets(second));
-  log->close();
-  log->queueOctetsIs(5000);
-  EXPECT_EQ(watch.changes, 2);
-  log->reopen();
-  EXPECT_EQ(watch.changes, 3);
-  EXPECT_EQ(log->sendBufferSize(log->sockFd()), 212992);
 }
 
 }  // namespace

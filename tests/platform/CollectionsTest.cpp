@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -33,9 +34,6 @@ TEST(IntfIdOrder, RunsOfDigitsAreNumbers) {
 
 class IntfMapWalk : public testing::Test {
  protected:
-  IntfMapWalk() {
-    for (const char* name : {"port10", "port2", "port3", "port1"}) map.is(IntfId(name)) = name;
-  }
   template <class Inside>
   std::string walked(Inside inside) {
     std::string seen;
@@ -51,39 +49,27 @@ class IntfMapWalk : public testing::Test {
   IntfMap<std::string> map;
 };
 
-TEST_F(IntfMapWalk, DeletesTheElementAtHandEarlierAndLaterOnes) {
-  EXPECT_EQ(walked([](IntfId) {}), "port1 port2 port3 port10 ");
-  EXPECT_EQ(walked([&](IntfId at) {
-              if (at == p2) map.del(p1), map.del(p2), map.del(p3);
-            }),
-            "port1 port2 port10 ");
-  EXPECT_EQ(walked([&](IntfId at) { map.del(at); }), "port10 ");
-  EXPECT_TRUE(map.empty());
-}
-
-TEST_F(IntfMapWalk, DeletingAnEarlierElementRepeatsNone) {
-  EXPECT_EQ(walked([&](IntfId at) {
-              if (at == p3) map.del(p1);
-            }),
-            "port1 port2 port3 port10 ");
-}
-
-TEST_F(IntfMapWalk, AddedElementsAboveAreVisitedOnesBelowAreNot) {
-  EXPECT_EQ(walked([&](IntfId at) {
-              if (at != p3) return;
-              map.is(IntfId("port0")) = "port0";
-              map.is(IntfId("port4")) = "port4";
-            }),
-            "port1 port2 port3 port4 port10 ");
-}
-
-TEST_F(IntfMapWalk, OneKeyReplacedWhileVisited) {
-  EXPECT_EQ(walked([&](IntfId at) {
-              if (at != p2) return;
-              map.del(p2);
-              map.is(p2) = "port2";
-            }),
-            "port1 port2 port3 port10 ");
+TEST_F(IntfMapWalk, GoesOnAboveTheElementJustHandled) {
+  const struct {
+    IntfId at;
+    std::function<void()> change;
+    const char* seen;
+  } cases[] = {
+      {{}, [] {}, "port1 port2 port3 port10 "},
+      {p2, [&] { map.del(p1), map.del(p2), map.del(p3); }, "port1 port2 port10 "},
+      {p3, [&] { map.del(p1); }, "port1 port2 port3 port10 "},
+      {p3, [&] { map.is(IntfId("port0")) = "port0", map.is(IntfId("port4")) = "port4"; },
+       "port1 port2 port3 port4 port10 "},
+      {p2, [&] { map.del(p2), map.is(p2) = "port2"; }, "port1 port2 port3 port10 "},
+  };
+  for (const auto& c : cases) {
+    for (const IntfId intf : {p1, p2, p3, p10}) map.is(intf) = intf.name();
+    EXPECT_EQ(walked([&](IntfId at) {
+                if (at == c.at) c.change();
+              }),
+              c.seen);
+    map.delAll();
+  }
 }
 
 TEST(OrderedWalk, GoesOnAboveTheKeyJustHandled) {

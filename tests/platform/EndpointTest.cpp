@@ -85,20 +85,6 @@ TEST_F(EndpointTest, DelayedNotificationComesAfterTheWheelOfItsInstant) {
   EXPECT_EQ(reader.marks, Marks{1});
 }
 
-TEST_F(EndpointTest, ClosingForgetsFramesAndNotifications) {
-  auto pam = opened();
-  Reader reader(pam);
-  sw->receive(port, frame(0, 1), 0.5);
-  pam->close();
-  EXPECT_FALSE(pam->rxPktWaiting());
-  EXPECT_EQ(sw->endpoint(port), nullptr);
-  EXPECT_FALSE(sw->receive(port, frame(0, 2)));
-  pam->txPktIs(packet(frame(0, 3)));
-  EXPECT_EQ(pam->counters().sent, 0u);
-  clock->run(1);
-  EXPECT_TRUE(reader.marks.empty());
-}
-
 TEST_F(EndpointTest, PendingNotificationKeepsNothingAlive) {
   auto pam = opened();
   sw->receive(port, frame(0, 1), 0.5);
@@ -108,22 +94,6 @@ TEST_F(EndpointTest, PendingNotificationKeepsNothingAlive) {
   EXPECT_FALSE(clock->nextDue());
 }
 
-TEST_F(EndpointTest, ReaderDropsTheEndpointInsideItsNotification) {
-  for (const Seconds unread : {Seconds(0), Seconds(0.5)}) {
-    struct Dropper {
-      void handleRxPkt() { pam = nullptr; }
-      Ptr<Pam> pam;
-      Reactor<> reactor;
-    } dropper;
-    dropper.pam = opened();
-    dropper.reactor.watch<&Dropper::handleRxPkt>(dropper.pam->onRxPkt(), &dropper);
-    sw->receive(port, frame(0, 1), unread);
-    sw->receive(port, frame(0, 2), unread);
-    clock->run(1);
-    EXPECT_FALSE(dropper.pam);
-  }
-}
-
 TEST_F(EndpointTest, FullQueueDropsAndCounts) {
   const auto pam = opened();
   for (std::size_t i = 0; i < EthDevPam::kMaxWaiting; ++i) sw->receive(port, frame(0, 1));
@@ -131,12 +101,6 @@ TEST_F(EndpointTest, FullQueueDropsAndCounts) {
   EXPECT_EQ(pam->counters().dropped, 1u);
   pam->rxPkt();
   EXPECT_TRUE(sw->receive(port, frame(0, 3)));
-}
-
-TEST_F(EndpointTest, FailingAllocatorLeavesReceptionAlone) {
-  const auto pam = opened();
-  sw->pktAllocator().failAll(true);
-  EXPECT_TRUE(sw->receive(port, frame(0, 1)));
 }
 
 class PamManagerTest : public testing::Test {
@@ -181,22 +145,6 @@ TEST_F(PamManagerTest, OpenWhileDesiredPresentAndEnabled) {
   EXPECT_TRUE(engine.pams->pams().empty());
 }
 
-TEST_F(PamManagerTest, ClosedEndpointIsDeadThoughStillHeld) {
-  const IntfId p = sw->portIs("port1", mac(1));
-  engine.desired->intfDesiredIs(p, true);
-  engine.manager->enabledIs(true);
-  const Ptr<Pam> old = engine.pams->pam(p);
-  Reader reader(old);
-  sw->receive(p, frame(0, 1), 0.5);
-  engine.desired->intfDesiredDel(p);
-  engine.desired->intfDesiredIs(p, true);
-  EXPECT_NE(engine.pams->pam(p), old.get());
-  sw->receive(p, frame(0, 2));
-  clock->run(1);
-  EXPECT_TRUE(reader.marks.empty());
-  EXPECT_EQ(engine.pams->pam(p)->rxPkt()->octets().back(), 2);
-}
-
 TEST_F(PamManagerTest, EveryEngineOfASwitchGetsItsOwnFramesAndOtherSwitchesNone) {
   const IntfId p = sw->portIs("port1", mac(1));
   Switch other(clock);
@@ -232,18 +180,6 @@ TEST_F(PamManagerTest, EngineOutlivesItsSwitch) {
   engine.pams->pam(p)->txPktIs(packet(frame(0, 1)));
   engine.manager->enabledIs(false);
   EXPECT_EQ(sent, 0);
-}
-
-TEST_F(PamManagerTest, StateDatabaseServesTheSwitchsOwnEntities) {
-  auto& db = *sw->stateDatabase();
-  EXPECT_EQ(db.entity("interface/status/all").get(), sw->allIntfStatusDir().get());
-  EXPECT_FALSE(db.shmTableIs("KernelNetInfo::Other", "kni/ns/default/status", "devices"));
-  EXPECT_FALSE(db.shmTableIs("KernelNetInfo::Status", "kni/ns/blue/status", "devices"));
-  auto devices = db.shmTableIs("KernelNetInfo::Status", "kni/ns/default/status", "devices");
-  EXPECT_EQ(devices.get(), sw->deviceIntfStatusDir().get());
-  EXPECT_EQ(db.entity("devices"), devices);
-  EXPECT_FALSE(db.attrLogOutput("another"));
-  EXPECT_EQ(db.attrLogOutput(db.name()).get(), &sw->attrLog());
 }
 
 }  // namespace

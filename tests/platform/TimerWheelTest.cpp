@@ -49,21 +49,6 @@ class TimerWheelTest : public testing::Test {
 
 using Ticks = std::vector<std::int64_t>;
 
-TEST_F(TimerWheelTest, FiresInArmingOrderAndNeverEarly) {
-  auto a = timer('a'), b = timer('b'), c = timer('c'), d = timer('d');
-  wheel->deadlineIs(*a, 0.30);
-  wheel->deadlineIs(*b, 0.21);  // the same tick
-  wheel->deadlineIs(*c, 0.30);
-  wheel->deadlineIs(*a, 0.30);  // armed anew, so behind the others
-  wheel->deadlineIs(*d, Seconds(0.30) + Seconds::fromNanoseconds(1));
-  clock->runUntil(Seconds(0.3) - Seconds::fromNanoseconds(1));
-  EXPECT_EQ(log, "");
-  clock->runUntil(0.3);
-  EXPECT_EQ(log, "bca");
-  clock->runUntil(0.4);
-  EXPECT_EQ(log, "bcad");
-}
-
 TEST_F(TimerWheelTest, SumsOfSecondsMeetTheirTick) {
   auto a = timer('a'), b = timer('b');
   wheel->deadlineIs(*a, Seconds(0.1) + Seconds(0.2));
@@ -84,67 +69,6 @@ TEST_F(TimerWheelTest, TicksAreTheClocksWhateverTheWheelsStart) {
   wheel->deadlineIs(*a, clock->now() + Seconds(0.1));
   clock->run(1);
   EXPECT_EQ(fired['a'], Ticks{2});
-}
-
-TEST_F(TimerWheelTest, ArmedInsideATickForThatTickWaitsForTheNext) {
-  auto b = timer('b');
-  auto a = timer('a', [&] { wheel->deadlineIs(*b, clock->now()); });
-  std::unique_ptr<CallTimer> c = timer('c', [&] {
-    if (fired['c'].size() < 3) wheel->deadlineIs(*c, 0);
-  });
-  wheel->deadlineIs(*a, 0.2);
-  wheel->deadlineIs(*c, 0.2);
-  clock->run(2);
-  EXPECT_EQ(fired['b'], Ticks{3});
-  EXPECT_EQ(fired['c'], (Ticks{2, 3, 4}));
-}
-
-TEST_F(TimerWheelTest, PastDeadlineFiresAtTheNextTickOfTheGrid) {
-  auto a = timer('a'), b = timer('b');
-  clock->runUntil(0.55);
-  wheel->deadlineIs(*a, 0.1);
-  clock->runUntil(0.6);
-  EXPECT_EQ(fired['a'], Ticks{6});
-  wheel->deadlineIs(*b, 0.1);  // now is a tick, and none is being served
-  clock->run(0);
-  EXPECT_EQ(fired['b'], Ticks{6});
-}
-
-TEST_F(TimerWheelTest, CancelRearmAndDestroyFromInsideACallback) {
-  std::unique_ptr<CallTimer> a, b, c, d, e;
-  a = timer('a', [&] {
-    b->cancel();
-    wheel->deadlineIs(*c, 0.5);  // from behind in this tick to a later one
-    d.reset();
-    a.reset();
-  });
-  b = timer('b'), c = timer('c'), d = timer('d'), e = timer('e');
-  for (auto* t : {a.get(), b.get(), c.get(), d.get(), e.get()}) wheel->deadlineIs(*t, 0.2);
-  clock->run(2);
-  EXPECT_EQ(log, "aec");
-  EXPECT_EQ(fired['c'], Ticks{5});
-}
-
-TEST_F(TimerWheelTest, FarAndNearDeadlinesShareASlot) {
-  auto far = timer('f'), farther = timer('F'), near = timer('n'), last = timer('l');
-  wheel->deadlineIs(*far, 0.1 * (3 + kSlots));
-  wheel->deadlineIs(*near, 0.3);
-  wheel->deadlineIs(*farther, 0.1 * (3 + 5 * kSlots));
-  wheel->deadlineIs(*last, 0.3);
-  clock->run(10);
-  EXPECT_EQ(log, "nlfF");
-  EXPECT_EQ(fired['f'], Ticks{3 + kSlots});
-  EXPECT_EQ(fired['F'], Ticks{3 + 5 * kSlots});
-}
-
-TEST_F(TimerWheelTest, CallbackRemovesTheFarTimerBesideIt) {
-  std::unique_ptr<CallTimer> far = timer('f'), after = timer('x');
-  auto near = timer('n', [&] { far.reset(); });
-  wheel->deadlineIs(*far, 0.1 * (3 + kSlots));
-  wheel->deadlineIs(*near, 0.3);
-  wheel->deadlineIs(*after, 0.3);
-  clock->run(10);
-  EXPECT_EQ(log, "nx");
 }
 
 TEST_F(TimerWheelTest, WhileInactiveNothingFiresAndLaterEverythingDoes) {

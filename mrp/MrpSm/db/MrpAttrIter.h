@@ -23,8 +23,8 @@ class MrpAttrIter {
     friend bool operator==(const Key&, const Key&) = default;
     friend std::strong_ordering operator<=>(const Key&, const Key&) = default;
     // 32-bit one-at-a-time hash of the identifier's 8 octets in memory order and the type.
-    std::uint32_t hash() const;
-    static std::optional<Key> parse(std::string_view text);
+    MRP_API std::uint32_t hash() const;
+    MRP_API static std::optional<Key> parse(std::string_view text);
   };
 
   MrpAttrIter(const Key& key, MrpIntfTypeApplicant& types) : key_(key), types_(&types) {}
@@ -37,12 +37,7 @@ class MrpAttrIter {
   // the smallest key above the one just handled.
   template <class Visit>
   void walk(Visit visit) const {
-    MrpAttrDatabase* record = types_->visibleAtOrAbove(0);
-    while (record) {
-      const std::uint64_t key = record->attributeKey();
-      visit(*record);
-      record = key == UINT64_MAX ? nullptr : types_->visibleAtOrAbove(key + 1);
-    }
+    types_->walk(AttrTable::kVisible, visit);
   }
 
  private:
@@ -50,6 +45,6 @@ class MrpAttrIter {
   MrpIntfTypeApplicant* types_;
 };
 
-std::ostream& operator<<(std::ostream& out, const MrpAttrIter::Key& key);
+MRP_API std::ostream& operator<<(std::ostream& out, const MrpAttrIter::Key& key);
 
 }  // namespace Mrp

@@ -6,14 +6,14 @@
 
 namespace Mrp {
 
-class MrpSm;
+struct Environment;
 
 // Watches how full the send queue of the state database's attribute log is, so that reviews hold
 // back while its reader lags behind. Sizes are in octets; -1 means unknown.
-class MrpAttrLogSm : public Platform::Entity {
+class MRP_API MrpAttrLogSm : public Platform::Entity {
  public:
   // `output` may be null: there is no attribute log, and it is never clogged.
-  MrpAttrLogSm(MrpSm& mrpSm, Platform::Ptr<Platform::AttrLogOutput> output);
+  MrpAttrLogSm(const Environment& env, Platform::Ptr<Platform::AttrLogOutput> output);
 
   // Takes up the descriptor of the moment when notifications come on again.
   void hasNotificationActiveIs(bool active) override;
@@ -35,7 +35,7 @@ class MrpAttrLogSm : public Platform::Entity {
   void handleAttrLogSockFd();
   std::int32_t getAttrLogKernTxBufferUsage() const;
 
-  MrpSm& mrpSm_;
+  const Environment& env_;
   Platform::Ptr<Platform::AttrLogOutput> nboAttrLogOutSm_;
   std::int32_t attrLogSockFd_ = -1;
   std::int32_t attrLogKernTxBufferSize_ = -1;

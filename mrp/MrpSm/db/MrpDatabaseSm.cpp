@@ -1,6 +1,8 @@
 #include "mrp/MrpSm/db/MrpDatabaseSm.h"
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include <utility>
+
+#include "mrp/MrpSm/db/Records.h"
 
 namespace Mrp {
 namespace {
@@ -9,34 +11,30 @@ const Platform::ReviewTimer::Parameters kReview{
     .fillInterval = 1.0, .maxCredits = 4, .minDelay = 0.1, .maxDelay = 0.1};
 const Seconds kCloggedRetry{0.1};
 
-// Calls `commit(types, record)` for every record that `next(types, from)` gives, in the order of
-// port, type and key, for as long as `mayGoOn()` says yes.
-template <class Next, class Commit, class MayGoOn>
-bool commitInOrder(MrpApplicationDatabase& database, Next next, Commit commit, MayGoOn mayGoOn) {
+// Calls `commit(types, record)` for every record of the set in the order of port, type and key, for
+// as long as `mayGoOn()` says yes.
+template <class Commit, class MayGoOn>
+bool commitInOrder(MrpApplicationDatabase& database, AttrTable::Set set, Commit commit,
+                   MayGoOn mayGoOn) {
   bool goesOn = true;
-  database.attrDatabase().walk([&](IntfId, MrpIntfApplicant& port) {
-    for (std::size_t type = 0; goesOn && type < port.typeLimit(); ++type) {
-      MrpIntfTypeApplicant* types = port.intfTypeApplicant(static_cast<std::uint8_t>(type));
-      MrpAttrDatabase* record = types ? next(*types, 0) : nullptr;
-      while (record) {
-        if (!mayGoOn()) {
-          goesOn = false;
-          return;
-        }
-        const std::uint64_t key = record->attributeKey();
-        commit(*types, *record);
-        record = key == UINT64_MAX ? nullptr : next(*types, key + 1);
-      }
-    }
+  database.walkTypes([&](MrpIntfTypeApplicant& types) {
+    goesOn = types.walk(set, [&](MrpAttrDatabase& record) {
+      if (!mayGoOn()) return false;
+      commit(types, record);
+      return true;
+    });
+    return goesOn;
   });
   return goesOn;
 }
 
 }  // namespace
 
-MrpDatabaseSm::MrpDatabaseSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
+MrpDatabaseSm::MrpDatabaseSm(const Environment& env, Records& records,
+                             Platform::Ptr<MrpAttrLogSm> attrLogSm,
                              Platform::Ptr<Platform::Clock> clock, const char* name)
-    : mrpSm_(mrpSm),
+    : env_(env),
+      records_(records),
       attrLogSm_(std::move(attrLogSm)),
       clock_(std::move(clock)),
       name_(name),
@@ -50,17 +48,19 @@ void MrpDatabaseSm::handleInitialized() { initialized_ = true; }
 
 void MrpDatabaseSm::hasNotificationActiveIs(bool active) {
   Entity::hasNotificationActiveIs(active);
-  if (active && !retry_.armed()) doUpdateReviewTimer();
+  if (active && std::exchange(missed_, false)) doUpdateReviewTimer();
 }
 
 void MrpDatabaseSm::doUpdateReviewTimer() {
-  MRP_TRACE(mrpSm_.trace(), 8, name_ << "::doUpdateReviewTimer()");
+  MRP_TRACE(env_.trace, 8, name_ << "::doUpdateReviewTimer()");
   if (!reviewTimer_.reviewPending() && pending()) reviewTimer_.doUpdateNextReview();
 }
 
 void MrpDatabaseSm::doReview() {
-  if (!initialized_ || !hasNotificationActive()) return;
-  MRP_TRACE(mrpSm_.trace(), 8, name_ << "::doReview()");
+  if (!initialized_) return;
+  missed_ = !hasNotificationActive();
+  if (missed_) return;
+  MRP_TRACE(env_.trace, 8, name_ << "::doReview()");
   if (!commitAll()) {
     retry_.dueIs(clock_->now() + kCloggedRetry);
     return;
@@ -69,44 +69,36 @@ void MrpDatabaseSm::doReview() {
   doUpdateReviewTimer();
 }
 
-MrpDatabaseAddSm::MrpDatabaseAddSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
+MrpDatabaseAddSm::MrpDatabaseAddSm(const Environment& env, Records& records,
+                                   Platform::Ptr<MrpAttrLogSm> attrLogSm,
                                    Platform::Ptr<Platform::Clock> clock)
-    : MrpDatabaseSm(mrpSm, std::move(attrLogSm), std::move(clock), "MrpDatabaseAddSm") {
+    : MrpDatabaseSm(env, records, std::move(attrLogSm), std::move(clock), "MrpDatabaseAddSm") {
   handleInitialized();
 }
 
-bool MrpDatabaseAddSm::pending() const { return mrpSm_.hasPendingAdds(); }
+bool MrpDatabaseAddSm::pending() const { return records_.hasPendingAdds(); }
 
 bool MrpDatabaseAddSm::commitAll() {
   return commitInOrder(
-      *mrpSm_.applicationDatabase(),
-      [](MrpIntfTypeApplicant& types, std::uint64_t from) {
-        return types.pendingAddAtOrAbove(from);
-      },
-      [this](MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
-        mrpSm_.createEntryInDatabase(types, record);
-      },
+      env_.database, AttrTable::kPendingAdd,
+      [this](auto& types, auto& record) { records_.commitAdd(types, record); },
       [this] { return mayGoOn(); });
 }
 
-MrpDatabaseDeleteSm::MrpDatabaseDeleteSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
+MrpDatabaseDeleteSm::MrpDatabaseDeleteSm(const Environment& env, Records& records,
+                                         Platform::Ptr<MrpAttrLogSm> attrLogSm,
                                          Platform::Ptr<Platform::Clock> clock)
-    : MrpDatabaseSm(mrpSm, std::move(attrLogSm), std::move(clock), "MrpDatabaseDeleteSm") {
+    : MrpDatabaseSm(env, records, std::move(attrLogSm), std::move(clock), "MrpDatabaseDeleteSm") {
   handleInitialized();
   doUpdateReviewTimer();
 }
 
-bool MrpDatabaseDeleteSm::pending() const { return mrpSm_.hasPendingDeletes(); }
+bool MrpDatabaseDeleteSm::pending() const { return records_.hasPendingDeletes(); }
 
 bool MrpDatabaseDeleteSm::commitAll() {
   return commitInOrder(
-      *mrpSm_.applicationDatabase(),
-      [](MrpIntfTypeApplicant& types, std::uint64_t from) {
-        return types.pendingDeleteAtOrAbove(from);
-      },
-      [this](MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
-        mrpSm_.deleteEntryInDatabase(types, record);
-      },
+      env_.database, AttrTable::kPendingDelete,
+      [this](auto& types, auto& record) { records_.commitDelete(types, record); },
       [this] { return mayGoOn(); });
 }
 

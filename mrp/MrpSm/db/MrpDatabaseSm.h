@@ -5,11 +5,14 @@
 
 namespace Mrp {
 
+struct Environment;
+class Records;
+
 // Commits pending changes of the attribute database in batches: when its review timer says so, and
 // only as far as the attribute log keeps up.
-class MrpDatabaseSm : public Platform::Entity {
+class MRP_API MrpDatabaseSm : public Platform::Entity {
  public:
-  // What came due while notifications were off is asked for when they come on again.
+  // A review that came due while notifications were off is asked for when they come on again.
   void hasNotificationActiveIs(bool active) override;
   // Asks the review timer for a review when one is needed.
   void doUpdateReviewTimer();
@@ -18,7 +21,7 @@ class MrpDatabaseSm : public Platform::Entity {
   Platform::Seconds lastReview() const { return lastReview_; }
 
  protected:
-  MrpDatabaseSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
+  MrpDatabaseSm(const Environment& env, Records& records, Platform::Ptr<MrpAttrLogSm> attrLogSm,
                 Platform::Ptr<Platform::Clock> clock, const char* name);
   void handleInitialized();
 
@@ -27,21 +30,23 @@ class MrpDatabaseSm : public Platform::Entity {
   virtual bool commitAll() = 0;
   bool mayGoOn() { return !attrLogSm_->isAttrLogOutClogged(); }
 
-  MrpSm& mrpSm_;
+  const Environment& env_;
+  Records& records_;
 
  private:
   Platform::Ptr<MrpAttrLogSm> attrLogSm_;
   Platform::Ptr<Platform::Clock> clock_;
   const char* name_;
   bool initialized_ = false;
+  bool missed_ = false;  // a review came due while notifications were off
   Platform::ReviewTimer reviewTimer_;
   Platform::Alarm retry_;
   Platform::Seconds lastReview_;
 };
 
-class MrpDatabaseAddSm final : public MrpDatabaseSm {
+class MRP_API MrpDatabaseAddSm final : public MrpDatabaseSm {
  public:
-  MrpDatabaseAddSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
+  MrpDatabaseAddSm(const Environment& env, Records& records, Platform::Ptr<MrpAttrLogSm> attrLogSm,
                    Platform::Ptr<Platform::Clock> clock);
 
  private:
@@ -49,10 +54,10 @@ class MrpDatabaseAddSm final : public MrpDatabaseSm {
   bool commitAll() override;
 };
 
-class MrpDatabaseDeleteSm final : public MrpDatabaseSm {
+class MRP_API MrpDatabaseDeleteSm final : public MrpDatabaseSm {
  public:
-  MrpDatabaseDeleteSm(MrpSm& mrpSm, Platform::Ptr<MrpAttrLogSm> attrLogSm,
-                      Platform::Ptr<Platform::Clock> clock);
+  MrpDatabaseDeleteSm(const Environment& env, Records& records,
+                      Platform::Ptr<MrpAttrLogSm> attrLogSm, Platform::Ptr<Platform::Clock> clock);
 
  private:
   bool pending() const override;

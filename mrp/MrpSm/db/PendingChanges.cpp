@@ -1,7 +1,10 @@
 // Deferred additions and deletions. A record that waits stands in its final place under a mark;
 // committing it clears the mark, or removes the record.
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include <new>
+
+#include "mrp/MrpSm/db/MrpDatabaseSm.h"
+#include "mrp/MrpSm/db/Records.h"
 
 namespace Mrp {
 namespace {
@@ -10,66 +13,76 @@ namespace {
 template <class Pred>
 bool anyType(const MrpApplicationDatabase& database, Pred pred) {
   bool any = false;
-  database.attrDatabase().walk([&](IntfId, const MrpIntfApplicant& port) {
-    for (std::size_t type = 0; !any && type < port.typeLimit(); ++type) {
-      MrpIntfTypeApplicant* types = port.intfTypeApplicant(static_cast<std::uint8_t>(type));
-      any = types && pred(*types);
-    }
+  database.walkTypes([&](MrpIntfTypeApplicant& types) {
+    any = any || pred(types);
+    return !any;
   });
   return any;
 }
 
 }  // namespace
 
-// An attribute that is being deleted is revived as it stands; its caller resets the states.
-MrpAttrDatabase& MrpSm::addAttrToAddPending(const MrpAttribute& attribute) {
+// An attribute that is being deleted is revived as it stands.
+MrpAttrDatabase* Records::addPending(const MrpAttribute& attribute) {
   const auto& [intf, type, key] = attribute;
-  MrpIntfTypeApplicant* present = typeApplicant(intf, type);
-  MrpIntfTypeApplicant& types =
-      present ? *present : database_->attrDatabaseIs(intf).intfTypeApplicantIs(type);
-  MrpAttrDatabase* known = types.any(key);
-  if (known && known->committed()) {
-    if (known->pendingDelete()) types.pendingDeleteDel(*known);
-    return *known;
+  try {
+    MrpIntfTypeApplicant* present = types(intf, type);
+    MrpIntfTypeApplicant& of =
+        present ? *present : env_.database.attrDatabaseIs(intf).intfTypeApplicantIs(type);
+    MrpAttrDatabase* known = of.any(key);
+    if (known && known->committed()) {
+      if (known->pendingDelete()) of.pendingDeleteDel(*known);
+      return known;
+    }
+    MrpAttrDatabase& record = of.pendingAddIs(key, known);
+    if (adds_) adds_->doUpdateReviewTimer();
+    return &record;
+  } catch (const std::bad_alloc&) {
+    noMemory(attribute);
+    return nullptr;
   }
-  MrpAttrDatabase& record = types.pendingAddIs(key, known);
-  mrpDatabaseAddSm_->doUpdateReviewTimer();
-  return record;
 }
 
-void MrpSm::addAttrToDeletePending(const MrpAttribute& attribute) {
-  MrpIntfTypeApplicant* types = typeApplicant(attribute.intfId, attribute.attributeType);
-  MrpAttrDatabase* record = types ? types->visible(attribute.attributeKey) : nullptr;
-  if (!record) return;
-  if (record->pendingAdd()) {
-    types->pendingAddDel(*record);  // added and deleted between two reviews: no trace of it
+void Records::deletePending(const MrpAttribute& attribute) {
+  if (const Subject subject = find(attribute)) deletePending(subject);
+}
+
+void Records::deletePending(Subject subject) {
+  if (subject.record->pendingAdd()) {
+    subject.types->pendingAddDel(*subject.record);  // no trace of what no review has seen
     return;
   }
-  types->pendingDeleteIs(*record);
-  mrpDatabaseDeleteSm_->doUpdateReviewTimer();
+  subject.types->pendingDeleteIs(*subject.record);
+  if (deletes_) deletes_->doUpdateReviewTimer();
 }
 
-void MrpSm::createEntryInDatabase(MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
+void Records::commitAdd(MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
   types.commit(record);
+  committed(types, record.attributeKey(), true);
 }
 
-void MrpSm::deleteEntryInDatabase(MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
-  types.mrpAttributeDel(record.attributeKey());
+void Records::commitDelete(MrpIntfTypeApplicant& types, MrpAttrDatabase& record) {
+  const std::uint64_t key = record.attributeKey();
+  types.mrpAttributeDel(key);
+  committed(types, key, false);
 }
 
-bool MrpSm::hasPendingAdds() const {
-  return anyType(*database_, [](const MrpIntfTypeApplicant& t) { return t.pendingAdds() > 0; });
+void Records::committed(const MrpIntfTypeApplicant& types, std::uint64_t key, bool added) const {
+  env_.observe(&MrpObserver::committed, {added, {types.intfId(), types.attributeType(), key}});
 }
 
-bool MrpSm::hasPendingDeletes() const {
-  return anyType(*database_, [](const MrpIntfTypeApplicant& t) { return t.pendingDeletes() > 0; });
+bool Records::hasPendingAdds() const {
+  return anyType(env_.database, [](auto& types) { return types.pendingAdds() > 0; });
 }
 
-// The status outlives the engine with what has been committed to it.
-void MrpSm::dropPendingChanges() {
-  anyType(*database_, [](MrpIntfTypeApplicant& t) {
-    t.pendingDelAll();
-    return false;
+bool Records::hasPendingDeletes() const {
+  return anyType(env_.database, [](auto& types) { return types.pendingDeletes() > 0; });
+}
+
+void Records::dropPending() {
+  env_.database.walkTypes([](MrpIntfTypeApplicant& types) {
+    types.pendingDelAll();
+    return true;
   });
 }
 

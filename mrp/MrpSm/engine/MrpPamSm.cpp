@@ -2,7 +2,11 @@
 
 #include <array>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/MrpSm/env/Environment.h"
+#include "mrp/MrpSm/rx/Receiver.h"
+#include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
+#include "platform/Assert.h"
 
 namespace Mrp {
 
@@ -25,20 +29,40 @@ void MrpIntfPamSm::handleInitialized() {
 // While the engine is being activated there is no LeaveAll machine yet; the end of activation runs
 // this again.
 void MrpIntfPamSm::handleStandbyMode() {
-  MrpSm& mrpSm = mrpPamSm_.mrpSm();
-  MRP_TRACE(mrpSm.trace(), 8, "MrpIntfPamSm::handleStandbyMode()");
+  const PortWork& work = mrpPamSm_.work();
+  MRP_TRACE(work.env.trace, 8, "MrpIntfPamSm::handleStandbyMode()");
   MRP_ASSERT_TEXT(initialized_, "initialized()");
-  if (standbyMode_ || !mrpSm.leaveAllSm()) return;
-  mrpSm.leaveAllSm()->mrpEnableLeaveAllPending(intfId_);
+  if (standbyMode_ || !work.leaveAll) return;
+  work.leaveAll->mrpEnableLeaveAllPending(intfId_);
 }
 
 void MrpIntfPamSm::doClose() {
-  MrpSm& mrpSm = mrpPamSm_.mrpSm();
-  MRP_TRACE(mrpSm.trace(), 8, "MrpIntfPamSm::doClose( " << intfId_ << " )");
+  const PortWork& work = mrpPamSm_.work();
+  MRP_TRACE(work.env.trace, 8, "MrpIntfPamSm::doClose( " << intfId_);
   MRP_ASSERT_TEXT(initialized_, "initialized()");
   closed_ = true;
-  if (standbyMode_ || !mrpSm.leaveAllSm()) return;
-  mrpSm.leaveAllSm()->mrpDisableLeaveAllPending(intfId_);
+  if (standbyMode_ || !work.leaveAll) return;
+  work.leaveAll->mrpDisableLeaveAllPending(intfId_);
+}
+
+void MrpIntfPamSm::handleMrpdu() {
+  MRP_ASSERT_TEXT(initialized_, "initialized()");
+  const PortWork& work = mrpPamSm_.work();
+  const Ptr<Pkt> pkt = pam_->rxPkt();
+  if (!pkt) return;
+  if (work.receiver) {
+    work.receiver->receive(intfId_, *pkt,
+                           {work.lib.applicationMacAddr(), work.lib.applicationEtype()});
+  } else {
+    work.env.discarded(MrpObserver::Reason::standby, {intfId_, 0, 0});
+  }
+}
+
+void MrpIntfPamSm::transmitAllLeaveAll() {
+  const PortWork& work = mrpPamSm_.work();
+  MRP_TRACE(work.env.trace, 8, "MrpIntfPamSm::transmitAllLeaveAll( " << intfId_);
+  MRP_ASSERT_TEXT(initialized_ && !standbyMode_, "initialized() && !standbyMode()");
+  work.leaveAll->transmitAllLeaveAll(intfId_);
 }
 
 void MrpIntfPamSm::handleRxPkt() {
@@ -55,8 +79,9 @@ void MrpIntfPamSm::hasNotificationActiveIs(bool active) {
   while (!closed_ && pam_->rxPktWaiting()) handleMrpdu();
 }
 
-MrpPamSm::MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm)
-    : pamCollection_(std::move(pamCollection)), standbyMode_(standbyMode), mrpSm_(mrpSm) {
+MrpPamSm::MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode,
+                   const PortWork& work)
+    : pamCollection_(std::move(pamCollection)), standbyMode_(standbyMode), work_(work) {
   pamReactor_.watch<&MrpPamSm::handlePam>(pamCollection_->onPam(), this);
   handleInitialized();
 }
@@ -70,7 +95,7 @@ void MrpPamSm::handleInitialized() {
 
 void MrpPamSm::handlePam(IntfId intf) {
   MRP_ASSERT_TEXT(initialized_, "initialized()");
-  MRP_TRACE(mrpSm_.trace(), 8, "MrpPamSm::handlePam( " << intf << " )");
+  MRP_TRACE(work_.env.trace, 8, "MrpPamSm::handlePam( " << intf);
   if (Platform::Pam* pam = pamCollection_->pam(intf)) {
     MRP_ASSERT_TEXT(!mrpIntfPamSmHas(intf), "!mrpIntfPamSmHas( intfId )");
     auto sm = Platform::makePtr<MrpIntfPamSm>(intf, Ptr<Platform::Pam>(pam), standbyMode_, *this);
@@ -80,6 +105,7 @@ void MrpPamSm::handlePam(IntfId intf) {
     MRP_ASSERT_TEXT(mrpIntfPamSmHas(intf), "mrpIntfPamSmHas( intfId )");
     const Ptr<MrpIntfPamSm> gone(mrpIntfPamSm(intf));
     mrpIntfPamSm_.del(intf);
+    if (work_.receiver) work_.receiver->portClosed(intf);
     gone->doClose();
   }
 }
@@ -99,12 +125,18 @@ void MrpPamSm::hasNotificationActiveIs(bool active) {
   });
 }
 
+void MrpPamSm::transmitAllLeaveAll(IntfId intf) {
+  MRP_TRACE(work_.env.trace, 8, "MrpPamSm::transmitAllLeaveAll( " << intf);
+  MRP_ASSERT_TEXT(initialized_ && !standbyMode_, "initialized() && !standbyMode()");
+  if (MrpIntfPamSm* port = mrpIntfPamSm(intf)) port->transmitAllLeaveAll();
+}
+
 void MrpPamSm::floodMsrpdu(IntfId received, Ptr<Pkt> pkt) {
   MRP_ASSERT_TEXT(initialized_, "initialized()");
-  MRP_TRACE(mrpSm_.trace(), 8, "MrpPamSm::floodMsrpdu( " << received << " )");
+  MRP_TRACE(work_.env.trace, 8, "MrpPamSm::floodMsrpdu( " << received);
   mrpIntfPamSm_.walk([&](IntfId intf, Ptr<MrpIntfPamSm>& sm) {
     if (intf == received) return;
-    MRP_TRACE(mrpSm_.trace(), 8, "Msrp Tx on " << intf);
+    MRP_TRACE(work_.env.trace, 8, "Msrp Tx on " << intf);
     sm->pam().txPktIs(pkt);
   });
 }

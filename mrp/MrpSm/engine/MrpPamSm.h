@@ -6,8 +6,19 @@
 
 namespace Mrp {
 
-class MrpSm;
+class MrpLeaveAllSm;
+class MrpLib;
 class MrpPamSm;
+class Receiver;
+struct Environment;
+
+// What the machines of endpoints set in motion. The machines are null in standby.
+struct PortWork {
+  const Environment& env;
+  const MrpLib& lib;
+  Receiver* receiver = nullptr;
+  MrpLeaveAllSm* leaveAll = nullptr;
+};
 
 // Machine of one open packet endpoint: receives its frames and carries the port's LeaveAll
 // handling. Lives exactly as long as the endpoint is in the collection.
@@ -37,9 +48,6 @@ class MRP_API MrpIntfPamSm : public Platform::Entity {
  private:
   void handleInitialized();
   void handleRxPkt();
-  bool admit(Pkt& frame);
-  void flood(const Pkt& frame);
-  void mrpAllLeaveAllSm(std::uint8_t type);
 
   IntfId intfId_;
   Ptr<Platform::Pam> pam_;
@@ -54,10 +62,11 @@ class MRP_API MrpIntfPamSm : public Platform::Entity {
 class MRP_API MrpPamSm : public Platform::Entity {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpPamSm";
-  MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, MrpSm& mrpSm);
+  // `work` outlives the machine.
+  MrpPamSm(Ptr<Platform::PamCollection> pamCollection, bool standbyMode, const PortWork& work);
   ~MrpPamSm() override;
 
-  MrpSm& mrpSm() const { return mrpSm_; }
+  const PortWork& work() const { return work_; }
   MrpIntfPamSm* mrpIntfPamSm(IntfId intf) const {
     const Ptr<MrpIntfPamSm>* sm = mrpIntfPamSm_.find(intf);
     return sm ? sm->get() : nullptr;
@@ -84,7 +93,7 @@ class MRP_API MrpPamSm : public Platform::Entity {
 
   Ptr<Platform::PamCollection> pamCollection_;
   bool standbyMode_;
-  MrpSm& mrpSm_;
+  const PortWork& work_;
   Platform::IntfMap<Ptr<MrpIntfPamSm>> mrpIntfPamSm_;
   bool initialized_ = false;
   Platform::Reactor<IntfId> pamReactor_;

@@ -1,38 +1,17 @@
 // Set-up of the packet endpoints: interface status, socket filter, endpoint manager.
 
-#include <array>
 #include <optional>
+#include <vector>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/engine/Endpoints.h"
+#include "platform/packet/GroupFilter.h"
 
 namespace Mrp {
 namespace {
 
-using Platform::FilterInstruction;
-using FilterProgram = std::array<FilterInstruction, 11>;
+using FilterProgram = std::vector<Platform::FilterInstruction>;
 
 constexpr std::size_t kMaxRxPktData = 10000;
-constexpr std::uint16_t kTpid8021q = 0x8100;
-
-// Accepts frames to the application's address whose EtherType is the application's, directly or
-// behind one IEEE 802.1Q tag.
-FilterProgram makeFilter(std::uint16_t dmacUpper, std::uint32_t dmacLower, std::uint16_t ethType) {
-  using namespace Platform::FilterCode;
-  constexpr std::uint32_t kAccept = 65535;
-  return {{
-      /*  0 */ {kLoadWordAbs, 0, 0, 2},
-      /*  1 */ {kJumpEqual, 0, 8, dmacLower},
-      /*  2 */ {kLoadHalfAbs, 0, 0, 0},
-      /*  3 */ {kJumpEqual, 0, 6, dmacUpper},
-      /*  4 */ {kLoadHalfAbs, 0, 0, 12},
-      /*  5 */ {kJumpEqual, 3, 0, ethType},
-      /*  6 */ {kJumpEqual, 0, 3, kTpid8021q},
-      /*  7 */ {kLoadHalfAbs, 0, 0, 16},
-      /*  8 */ {kJumpEqual, 0, 1, ethType},
-      /*  9 */ {kReturn, 0, 0, kAccept},
-      /* 10 */ {kReturn, 0, 0, 0},
-  }};
-}
 
 // One table for the process: the first engine fills it, later ones use it as it is.
 std::optional<FilterProgram>& processFilter() {
@@ -47,43 +26,78 @@ Ptr<T> entityAs(const Ptr<Platform::Entity>& entity) {
 
 }  // namespace
 
-void MrpSm::doInitializePamMan() {
-  MRP_TRACE(trace(), 8, "void Mrp::MrpSm::doInitializePamMan()");
-  const std::uint64_t dmac = mrpLib_->applicationMacAddr().number();
-  const auto dmacUpper = static_cast<std::uint16_t>(dmac >> 32);
-  const auto dmacLower = static_cast<std::uint32_t>(dmac);
-  const std::uint16_t ethType = mrpLib_->applicationEtype();
-  MRP_TRACE(trace(), 8,
-            "MrpSm::PamManEnable dmacUpper " << std::hex << dmacUpper << " dmacLower " << dmacLower
-                                             << " ethType " << ethType);
-  auto& filter = processFilter();
-  if (!filter) filter = makeFilter(dmacUpper, dmacLower, ethType);
+Publications::~Publications() {
+  for (const auto& [name, entity] : published_) {
+    if (manager_->entity(name) == entity) manager_->entityDel(name);
+  }
+}
 
-  Platform::EntityManager& manager = *entityManager_;
+void Publications::add(const std::string& name, Ptr<Platform::Entity> entity) {
+  manager_->entityIs(name, entity);
+  note(name, std::move(entity));
+}
+
+void Publications::note(const std::string& name, Ptr<Platform::Entity> entity) {
+  if (entity) published_.emplace_back(name, std::move(entity));
+}
+
+Endpoints::Endpoints(const Environment& env, const Engine::Inputs& inputs,
+                     Publications& publications)
+    : env_(env) {
+  MRP_TRACE(env_.trace, 8, "void Mrp::MrpSm::doInitializePamMan()");
+  attach(*inputs.entityManager, publications);
+  openManager(*inputs.mrpLib, inputs.entityManager->services());
+}
+
+Endpoints::~Endpoints() {
+  deviceIntfStatusDir_ = nullptr;
+  intfStatusManagerRoot_ = nullptr;
+  desiredIntfDir_ = nullptr;
+  pamCollection_ = nullptr;
+  pamMan_ = nullptr;
+}
+
+void Endpoints::attach(Platform::EntityManager& manager, Publications& publications) {
   allIntfStatusDir_ = entityAs<Platform::IntfStatusDir>(manager.entity("interface/status/all"));
   allIntfStatusLocalDir_ =
       entityAs<Platform::IntfStatusDir>(manager.entity("interface/status/local"));
   const std::string ns = manager.defaultNamespace();
-  deviceIntfStatusDir_ = entityAs<Platform::DeviceIntfStatusDir>(manager.shmTableIs(
-      "KernelNetInfo::Status", "kni/ns/" + ns + "/status", "deviceIntfStatusDirMsrp"));
+  const char* const devices = "deviceIntfStatusDirMsrp";
+  deviceIntfStatusDir_ = entityAs<Platform::DeviceIntfStatusDir>(
+      manager.shmTableIs("KernelNetInfo::Status", "kni/ns/" + ns + "/status", devices));
+  publications.note(devices, deviceIntfStatusDir_);
   intfStatusManagerRoot_ =
       manager.services().intfStatusManagerRoot(allIntfStatusDir_, allIntfStatusLocalDir_);
   intfStatusManagerRoot_->intfStatusManagerIs(ns);
   desiredIntfDir_ = Platform::makePtr<Platform::DesiredIntfDir>();
-  manager.entityIs("desiredIntfDirMsrp", desiredIntfDir_);
+  publications.add("desiredIntfDirMsrp", desiredIntfDir_);
   pamCollection_ = Platform::makePtr<Platform::PamCollection>();
-  manager.entityIs("pamCollectionMsrp", pamCollection_);
+  publications.add("pamCollectionMsrp", pamCollection_);
+}
 
-  pamMan_ =
-      manager.services().ethDevPamManager(desiredIntfDir_, pamCollection_, deviceIntfStatusDir_);
+void Endpoints::openManager(const MrpLib& lib, Platform::PlatformServices& services) {
+  const std::uint64_t dmac = lib.applicationMacAddr().number();
+  const auto dmacUpper = static_cast<std::uint16_t>(dmac >> 32);
+  const auto dmacLower = static_cast<std::uint32_t>(dmac);
+  const std::uint16_t ethType = lib.applicationEtype();
+  MRP_TRACE(env_.trace, 8,
+            "MrpSm::PamManEnable dmacUpper " << std::hex << dmacUpper << " dmacLower " << dmacLower
+                                             << " ethType " << ethType);
+  auto& filter = processFilter();
+  if (!filter) filter = Platform::groupFilter(lib.applicationMacAddr(), ethType);
+
+  pamMan_ = services.ethDevPamManager(desiredIntfDir_, pamCollection_, deviceIntfStatusDir_);
   pamMan_->ethProtocolIs(Platform::EthDevPamManager::kAllProtocols);
-  pamMan_->listenAddrIs(mrpLib_->applicationMacAddr());
-  pamMan_->socketFilterIs({filter->begin(), filter->end()});
+  pamMan_->listenAddrIs(lib.applicationMacAddr());
+  pamMan_->socketFilterIs(*filter);
   pamMan_->maxRxPktDataIs(kMaxRxPktData);
   pamMan_->socketPerIntfIs(true);
   pamMan_->enabledIs(true);
-  mrpPamSm_ = Platform::makePtr<MrpPamSm>(pamCollection_, standbyMode_, *this);
-  mrpPamSm_->hasNotificationActiveIs(hasNotificationActive());
+}
+
+void Endpoints::hasNotificationActiveIs(bool active) {
+  intfStatusManagerRoot_->hasNotificationActiveIs(active);
+  pamMan_->hasNotificationActiveIs(active);
 }
 
 }  // namespace Mrp

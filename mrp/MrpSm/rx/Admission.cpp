@@ -1,82 +1,112 @@
 // Admission of a received frame (IEEE 802.1Q 10.8.1): destination address and EtherType, behind at
 // most one tag.
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include <new>
+
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 #include "mrp/MrpSm/rx/FutureVersion.h"
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/rx/Receiver.h"
+#include "platform/Assert.h"
+#include "platform/packet/EthFrame.h"
 
 namespace Mrp {
 namespace {
 
-constexpr std::size_t kEthHeader = 14;
-constexpr std::size_t kTag = 4;
-constexpr std::size_t kEtypeAt = 12;
-constexpr std::uint16_t kTpid8021q = 0x8100;
+namespace Frame = Platform::EthFrame;
+
+EthAddr sourceOf(const Pkt& frame) {
+  std::array<std::uint8_t, Frame::kAddress> octets;
+  std::memcpy(octets.data(), frame.data() + Frame::kSource, octets.size());
+  return EthAddr(octets);
+}
 
 }  // namespace
 
-void MrpIntfPamSm::handleMrpdu() {
-  MRP_ASSERT_TEXT(initialized_, "initialized()");
-  MrpSm& mrpSm = mrpPamSm_.mrpSm();
-  const Ptr<Pkt> pkt = pam_->rxPkt();
-  if (!pkt || !mrpSm.active()) return;
-  MRP_TRACE(mrpSm.trace(), 8,
-            "Received frame on interface " << intfId_ << " (length=" << pkt->size() << ")");
-  MRP_ASSERT_TEXT(pkt->size() >= kEthHeader, "bytes() >= sizeof( EthHdr )");
-  if (!admit(*pkt)) {
-    mrpSm.mrpCounters()->numOfPktsProcessedInc();
+void Receiver::receive(IntfId intf, Pkt& frame, const Listens& listens) {
+  MRP_TRACE(env_.trace, 8,
+            "Received frame on interface " << intf << " (length=" << frame.size() << ")");
+  MRP_ASSERT_TEXT(frame.size() >= Frame::kHeader, "bytes() >= sizeof( EthHdr )");
+  if (env_.observed()) {
+    env_.observe(&MrpObserver::frame, {MrpObserver::Direction::received, intf, sourceOf(frame),
+                                       std::as_const(frame).octets()});
+  }
+  if (!admit(intf, frame, listens)) {
+    env_.counters->numOfPktsProcessedInc();
     return;
   }
-  if (mrpSm.mrpStatus()->flood()) flood(*pkt);
-  pkt->headDel(kEthHeader);
-  mrpSm.parseContext()->intfIdIs(intfId_);
-  ++mrpSm.framesInProgress_;
-  mrpSm.parseMrpdu(*pkt);
-  mrpSm.processParsedAttributes(intfId_);
-  mrpSm.onFrame_.notify(intfId_);
-  --mrpSm.framesInProgress_;
-  mrpSm.mrpCounters()->numOfPktsProcessedInc();
-  mrpSm.mrpTransmitTxAttributes();
+  if (env_.status.flood()) port_.flood(intf, frame);
+  frame.headDel(Frame::kHeader);
+  env_.context->intfIdIs(intf);
+  try {
+    act(intf, frame);
+  } catch (const std::bad_alloc&) {
+    forget();
+    outOfMemory({intf, 0, 0});
+  } catch (...) {
+    forget();
+    throw;
+  }
+}
+
+void Receiver::act(IntfId intf, Pkt& frame) {
+  intf_ = intf;
+  closed_ = false;
+  ++busy_;
+  parseMrpdu(frame);
+  processParsedAttributes(intf);
+  port_.frameDone(intf);
+  --busy_;
+  intf_ = IntfId();
+  env_.counters->numOfPktsProcessedInc();
+  machines_.outbox.flush();
   rxFutureVersionPdu() = false;
+}
+
+// After an exception: what the frame has not come to is dropped, and it counts as one processed.
+void Receiver::forget() {
+  if (busy_ > 0) {
+    --busy_;
+    env_.counters->numOfPktsProcessedInc();
+  }
+  intf_ = IntfId();
+  staged_.delAll();
+  queue_.clear();
+  firstQueue_.clear();
+  rxLeaveAll_.clear();
+  recycled_ = false;
+  rxFutureVersionPdu() = false;
+}
+
+void Receiver::outOfMemory(const MrpAttribute& attribute) const {
+  MRP_TRACE(env_.trace, 4, " Memory failed for " << attribute);
+  env_.discarded(MrpObserver::Reason::outOfMemory, attribute);
 }
 
 // Checks the addresses, counts what is wrong and removes a tag: four octets from the head, which
 // leaves the EtherType where that of an untagged frame stands.
-bool MrpIntfPamSm::admit(Pkt& frame) {
-  MrpSm& mrpSm = mrpPamSm_.mrpSm();
-  const MrpLib& lib = *mrpSm.mrpLib();
-  const EthAddr dmac = lib.applicationMacAddr();
-  if (!std::equal(dmac.octets().begin(), dmac.octets().end(), frame.data())) {
-    MRP_TRACE(mrpSm.trace(), 2, "Received frame with incorrect DMAC -- ignoring");
-    mrpSm.mrpCounters()->numOfIncorrectDmacInc();
+bool Receiver::admit(IntfId intf, Pkt& frame, const Listens& listens) {
+  const auto& address = listens.address.octets();
+  if (!std::equal(address.begin(), address.end(), frame.data())) {
+    MRP_TRACE(env_.trace, 2, "Received frame with incorrect DMAC -- ignoring");
+    env_.counters->numOfIncorrectDmacInc();
+    env_.discarded(MrpObserver::Reason::destination, {intf, 0, 0});
     return false;
   }
-  std::uint16_t etype = readU16(frame.data() + kEtypeAt);
-  if (etype == kTpid8021q && frame.size() >= kEthHeader + kTag) {
-    MRP_TRACE(mrpSm.trace(), 6,
+  std::uint16_t etype = readU16(frame.data() + Frame::kEtherType);
+  if (etype == Frame::kTpid8021q && frame.size() >= Frame::kHeader + Frame::kTag) {
+    MRP_TRACE(env_.trace, 6,
               "Received 802.1Q-tagged frame with VLAN ID "
-                  << (readU16(frame.data() + kEthHeader) & 0xFFF));
-    etype = readU16(frame.data() + kEtypeAt + kTag);
-    frame.headDel(kTag);
+                  << (readU16(frame.data() + Frame::kHeader) & 0xFFF));
+    etype = readU16(frame.data() + Frame::kEtherType + Frame::kTag);
+    frame.headDel(Frame::kTag);
   }
-  if (etype != lib.applicationEtype()) {
-    MRP_TRACE(mrpSm.trace(), 4, "Received frame with incorrect EtherType -- ignoring");
-    mrpSm.mrpCounters()->numOfIncorrectEtypeInc();
+  if (etype != listens.etherType) {
+    MRP_TRACE(env_.trace, 4, "Received frame with incorrect EtherType -- ignoring");
+    env_.counters->numOfIncorrectEtypeInc();
+    env_.discarded(MrpObserver::Reason::etherType, {intf, 0, 0});
     return false;
   }
   return true;
-}
-
-// The copy is of what stands in the buffer: of a tagged frame, what its removal of the tag left.
-void MrpIntfPamSm::flood(const Pkt& frame) {
-  MrpSm& mrpSm = mrpPamSm_.mrpSm();
-  const Ptr<Pkt> copy = mrpSm.pktManager().pktIs(0, frame.size());
-  if (!copy) {
-    MRP_TRACE(mrpSm.trace(), 4, "Packet allocation failed for a flooded copy on " << intfId_);
-    return;
-  }
-  copy->append(frame.octets());
-  mrpPamSm_.floodMsrpdu(intfId_, copy);
 }
 
 }  // namespace Mrp

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "mrp/types/Octets.h"
-
 namespace Mrp {
 
 MrpParsedAttribute* MrpParsedAttributes::find(const MrpParsedAttributeKey& key) {
@@ -20,33 +18,22 @@ MrpParsedAttribute* MrpParsedAttributes::find(const MrpParsedAttributeKey& key) 
   return &attributes_[next_++];
 }
 
-std::uint32_t MrpParsedAttributes::is(const MrpParsedAttributeKey& key, std::uint8_t event,
-                                      std::span<const std::uint8_t> value) {
-  if (ascending_ && (attributes_.empty() || attributes_.back().key() < key)) {
-    return append(key, event, value);
-  }
+// What is appended is linked last: a slot never names what is not there.
+std::uint32_t MrpParsedAttributes::isOutOfOrder(const MrpParsedAttributeKey& key,
+                                                std::uint8_t event,
+                                                std::span<const std::uint8_t> value) {
   if (ascending_ || 2 * (attributes_.size() + 1) > slots_.size()) hashAll();
   Slot& slot = slotOf(key);
   if (slot.generation != generation_) {
-    slot = {generation_, static_cast<std::uint32_t>(attributes_.size())};
-    return append(key, event, value);
+    const std::uint32_t position = append(key, event, value);
+    slot = {generation_, position};
+    return position;
   }
   // Values of one type have one size.
   MrpParsedAttribute& attribute = attributes_[slot.position];
   attribute.attributeEvent = event;
   copyOctets(values_.data() + attribute.valueAt, value.data(), attribute.valueSize);
   return slot.position;
-}
-
-std::uint32_t MrpParsedAttributes::append(const MrpParsedAttributeKey& key, std::uint8_t event,
-                                          std::span<const std::uint8_t> value) {
-  const std::size_t at = valuesEnd_;
-  valuesEnd_ += value.size();
-  if (valuesEnd_ > values_.size()) values_.resize(2 * valuesEnd_);
-  attributes_.push_back({key.attributeKey, key.attributeType, event,
-                         static_cast<std::uint8_t>(value.size()), static_cast<std::uint32_t>(at)});
-  copyOctets(values_.data() + at, value.data(), value.size());
-  return static_cast<std::uint32_t>(attributes_.size() - 1);
 }
 
 void MrpParsedAttributes::delAll() {
@@ -70,13 +57,14 @@ MrpParsedAttributes::Slot& MrpParsedAttributes::slotOf(const MrpParsedAttributeK
 }
 
 void MrpParsedAttributes::hashAll() {
-  ascending_ = false;
   std::size_t size = std::max<std::size_t>(slots_.size(), 256);
   while (size < 4 * (attributes_.size() + 1)) size *= 2;
-  if (size > slots_.size() || ++generation_ == 0) {
-    slots_.assign(size, Slot{});
-    generation_ = 1;
+  if (size > slots_.size() || generation_ == UINT32_MAX) {
+    slots_ = std::vector<Slot>(size);
+    generation_ = 0;
   }
+  ++generation_;
+  ascending_ = false;
   for (std::uint32_t i = 0; i < attributes_.size(); ++i) {
     slotOf(attributes_[i].key()) = {generation_, i};
   }

@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "mrp/types/Octets.h"
+
 namespace Mrp {
 
 struct MrpParsedAttributeKey {
@@ -32,8 +34,14 @@ class MrpParsedAttributes {
  public:
   MrpParsedAttribute* find(const MrpParsedAttributeKey& key);
   // Position of the attribute of `key`, new when there was none; its event and value are replaced.
+  // Throws std::bad_alloc, and nothing has happened.
   std::uint32_t is(const MrpParsedAttributeKey& key, std::uint8_t event,
-                   std::span<const std::uint8_t> value);
+                   std::span<const std::uint8_t> value) {
+    if (ascending_ && (attributes_.empty() || attributes_.back().key() < key)) {
+      return append(key, event, value);
+    }
+    return isOutOfOrder(key, event, value);
+  }
   const MrpParsedAttribute& at(std::uint32_t position) const { return attributes_[position]; }
   // Valid until the next attribute is staged.
   std::span<const std::uint8_t> value(const MrpParsedAttribute& attribute) const {
@@ -49,7 +57,19 @@ class MrpParsedAttributes {
     std::uint32_t position = 0;
   };
   std::uint32_t append(const MrpParsedAttributeKey& key, std::uint8_t event,
-                       std::span<const std::uint8_t> value);
+                       std::span<const std::uint8_t> value) {
+    const std::size_t at = valuesEnd_;
+    const std::size_t end = at + value.size();
+    if (end > values_.size()) values_.resize(2 * end);
+    attributes_.push_back({key.attributeKey, key.attributeType, event,
+                           static_cast<std::uint8_t>(value.size()),
+                           static_cast<std::uint32_t>(at)});
+    valuesEnd_ = end;
+    copyOctets(values_.data() + at, value.data(), value.size());
+    return static_cast<std::uint32_t>(attributes_.size() - 1);
+  }
+  std::uint32_t isOutOfOrder(const MrpParsedAttributeKey& key, std::uint8_t event,
+                             std::span<const std::uint8_t> value);
   // The slot of `key`, or the free one where its probe ends.
   Slot& slotOf(const MrpParsedAttributeKey& key);
   void hashAll();

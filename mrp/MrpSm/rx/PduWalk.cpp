@@ -1,9 +1,9 @@
 // Walk of one MRPDU (IEEE 802.1Q 10.8.1): version, messages, attribute lists, vector headers. A
 // fault is counted at each step that finds it and abandons what follows; what was staged stays.
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
 #include "mrp/MrpSm/rx/FutureVersion.h"
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/rx/Receiver.h"
 
 namespace Mrp {
 namespace {
@@ -16,50 +16,54 @@ bool atEndMark(const Pkt& pkt) { return pkt.size() >= kEndMarkSize && readU16(pk
 
 }  // namespace
 
-MrpParseStatus MrpSm::malformed() {
-  mrpCounters_->numOfMalformedPktsInc();
+MrpParseStatus Receiver::malformed() {
+  env_.counters->numOfMalformedPktsInc();
+  const MrpParseContext& at = *env_.context;
+  env_.discarded(MrpObserver::Reason::malformed, {at.intfId(), at.attributeType(), 0});
   return mrpParseMalformed;
 }
 
-void MrpSm::parseMrpdu(Pkt& pkt) {
-  MRP_TRACE(trace(), 8, "parseMrpdu payload= " << pkt.size() << " bytes! ");
+void Receiver::parseMrpdu(Pkt& pkt) {
+  MRP_TRACE(env_.trace, 8, "parseMrpdu payload= " << pkt.size() << " bytes! ");
   PktReader reader(pkt);
   if (const auto version = reader.u8(); version && *version != kSupportedVersion) {
-    MRP_TRACE(trace(), 4,
+    MRP_TRACE(env_.trace, 4,
               "MRPDU protocol version" << +*version
                                        << " is greater than the current supported version "
                                        << +kSupportedVersion);
-    mrpCounters_->numOfIncorrectPduVersionInc();
+    env_.counters->numOfIncorrectPduVersionInc();
+    env_.discarded(MrpObserver::Reason::version, {env_.context->intfId(), 0, 0});
     rxFutureVersionPdu() = true;
   }
   MrpParseStatus status = mrpParseContinue;
   while (status == mrpParseContinue && reader.left() > 0) status = parseMessage(pkt);
-  recycledPkt_ = false;
-  MRP_TRACE(trace(), 8, "End of Mark/End of Packet reached, coming out \n");
-  MRP_TRACE(trace(), 8, "parse status = " << status);
+  recycled_ = false;
+  MRP_TRACE(env_.trace, 8, "End of Mark/End of Packet reached, coming out \n");
+  MRP_TRACE(env_.trace, 8, "parse status = " << status);
 }
 
-MrpParseStatus MrpSm::parseMessage(Pkt& pkt) {
-  MRP_TRACE(trace(), 8, "MrpSm::parseMessage()");
-  const MrpApplication application = mrpLib_->application();
-  const bool msrp = application == MrpApplication::msrp;
+MrpParseStatus Receiver::parseMessage(Pkt& pkt) {
+  MRP_TRACE(env_.trace, 8, "MrpSm::parseMessage()");
+  const bool hasListLength = env_.info.listLength;
   PktReader reader(pkt);
-  if (reader.left() < (msrp ? kMsrpMessageHeaderSize : kMvrpMessageHeaderSize)) return malformed();
-  parseContext_->attributeTypeIs(*reader.u8());
-  parseContext_->attributeLengthIs(*reader.u8());
-  if (msrp) {
+  if (reader.left() < (hasListLength ? kMsrpMessageHeaderSize : kMvrpMessageHeaderSize)) {
+    return malformed();
+  }
+  env_.context->attributeTypeIs(*reader.u8());
+  env_.context->attributeLengthIs(*reader.u8());
+  if (hasListLength) {
     const std::uint16_t listLength = *reader.u16();
-    parseContext_->attributeListBytesLeftIs(listLength);
-    MRP_TRACE(trace(), 8, "AttributeListLength = " << listLength);
+    env_.context->attributeListBytesLeftIs(listLength);
+    MRP_TRACE(env_.trace, 8, "AttributeListLength = " << listLength);
     if (listLength == 0) return malformed();
   }
-  const std::uint8_t type = parseContext_->attributeType();
-  const std::uint8_t length = parseContext_->attributeLength();
-  if (length == mrpSizeOfAttribute(type, application, trace())) {
+  const std::uint8_t type = env_.context->attributeType();
+  const std::uint8_t length = env_.context->attributeLength();
+  if (length == mrpSizeOfAttribute(type, env_.application, env_.trace)) {
     const MrpParseStatus status = parseAttributeList(pkt);
     if (status != mrpParseContinue) return status;
   } else {
-    MRP_TRACE(trace(), 4,
+    MRP_TRACE(env_.trace, 4,
               " ######## Invalid attribute length = " << +length
                                                       << " or Invalid attribute type = " << +type);
     if (!rxFutureVersionPdu()) return malformed();
@@ -70,58 +74,57 @@ MrpParseStatus MrpSm::parseMessage(Pkt& pkt) {
 }
 
 // The end mark is looked for whatever the last vector's status was.
-MrpParseStatus MrpSm::parseAttributeList(Pkt& pkt) {
+MrpParseStatus Receiver::parseAttributeList(Pkt& pkt) {
   constexpr std::size_t kLeastVector = 3;
   MrpParseStatus status = mrpParseContinue;
   do {
     status = parseVectorAttribute(pkt);
   } while (!atEndMark(pkt) && status == mrpParseContinue && pkt.size() >= kLeastVector);
   if (!atEndMark(pkt)) return malformed();
-  if (mrpLib_->application() == MrpApplication::msrp &&
-      parseContext_->attributeListBytesLeft() != kEndMarkSize) {
+  if (env_.info.listLength && env_.context->attributeListBytesLeft() != kEndMarkSize) {
     return malformed();
   }
   pkt.headDel(kEndMarkSize);
   return status;
 }
 
-MrpParseStatus MrpSm::parseVectorAttribute(Pkt& pkt) {
+MrpParseStatus Receiver::parseVectorAttribute(Pkt& pkt) {
   PktReader reader(pkt);
   const auto header = reader.peekU16();
   if (!header) return malformed();
   const auto numberOfValues = static_cast<std::uint16_t>(*header & kNumOfValuesMask);
   if (*header & kVectorHeaderLeaveAll) {
-    MRP_TRACE(trace(), 8, " leaveAllEvent is True");
-    parseContext_->leaveAllIs(1);
-    if (!recycledPkt_) mrpRxLeaveAllIs(parseContext_->attributeType(), true);
+    MRP_TRACE(env_.trace, 8, " leaveAllEvent is True");
+    env_.context->leaveAllIs(1);
+    const MrpParseContext& at = *env_.context;
+    if (!recycled_) rxLeaveAllIs(at.attributeType(), true);
+    env_.observe(&MrpObserver::event, {MrpObserver::Direction::received,
+                                       true,
+                                       kLeaveAllEvent,
+                                       {at.intfId(), at.attributeType(), 0}});
   } else {
     if (numberOfValues == 0) {
-      parseContext_->attributeListBytesLeftIs(0);
+      env_.context->attributeListBytesLeftIs(0);
       return malformed();
     }
-    parseContext_->leaveAllIs(0);
+    env_.context->leaveAllIs(0);
   }
-  parseContext_->numberOfValuesIs(numberOfValues);
+  env_.context->numberOfValuesIs(numberOfValues);
   reader.skip(kVectorHeaderSize);
-  switch (mrpLib_->application()) {
-    case MrpApplication::msrp:
-      return parseMsrpVector(pkt);
-    case MrpApplication::mvrp:
-      return parseMvrpVector(pkt);
-    default:
-      MRP_TRACE(trace(), 4, "Application " << mrpLib_->application() << " not supported");
-      mrpCounters_->numOfUnknownApplicationInc();
-      return mrpParseContinue;
-  }
+  if (!env_.info.types.empty()) return parseVector(pkt);
+  MRP_TRACE(env_.trace, 4, "Application " << env_.application << " not supported");
+  env_.counters->numOfUnknownApplicationInc();
+  env_.discarded(MrpObserver::Reason::unknownApplication, {env_.context->intfId(), 0, 0});
+  return mrpParseContinue;
 }
 
-// Passes over a message that this version cannot read. An MVRP message has no length, so its
+// Passes over a message that this version cannot read. One without a list length has its
 // vectors are walked; the length of one is taken modulo 256, and a length of 0 would lead nowhere.
-MrpParseStatus MrpSm::skipMessageDueToFutureProtocolVersion(Pkt& pkt) {
+MrpParseStatus Receiver::skipMessageDueToFutureProtocolVersion(Pkt& pkt) {
   PktReader reader(pkt);
-  if (mrpLib_->application() == MrpApplication::msrp) {
-    reader.skip(parseContext_->attributeListBytesLeft());
-  } else if (mrpLib_->application() == MrpApplication::mvrp) {
+  if (env_.info.listLength) {
+    reader.skip(env_.context->attributeListBytesLeft());
+  } else if (!env_.info.types.empty()) {
     do {
       const auto header = reader.peekU16();
       if (!header) {
@@ -129,9 +132,8 @@ MrpParseStatus MrpSm::skipMessageDueToFutureProtocolVersion(Pkt& pkt) {
         return mrpParseContinue;
       }
       const unsigned n = *header & kNumOfValuesMask;
-      const unsigned events = n == 0 ? 0 : (n - 1) / 3 + 1;
-      const auto length =
-          static_cast<std::uint8_t>(events + parseContext_->attributeLength() + kVectorHeaderSize);
+      const auto length = static_cast<std::uint8_t>(
+          threePackedOctets(n) + env_.context->attributeLength() + kVectorHeaderSize);
       if (length == 0) return malformed();
       reader.skip(length);
     } while (reader.left() > 0 && !atEndMark(pkt));

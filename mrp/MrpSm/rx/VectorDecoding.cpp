@@ -1,188 +1,140 @@
 // Decoding of one vector (IEEE 802.1Q 10.8.2): FirstValue, then the packed events, each staged as a
 // parsed attribute with the value that it applies to.
 
+#include <new>
+
 #include "mrp/MrpMsrp/MsrpFirstValue.h"
-#include "mrp/MrpSm/engine/EventLogs.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
-#include "mrp/MrpSm/tx/MrpduLayout.h"
+#include "mrp/MrpSm/env/EventLogs.h"
+#include "mrp/MrpSm/pdu/EventPacking.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
+#include "mrp/MrpSm/rx/FirstValues.h"
+#include "mrp/MrpSm/rx/Receiver.h"
 
 namespace Mrp {
 namespace {
 
 using Platform::PktReader;
 
-constexpr std::size_t threePackedOctets(std::size_t n) { return n == 0 ? 0 : (n - 1) / 3 + 1; }
-constexpr std::size_t fourPackedOctets(std::size_t n) { return n == 0 ? 0 : (n - 1) / 4 + 1; }
+template <class Value>
+constexpr bool isFourPacked = requires(Value value) {
+  value.listenerEvent();
+};
 
-// Calls `visit(event, index)` for the first `n` events packed three to an octet.
-template <class Visit>
-void forEachThreePacked(const std::uint8_t* octets, std::uint32_t n, Visit visit) {
-  for (std::uint32_t index = 0; index < n;) {
-    const unsigned octet = *octets++;
-    const std::uint8_t events[] = {static_cast<std::uint8_t>(octet / 36),
-                                   static_cast<std::uint8_t>(octet / 6 % 6),
-                                   static_cast<std::uint8_t>(octet % 6)};
-    for (std::size_t i = 0; i < 3 && index < n; ++i, ++index) visit(events[i], index);
-  }
-}
-
-// Steps a receive record to the next value of its vector.
-void next(MsrpTalkerAdvertiseAttribute& value, Platform::Trace& trace) {
-  mrpIncrementTalkerAdvertise(value, trace);
-}
-void next(MsrpTalkerFailedAttribute& value, Platform::Trace& trace) {
-  mrpIncrementTalkerFailed(value, trace);
-}
-void next(MsrpListenerAttribute& value, Platform::Trace& trace) {
-  mrpIncrementListenerVector(value, trace);
-}
-void next(MsrpDomainAttribute& value, Platform::Trace& trace) {
-  mrpIncrementDomainVector(value, trace);
-}
-void next(MvrpVlanAttribute& value, Platform::Trace& trace) {
-  mrpIncrementVlanVector(value, trace);
+template <class Value>
+std::span<const std::uint8_t> imageOf(const Value& value) {
+  return {reinterpret_cast<const std::uint8_t*>(&value), sizeof value};
 }
 
 }  // namespace
 
-// What MrpLib::mrpValueFromFirstValue and mrpGetRxAttributeKey do for the current type, with the
-// type known.
-template <class Value>
-void MrpSm::processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index) {
-  if (index > 0) next(value, trace());
-  parseContext_->attributeKeyIs(keyOf(value));
-  parseContext_->attributeEventIs(event);
-  parseContext_->eventsCounterInc(1);
-  if (recycledPkt_ || mrpStatus_->flood()) {
-    MRP_TRACE(trace(), 8, "Recycled Pkt. Returning after parsing");
-    return;
-  }
-  saveParsedMrpAttribute();
-}
-
-// `value` is the receive record that holds the FirstValue.
-template <class Value>
-MrpParseStatus MrpSm::parseThreePackedEvents(Pkt& pkt, Value& value) {
-  const std::uint16_t n = parseContext_->numberOfValues();
-  const std::size_t packed = threePackedOctets(n);
-  if (n == 0) leaveAllOnlyVector();
-  if (packed > pkt.size()) return malformedVector(packed, pkt.size());
-  forEachThreePacked(pkt.data(), n, [&](std::uint8_t event, std::uint32_t index) {
-    processMrpEvent(value, event, index);
-  });
-  parseContext_->attributeListBytesLeftDec(packed + parseContext_->attributeLength() +
-                                           kVectorHeaderSize);
-  pkt.headDel(packed);
-  return mrpParseContinue;
-}
-
-MrpParseStatus MrpSm::parseMvrpVector(Pkt& pkt) {
-  if (parseContext_->attributeType() != static_cast<std::uint8_t>(MvrpAttrType::vlan)) {
-    return unidentifiedAttributeType();
-  }
-  PktReader reader(pkt);
-  if (!parseVlan(reader, mrpLib_->mvrpVlanVectorRx())) return firstValueCutOff(pkt);
-  MRP_TRACE(trace(), 8, "VlanVector vlanId = " << mrpLib_->mvrpVlanVectorRx().vlanId);
-  return parseThreePackedEvents(pkt, mrpLib_->mvrpVlanVectorRx());
-}
-
-MrpParseStatus MrpSm::parseMsrpVector(Pkt& pkt) {
-  PktReader reader(pkt);
-  switch (static_cast<MsrpAttrType>(parseContext_->attributeType())) {
-    case MsrpAttrType::talkerAdvertise:
-      if (!parseTalkerAdvertise(reader, mrpLib_->msrpTalkerAdvertiseRx())) break;
-      MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpTalkerAdvertiseRx()));
-      return parseThreePackedEvents(pkt, mrpLib_->msrpTalkerAdvertiseRx());
-    case MsrpAttrType::talkerFailed:
-      if (!parseTalkerFailed(reader, mrpLib_->msrpTalkerFailedRx())) break;
-      MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpTalkerFailedRx()));
-      return parseThreePackedEvents(pkt, mrpLib_->msrpTalkerFailedRx());
-    case MsrpAttrType::listener:
-      if (!parseListener(reader, mrpLib_->msrpListenerVectorRx())) break;
-      MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpListenerVectorRx()));
-      return parseThreeFourPackedEvents(pkt);
-    case MsrpAttrType::domain:
-      if (!parseDomain(reader, mrpLib_->msrpDomainVectorRx())) break;
-      MRP_TRACE(trace(), 8, stringValue(mrpLib_->msrpDomainVectorRx()));
-      return parseThreePackedEvents(pkt, mrpLib_->msrpDomainVectorRx());
-    default:
-      return unidentifiedAttributeType();
-  }
-  return firstValueCutOff(pkt);
+MrpParseStatus Receiver::parseVector(Pkt& pkt) {
+  MrpParseStatus status = mrpParseContinue;
+  const bool known =
+      env_.values.with(env_.application, env_.context->attributeType(), [&](auto& slots) {
+        PktReader reader(pkt);
+        if (readFirstValue(reader, slots.rx)) {
+          if (env_.trace.isOn(8)) traceFirstValue(env_.trace, slots.rx);
+          status = parseEvents(pkt, slots.rx);
+        } else {
+          status = firstValueCutOff(pkt);
+        }
+      });
+  return known ? status : unidentifiedAttributeType();
 }
 
 // What is left of a FirstValue that the buffer cuts off is no end mark.
-MrpParseStatus MrpSm::firstValueCutOff(Pkt& pkt) {
+MrpParseStatus Receiver::firstValueCutOff(Pkt& pkt) {
   pkt.headDel(pkt.size());
   return malformed();
 }
 
-MrpParseStatus MrpSm::unidentifiedAttributeType() {
-  const unsigned type = parseContext_->attributeType();
-  MRP_TRACE(trace(), 4, " ######## Unidentified attribute type = " << type);
-  mrpCounters_->numOfUnknownAttributeTypeInc();
-  logEvent(eventLog(), kMrpError, [&] {
-    return formatText("Unidentified attribute type %d received on %s", type,
-                      parseContext_->intfId().name());
+MrpParseStatus Receiver::unidentifiedAttributeType() {
+  const MrpParseContext& at = *env_.context;
+  const unsigned type = at.attributeType();
+  MRP_TRACE(env_.trace, 4, " ######## Unidentified attribute type = " << type);
+  env_.counters->numOfUnknownAttributeTypeInc();
+  env_.discarded(MrpObserver::Reason::unknownAttributeType, {at.intfId(), at.attributeType(), 0});
+  logEvent(env_.eventLog, kMrpError, [&] {
+    return formatText("Unidentified attribute type %d received on %s", type, at.intfId().name());
   });
   return mrpParseContinue;
 }
 
+// `value` is the receive record that holds the FirstValue. Where there are four-packed events they
+// follow the three-packed ones. No application runs in here, so the context tells of the last event
+// only.
+template <class Value>
+MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
+  MrpParseContext& context = *env_.context;
+  const std::uint16_t n = context.numberOfValues();
+  const std::size_t three = threePackedOctets(n);
+  const std::size_t packed = three + (isFourPacked<Value> ? fourPackedOctets(n) : 0);
+  if (n == 0) leaveAllOnlyVector();
+  if (packed > pkt.size()) return malformedVector(packed, pkt.size());
+  const AttributeTypeInfo& type = *env_.info.type(context.attributeType());
+  const bool stages = !recycled_ && !env_.status.flood();
+  const bool told = !stages || env_.observed();
+  const std::uint8_t* octets = pkt.data();
+  forEachThreePacked(octets, n, [&](std::uint8_t event, std::uint32_t index) {
+    if constexpr (isFourPacked<Value>) {
+      value.listenerEventIs(fourPackedEvent(octets + three, index));
+    }
+    if (index > 0) nextValue(value, env_.trace);
+    const std::uint64_t key = keyOf(value);
+    context.attributeKeyIs(key);
+    context.attributeEventIs(event);
+    if (told) tellEvent(key, event, stages);
+    if (stages) stage(type, key, event, imageOf(value));
+  });
+  context.eventsCounterInc(n);
+  if constexpr (isFourPacked<Value>) {
+    MRP_TRACE(env_.trace, 8,
+              " attributeListBytesLeft before accounting this vector ="
+                  << context.attributeListBytesLeft());
+  }
+  context.attributeListBytesLeftDec(packed + context.attributeLength() + kVectorHeaderSize);
+  pkt.headDel(packed);
+  return mrpParseContinue;
+}
+
+void Receiver::tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const {
+  const MrpParseContext& context = *env_.context;
+  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
+  env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
+  if (staged) return;
+  MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
+  env_.discarded(MrpObserver::Reason::recycled, attribute);
+}
+
 // The log's first number is the octets that the events need, not the number of values.
-MrpParseStatus MrpSm::malformedVector(std::size_t packed, std::size_t left) {
-  parseContext_->attributeListBytesLeftIs(0);
-  logEvent(eventLog(), kMrpError, [&] {
+MrpParseStatus Receiver::malformedVector(std::size_t packed, std::size_t left) {
+  env_.context->attributeListBytesLeftIs(0);
+  logEvent(env_.eventLog, kMrpError, [&] {
     return formatText("Number of values %d does not match with the packet bytes %d received on %s",
-                      packed, left, parseContext_->intfId().name());
+                      packed, left, env_.context->intfId().name());
   });
   return malformed();
 }
 
 // A vector that is a LeaveAll alone stages nothing; the context passes through the LeaveAll event.
-void MrpSm::leaveAllOnlyVector() {
-  parseContext_->attributeKeyIs(0);
-  if (parseContext_->leaveAll() != 1) return;
-  parseContext_->attributeEventIs(kLeaveAllEvent);
-  parseContext_->eventsCounterInc(1);
-  parseContext_->attributeEventIs(static_cast<std::uint8_t>(MrpThreePackedEvent::in));
-}
-
-MrpParseStatus MrpSm::parseThreeFourPackedEvents(Pkt& pkt) {
-  const std::uint16_t n = parseContext_->numberOfValues();
-  const std::size_t three = threePackedOctets(n);
-  const std::size_t total = three + fourPackedOctets(n);
-  if (n == 0) leaveAllOnlyVector();
-  if (total > pkt.size()) return malformedVector(total, pkt.size());
-  forEachThreePacked(pkt.data(), n, [&](std::uint8_t event, std::uint32_t index) {
-    processThreeAndFourPacked(pkt, event, index, three);
-  });
-  MRP_TRACE(trace(), 8,
-            " attributeListBytesLeft before accounting this vector ="
-                << parseContext_->attributeListBytesLeft());
-  parseContext_->attributeListBytesLeftDec(total + parseContext_->attributeLength() +
-                                           kVectorHeaderSize);
-  pkt.headDel(total);
-  return mrpParseContinue;
-}
-
-void MrpSm::processThreeAndFourPacked(const Pkt& pkt, std::uint8_t event, std::uint32_t index,
-                                      std::size_t fourPackedOffset) {
-  const unsigned octet = pkt.data()[fourPackedOffset + index / 4];
-  const unsigned declaration = octet >> (6 - 2 * (index % 4)) & 3;
-  MsrpListenerAttribute& value = mrpLib_->msrpListenerVectorRx();
-  value.listenerEventIs(static_cast<MsrpListenerEvent>(declaration));
-  processMrpEvent(value, event, index);
+void Receiver::leaveAllOnlyVector() {
+  MrpParseContext& context = *env_.context;
+  context.attributeKeyIs(0);
+  if (context.leaveAll() != 1) return;
+  context.attributeEventIs(kLeaveAllEvent);
+  context.eventsCounterInc(1);
+  context.attributeEventIs(static_cast<std::uint8_t>(MrpThreePackedEvent::in));
 }
 
 // A key that comes twice keeps one record, with the later event and value, and is queued twice.
-void MrpSm::saveParsedMrpAttribute() {
-  const std::uint8_t type = parseContext_->attributeType();
-  const std::uint32_t position =
-      mrpParsedAttribute_.is({type, parseContext_->attributeKey()}, parseContext_->attributeEvent(),
-                             mrpLib_->rxImage(type));
-  const bool domain = mrpLib_->application() == MrpApplication::msrp &&
-                      type == static_cast<std::uint8_t>(MsrpAttrType::domain);
-  (domain ? msrpParsedDomainKey_ : mrpParsedAttributeKey_).enq(position);
+void Receiver::stage(const AttributeTypeInfo& type, std::uint64_t key, std::uint8_t event,
+                     std::span<const std::uint8_t> image) {
+  try {
+    const std::uint32_t position = staged_.is({type.type, key}, event, image);
+    (type.first ? firstQueue_ : queue_).push_back(position);
+  } catch (const std::bad_alloc&) {
+    outOfMemory({env_.context->intfId(), type.type, key});
+  }
 }
 
 }  // namespace Mrp

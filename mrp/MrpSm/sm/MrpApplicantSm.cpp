@@ -2,7 +2,8 @@
 
 #include <array>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/db/Records.h"
+#include "mrp/MrpSm/tx/Transmitter.h"
 
 namespace Mrp {
 namespace {
@@ -75,106 +76,121 @@ constexpr std::array<Row, kStates> kApplicantTable{{
 static_assert(kApplicantTable.size() == static_cast<std::size_t>(lo) + 1);
 static_assert(kEvents == static_cast<std::size_t>(MrpApplicantEvent::none) + 1);
 
+using Into = Transmitter::Into;
+
+// What an action puts into the port's open packets, one entry after the other.
+struct Send {
+  // By the registrar's state: not registered, and registered.
+  MrpThreePackedEvent event;
+  MrpThreePackedEvent whenRegistered;
+  Into into;
+};
+
+using enum MrpThreePackedEvent;
+
+constexpr Send kNew{newEvent, newEvent, Into::first};
+constexpr Send kNewTwice{newEvent, newEvent, Into::both};
+constexpr Send kJoin{joinMt, joinIn, Into::first};
+constexpr Send kJoinTwice{joinMt, joinIn, Into::both};
+constexpr Send kJoinSecond{joinMt, joinIn, Into::second};
+constexpr Send kRegistered{mt, in, Into::first};
+constexpr Send kLeave{lv, lv, Into::first};
+
+struct Sends {
+  std::uint8_t count;
+  std::array<Send, 2> send;
+};
+
+// In the order of Action.
+constexpr std::array<Sends, 8> kSends{{
+    /* none           */ {0, {}},
+    /* newTwice       */ {1, {kNewTwice}},
+    /* newOnce        */ {1, {kNew}},
+    /* joinTwice      */ {1, {kJoinTwice}},
+    /* joinOnce       */ {1, {kJoin}},
+    /* registered     */ {1, {kRegistered}},
+    /* registeredJoin */ {2, {kRegistered, kJoinSecond}},
+    /* leave          */ {1, {kLeave}},
+}};
+static_assert(kSends.size() == static_cast<std::size_t>(Action::leave) + 1);
+
 }  // namespace
 
-MrpApplicantSm::MrpApplicantSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig)
-    : mrpSm_(mrpSm), mrpConfig_(std::move(mrpConfig)) {
+MrpApplicantSm::MrpApplicantSm(const Environment& env, Records& records, Transmitter& transmitter)
+    : env_(env), records_(records), transmitter_(transmitter) {
   handleInitialized();
 }
 
 void MrpApplicantSm::handleApplicantEvent() {
-  MrpAttrDatabase* record = mrpSm_.mrpGetAttribute(true);
-  if (!record) {
-    MRP_TRACE(mrpSm_.trace(), 4, " Memory failed for attrDatabase ");
-    return;
+  const MrpAttribute current = env_.current();
+  Subject subject = records_.find(current);
+  if (!subject) subject = records_.add(current, env_.values.rxImage(current.attributeType));
+  if (subject) handle(subject, applicantEvent_);
+}
+
+MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event) {
+  return handle(subject, event, subject.record->registrarState());
+}
+
+MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event,
+                                        MrpRegistrarState registered) {
+  const bool told = env_.trace.isOn(7) || env_.observed();
+  if (told) tellEvent(subject, event);
+  const auto from = static_cast<std::size_t>(subject.record->applicantState());
+  const auto column = static_cast<std::size_t>(event);
+  if (from >= kStates) {
+    tellInvalid(from);
+    return subject.record;
   }
-  handleApplicantEvent(*record);
-}
-
-void MrpApplicantSm::handleApplicantEvent(MrpAttrDatabase& record) {
-  const bool traced = mrpSm_.trace().isOn(7);
-  if (traced) traceEvent(record);
-  const auto state = static_cast<std::size_t>(record.applicantState());
-  const auto event = static_cast<std::size_t>(applicantEvent_);
-  if (state >= kStates) return traceInvalidState(record);
-  const Cell cell = event < kEvents ? kApplicantTable[state][event] : none_;
-  switch (cell.action) {
-    case Action::none:
-      break;
-    case Action::newTwice:
-      mrpApplicantSendNew(false);
-      mrpApplicantSendNew(true);
-      break;
-    case Action::newOnce:
-      mrpApplicantSendNew(false);
-      break;
-    case Action::joinTwice:
-      mrpApplicantSendJoin(record, false);
-      mrpApplicantSendJoin(record, true);
-      break;
-    case Action::joinOnce:
-      mrpApplicantSendJoin(record, false);
-      break;
-    case Action::registered:
-      mrpApplicantSendRegisteredState(record, false);
-      break;
-    case Action::registeredJoin:
-      mrpApplicantSendRegisteredState(record, false);
-      mrpApplicantSendJoin(record, true);
-      break;
-    case Action::leave:
-      mrpApplicantSendLeave();
-      break;
+  const Cell cell = column < kEvents ? kApplicantTable[from][column] : none_;
+  if (cell.action != Action::none) {
+    subject.record = send(subject, static_cast<std::uint8_t>(cell.action), registered);
+    if (!subject.record) return nullptr;
   }
-  if (cell.next != kStays) record.applicantStateIs(static_cast<MrpApplicantState>(cell.next));
-  if (traced) traceExit(record);
+  if (cell.next != kStays) {
+    subject.record->applicantStateIs(static_cast<MrpApplicantState>(cell.next));
+  }
+  if (told) tellExit(subject, from, event);
+  return subject.record;
 }
 
-void MrpApplicantSm::traceExit(const MrpAttrDatabase& record) const {
-  MRP_TRACE(mrpSm_.trace(), 7, " Exit: handleApplicantEvent, state = " << record.applicantState());
+MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
+                                      MrpRegistrarState registered) {
+  const bool in = registered == MrpRegistrarState::in;
+  const std::uint64_t key = subject.key();
+  const Sends& sends = kSends[action];
+  bool sent = false;
+  for (std::size_t i = 0; i < sends.count; ++i) {
+    const Send& send = sends.send[i];
+    const auto event = static_cast<std::uint8_t>(in ? send.whenRegistered : send.event);
+    sent |= transmitter_.send(subject.intf(), subject.type(), event, send.into);
+  }
+  return sent ? records_.find(subject.intf(), subject.type(), key).record : subject.record;
 }
 
-void MrpApplicantSm::traceInvalidState(const MrpAttrDatabase& record) const {
-  MRP_TRACE(mrpSm_.trace(), 4,
-            "Invalid applicant State = " << static_cast<std::size_t>(record.applicantState()));
-}
-
-void MrpApplicantSm::traceEvent(const MrpAttrDatabase& record) const {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
+void MrpApplicantSm::tellEvent(Subject subject, MrpApplicantEvent event) const {
+  MRP_TRACE(env_.trace, 7,
             "handleApplicantEvent Key = 0x"
-                << std::hex << context.attributeKey() << std::dec
-                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
-                << " Enter: state = " << record.applicantState() << " event = " << applicantEvent_);
+                << std::hex << subject.key() << std::dec << " Type= " << +subject.type()
+                << " intf = " << subject.intf()
+                << " Enter: state = " << subject.record->applicantState() << " event = " << event);
+}
+
+void MrpApplicantSm::tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const {
+  const MrpApplicantState to = subject.record->applicantState();
+  MRP_TRACE(env_.trace, 7, " Exit: handleApplicantEvent, state = " << to);
+  env_.moved(MrpObserver::Machine::applicant, static_cast<MrpApplicantState>(from), event, to,
+             subject.attribute());
+}
+
+void MrpApplicantSm::tellInvalid(std::size_t state) const {
+  MRP_TRACE(env_.trace, 4, "Invalid applicant State = " << state);
 }
 
 void MrpApplicantSm::mrpSetApplicantState(MrpApplicantState state) {
-  if (MrpAttrDatabase* record = mrpSm_.mrpGetAttribute(false)) record->applicantStateIs(state);
-}
-
-void MrpApplicantSm::mrpApplicantSendNew(bool second) {
-  send(MrpThreePackedEvent::newEvent, second);
-}
-
-void MrpApplicantSm::mrpApplicantSendJoin(const MrpAttrDatabase& record, bool second) {
-  const bool in = record.registrarState() == MrpRegistrarState::in;
-  send(in ? MrpThreePackedEvent::joinIn : MrpThreePackedEvent::joinMt, second);
-}
-
-void MrpApplicantSm::mrpApplicantSendRegisteredState(const MrpAttrDatabase& record, bool second) {
-  const bool in = record.registrarState() == MrpRegistrarState::in;
-  send(in ? MrpThreePackedEvent::in : MrpThreePackedEvent::mt, second);
-}
-
-void MrpApplicantSm::mrpApplicantSendLeave() { send(MrpThreePackedEvent::lv, false); }
-
-void MrpApplicantSm::send(MrpThreePackedEvent event, bool second) {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MrpParameters parameters;
-  parameters.intfId = context.intfId();
-  parameters.attributeType = context.attributeType();
-  parameters.attributeEvent = static_cast<std::uint8_t>(event);
-  mrpSm_.mrpLib()->mrpSendAttributeIntf(parameters, context.intfId(), second);
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->applicantStateIs(state);
+  }
 }
 
 }  // namespace Mrp

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/env/Environment.h"
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 #include "platform/reactor/Collection.h"
 
@@ -13,9 +13,9 @@ const Seconds kRetry{0.1};
 
 }  // namespace
 
-MrpIntfLeaveAllSm::MrpIntfLeaveAllSm(IntfId intfId, MrpSm& mrpSm,
+MrpIntfLeaveAllSm::MrpIntfLeaveAllSm(IntfId intfId, MrpLeaveAllSm& all,
                                      Ptr<Platform::TimerWheel> timerWheel)
-    : intfId_(intfId), mrpSm_(mrpSm), timerWheel_(std::move(timerWheel)) {
+    : intfId_(intfId), all_(all), timerWheel_(std::move(timerWheel)) {
   leaveAllTimer_.bind<&MrpIntfLeaveAllSm::handleLeaveAllTimer>(this);
 }
 
@@ -36,12 +36,15 @@ void MrpIntfLeaveAllSm::restart(std::uint8_t type, Seconds period) {
 
 void MrpIntfLeaveAllSm::due(std::uint8_t type, MrpLeaveAllTimer& timer, Seconds period) {
   timer.expiryTime = now() + period;
-  mrpSm_.applicationDatabase()->leaveAllTimeIs({intfId_, type}, period);
+  all_.env().database.leaveAllTimeIs({intfId_, type}, period);
 }
 
 void MrpIntfLeaveAllSm::deadlineIs(Seconds deadline) {
   deadline_ = deadline;
   timerWheel_->deadlineIs(leaveAllTimer_, deadline);
+  all_.env().observe(
+      &MrpObserver::timer,
+      {MrpObserver::TimerKind::leaveAll, MrpObserver::TimerStep::armed, {intfId_, 0, 0}, deadline});
 }
 
 void MrpIntfLeaveAllSm::doScheduleLeaveAllTimer(Seconds delay) {
@@ -51,7 +54,10 @@ void MrpIntfLeaveAllSm::doScheduleLeaveAllTimer(Seconds delay) {
 
 void MrpIntfLeaveAllSm::handleLeaveAllTimer() {
   const Ptr<MrpIntfLeaveAllSm> keep(this);
-  const Seconds period = getLeaveAllTime(mrpSm_, intfId_);
+  all_.env().observe(
+      &MrpObserver::timer,
+      {MrpObserver::TimerKind::leaveAll, MrpObserver::TimerStep::fired, {intfId_, 0, 0}, now()});
+  const Seconds period = all_.leaveAllPeriod(intfId_);
   Seconds next = Seconds::never();
   Platform::walkOrdered(leaveAllPending_, [&](std::uint8_t type, MrpLeaveAllTimer&) {
     handleTxLeaveAll(type, period);
@@ -59,7 +65,7 @@ void MrpIntfLeaveAllSm::handleLeaveAllTimer() {
       next = std::min(next, it->second.expiryTime);
     }
   });
-  mrpSm_.mrpTransmitTxAttributes(intfId_);
+  all_.flush(intfId_);
   if (leaveAllPending_.empty()) return;
   deadlineIs(now() > next ? now() + kRetry : next);
 }
@@ -68,21 +74,13 @@ void MrpIntfLeaveAllSm::handleTxLeaveAll(std::uint8_t type, Seconds period) {
   auto it = leaveAllPending_.find(type);
   if (it == leaveAllPending_.end()) return;
   if (it->second.expiryTime - now() >= kDueWithin) return;
-  MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
-            " handleTxLeaveAll. type = " << +type << " intfId = " << intfId_
-                                         << " sendTxLvAllIs = " << context.sendTxLvAll());
-  context.sendTxLvAllIs(true);
-  mrpSm_.leaveAllSm()->mrpPostLeaveAllToSm(intfId_, type, MrpApplicantEvent::txLvAll,
-                                           MrpRegistrarEvent::txLvAll);
-  if (context.sendTxLvAll()) mrpSm_.mrpLib()->mrpSendLeaveAll(type, intfId_);
-  context.sendTxLvAllIs(false);
+  all_.sendLeaveAll(intfId_, type);
   it = leaveAllPending_.find(type);
   if (it != leaveAllPending_.end()) due(type, it->second, period);
 }
 
 void MrpIntfLeaveAllSm::handleCfgIntfLeaveAllTime() {
-  const Seconds period = getLeaveAllTime(mrpSm_, intfId_);
+  const Seconds period = all_.leaveAllPeriod(intfId_);
   Platform::walkOrdered(leaveAllPending_,
                         [&](std::uint8_t type, MrpLeaveAllTimer&) { restart(type, period); });
 }

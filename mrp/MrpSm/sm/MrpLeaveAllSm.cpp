@@ -1,24 +1,16 @@
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 
-#include <cstdlib>
-
-#include "mrp/MrpSm/engine/MrpSm.h"
+#include "mrp/MrpSm/PeriodSource.h"
+#include "mrp/MrpSm/db/Records.h"
+#include "mrp/MrpSm/sm/MrpApplicantSm.h"
+#include "mrp/MrpSm/sm/MrpRegistrarSm.h"
+#include "mrp/MrpSm/tx/Transmitter.h"
 
 namespace Mrp {
 
-// The factor is computed in single precision and the product in double: part of the behaviour.
-Seconds getLeaveAllTime(const MrpSm& mrpSm, IntfId intf) {
-  const MrpConfig& config = *mrpSm.mrpConfig();
-  Seconds base = config.intfLeaveAllTime(intf);
-  if (base == Seconds()) base = config.leaveAllTime();
-  if (std::getenv("DISABLE_LEAVE_ALL_RANDOMIZATION")) return base;
-  const float factor = 1.0f + static_cast<float>(std::rand()) * 0x1p-32f;
-  return Seconds(base.value() * static_cast<double>(factor));
-}
-
-MrpLeaveAllSm::MrpLeaveAllSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig,
+MrpLeaveAllSm::MrpLeaveAllSm(const Machines& machines, Ptr<MrpConfig> mrpConfig,
                              Ptr<Platform::TimerWheel> timerWheel)
-    : mrpSm_(mrpSm), mrpConfig_(std::move(mrpConfig)), timerWheel_(std::move(timerWheel)) {
+    : machines_(machines), mrpConfig_(std::move(mrpConfig)), timerWheel_(std::move(timerWheel)) {
   leaveAllTimeReactor_.watch<&MrpLeaveAllSm::handleCfgLeaveAllTime>(mrpConfig_->onLeaveAllTime(),
                                                                     this);
   intfLeaveAllTimeReactor_.watch<&MrpLeaveAllSm::handleCfgIntfLeaveAllTime>(
@@ -38,25 +30,30 @@ MrpIntfLeaveAllSm* MrpLeaveAllSm::intfLeaveAllSm(IntfId intf) const {
   return sm ? sm->get() : nullptr;
 }
 
+Seconds MrpLeaveAllSm::leaveAllPeriod(IntfId intf) const {
+  const Seconds own = mrpConfig_->intfLeaveAllTime(intf);
+  return machines_.periods.leaveAllPeriod(own == Seconds() ? mrpConfig_->leaveAllTime() : own);
+}
+
 // All types of a port start with one and the same period.
 void MrpLeaveAllSm::mrpEnableLeaveAllPending(IntfId intf) {
-  MRP_TRACE(mrpSm_.trace(), 8, "MrpLeaveAllSm::mrpEnableLeaveAllPending( " << intf << " )");
-  const Seconds period = getLeaveAllTime(mrpSm_, intf);
-  for (std::uint8_t type = 1; type <= mrpSm_.maxAttrTypes(); ++type) {
-    mrpEnableLeaveAllPendingAttrType(intf, type, period);
+  MRP_TRACE(env().trace, 8, "MrpLeaveAllSm::mrpEnableLeaveAllPending( " << intf << " )");
+  const Seconds period = leaveAllPeriod(intf);
+  for (const AttributeTypeInfo& type : env().info.types) {
+    mrpEnableLeaveAllPendingAttrType(intf, type.type, period);
   }
 }
 
 void MrpLeaveAllSm::mrpEnableLeaveAllPendingAttrType(IntfId intf, std::uint8_t type,
                                                      Seconds period) {
   Ptr<MrpIntfLeaveAllSm>& sm = intfLeaveAllSm_.is(intf);
-  if (!sm) sm = Platform::makePtr<MrpIntfLeaveAllSm>(intf, mrpSm_, timerWheel_);
+  if (!sm) sm = Platform::makePtr<MrpIntfLeaveAllSm>(intf, *this, timerWheel_);
   sm->leaveAllPendingIs(type, period);
 }
 
 void MrpLeaveAllSm::mrpDisableLeaveAllPending(IntfId intf) {
-  for (std::uint8_t type = 1; type <= mrpSm_.maxAttrTypes(); ++type) {
-    mrpDisableLeaveAllPendingAttrType(intf, type);
+  for (const AttributeTypeInfo& type : env().info.types) {
+    mrpDisableLeaveAllPendingAttrType(intf, type.type);
   }
 }
 
@@ -64,7 +61,7 @@ void MrpLeaveAllSm::mrpDisableLeaveAllPendingAttrType(IntfId intf, std::uint8_t 
   MrpIntfLeaveAllSm* sm = intfLeaveAllSm(intf);
   if (!sm) return;
   sm->leaveAllPendingDel(type);
-  mrpSm_.applicationDatabase()->leaveAllTimeDel({intf, type});
+  env().database.leaveAllTimeDel({intf, type});
   if (sm->leaveAllPending().empty()) intfLeaveAllSm_.del(intf);
 }
 
@@ -74,20 +71,59 @@ void MrpLeaveAllSm::mrpPostLeaveAllToSm(IntfId intf, std::uint8_t type,
   MRP_ASSERT_TEXT(applicantEvent != MrpApplicantEvent::rxLvAll_ &&
                       registrarEvent != MrpRegistrarEvent::regLvAll_,
                   "applicantEvent != rxLvAll_ && registrarEvent != regLvAll_");
-  MrpApplicantSm& applicant = *mrpSm_.applicantSm();
-  MrpRegistrarSm& registrar = *mrpSm_.registrarSm();
-  mrpSm_.walkAttributes(intf, type, [&](MrpAttrDatabase& record) {
-    MRP_TRACE(mrpSm_.trace(), 7,
-              "PostLeaveAllToSm: attributeKey = 0x" << std::hex << record.attributeKey() << std::dec
+  machines_.records.walk(intf, type, [&](Subject subject) {
+    MRP_TRACE(env().trace, 7,
+              "PostLeaveAllToSm: attributeKey = 0x" << std::hex << subject.key() << std::dec
                                                     << " Type= " << +type
                                                     << "interface = " << intf);
-    mrpSm_.contextIs(intf, type, record);
-    applicant.applicantEventIs(applicantEvent);
-    applicant.handleApplicantEvent(record);
-    registrar.registrarEventIs(registrarEvent);
-    registrar.handleRegistrarEvent(record);
+    machines_.records.currentIs(subject);
+    subject.record = machines_.applicant.handle(subject, applicantEvent);
+    if (subject) machines_.registrar.handle(subject, registrarEvent);
   });
 }
+
+void MrpLeaveAllSm::postToAllTypes(IntfId intf, MrpApplicantEvent applicantEvent,
+                                   MrpRegistrarEvent registrarEvent) {
+  for (const AttributeTypeInfo& type : env().info.types) {
+    mrpPostLeaveAllToSm(intf, type.type, applicantEvent, registrarEvent);
+  }
+}
+
+void MrpLeaveAllSm::sendLeaveAll(IntfId intf, std::uint8_t type) {
+  MRP_TRACE(env().trace, 7,
+            " handleTxLeaveAll. type = " << +type << " intfId = " << intf
+                                         << " sendTxLvAllIs = " << env().context->sendTxLvAll());
+  env().context->sendTxLvAllIs(true);
+  mrpPostLeaveAllToSm(intf, type, MrpApplicantEvent::txLvAll, MrpRegistrarEvent::txLvAll);
+  sendPending(intf, type);
+}
+
+// A LeaveAll that no new vector has taken along goes out bare.
+void MrpLeaveAllSm::sendPending(IntfId intf, std::uint8_t type) {
+  if (env().context->sendTxLvAll()) machines_.transmitter.sendLeaveAll(intf, type);
+  env().context->sendTxLvAllIs(false);
+}
+
+void MrpLeaveAllSm::mrpAllLeaveAllSm(IntfId intf, std::uint8_t type) {
+  env().context->sendTxLvAllIs(true);
+  machines_.records.walk(intf, type, [&](Subject subject) {
+    MRP_TRACE(env().trace, 7, "AllLeaveAllSm: attributeKey = 0x" << std::hex << subject.key());
+    machines_.records.currentIs(subject);
+    machines_.applicant.handle(subject, MrpApplicantEvent::txLvAll);
+  });
+  sendPending(intf, type);
+}
+
+void MrpLeaveAllSm::transmitAllLeaveAll(IntfId intf) {
+  const Seconds period = leaveAllPeriod(intf);
+  for (const AttributeTypeInfo& type : env().info.types) {
+    mrpAllLeaveAllSm(intf, type.type);
+    if (MrpIntfLeaveAllSm* sm = intfLeaveAllSm(intf)) sm->restart(type.type, period);
+  }
+  flush(intf);
+}
+
+void MrpLeaveAllSm::flush(IntfId intf) { machines_.transmitter.flush(intf); }
 
 void MrpLeaveAllSm::handleCfgLeaveAllTime() {
   if (!hasNotificationActive()) return;
@@ -102,7 +138,7 @@ void MrpLeaveAllSm::handleCfgIntfLeaveAllTime(IntfId intf) {
 
 void MrpLeaveAllSm::handleCfgTimersEnabled() {
   if (!hasNotificationActive()) return;
-  MRP_TRACE(mrpSm_.trace(), 8, "MrpLeaveAllSm::handleCfgTimersEnabled()");
+  MRP_TRACE(env().trace, 8, "MrpLeaveAllSm::handleCfgTimersEnabled()");
 }
 
 }  // namespace Mrp

@@ -2,14 +2,23 @@
 
 #include <map>
 
-#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpAttribute.h"
 #include "mrp/types/MrpEnums.h"
+#include "mrp/types/PlatformNames.h"
 #include "platform/interface/IntfMap.h"
+#include "platform/reactor/Entity.h"
 #include "platform/time/TimerWheel.h"
 
 namespace Mrp {
 
-class MrpSm;
+class MrpApplicantSm;
+class MrpConfig;
+class MrpLeaveAllSm;
+class MrpRegistrarSm;
+class PeriodSource;
+class Records;
+class Transmitter;
+struct Environment;
 
 // When the LeaveAll of one attribute type on one port is due.
 struct MrpLeaveAllTimer {
@@ -20,7 +29,7 @@ struct MrpLeaveAllTimer {
 // LeaveAll periods of one port (IEEE 802.1Q 10.7.9), one an attribute type, on one timer.
 class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
  public:
-  MrpIntfLeaveAllSm(IntfId intfId, MrpSm& mrpSm, Ptr<Platform::TimerWheel> timerWheel);
+  MrpIntfLeaveAllSm(IntfId intfId, MrpLeaveAllSm& all, Ptr<Platform::TimerWheel> timerWheel);
 
   const std::map<std::uint8_t, MrpLeaveAllTimer>& leaveAllPending() const {
     return leaveAllPending_;
@@ -44,7 +53,7 @@ class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
   void due(std::uint8_t type, MrpLeaveAllTimer& timer, Seconds period);
 
   IntfId intfId_;
-  MrpSm& mrpSm_;
+  MrpLeaveAllSm& all_;
   Ptr<Platform::TimerWheel> timerWheel_;
   Platform::MemberTimer leaveAllTimer_;
   Seconds deadline_ = Seconds::never();  // of the timer, whether ahead or served
@@ -55,9 +64,23 @@ class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
 // and type are posted.
 class MRP_API MrpLeaveAllSm : public Platform::Entity {
  public:
-  MrpLeaveAllSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
+  // What a LeaveAll sets in motion.
+  struct Machines {
+    const Environment& env;
+    Records& records;
+    MrpApplicantSm& applicant;
+    MrpRegistrarSm& registrar;
+    Transmitter& transmitter;
+    PeriodSource& periods;
+  };
+
+  MrpLeaveAllSm(const Machines& machines, Ptr<MrpConfig> mrpConfig,
+                Ptr<Platform::TimerWheel> timerWheel);
 
   MrpIntfLeaveAllSm* intfLeaveAllSm(IntfId intf) const;
+
+  // The next LeaveAll period of a port.
+  Seconds leaveAllPeriod(IntfId intf) const;
 
   void mrpEnableLeaveAllPending(IntfId intf);
   void mrpEnableLeaveAllPendingAttrType(IntfId intf, std::uint8_t type, Seconds period);
@@ -65,9 +88,19 @@ class MRP_API MrpLeaveAllSm : public Platform::Entity {
   void mrpDisableLeaveAllPendingAttrType(IntfId intf, std::uint8_t type);
 
   // Runs both machines of every attribute of the port and type, in key order. Never for a received
-  // LeaveAll, see MrpSm::mrpProcessRxLeaveAll.
+  // LeaveAll, which the receive path applies.
   void mrpPostLeaveAllToSm(IntfId intf, std::uint8_t type, MrpApplicantEvent applicantEvent,
                            MrpRegistrarEvent registrarEvent);
+  // The same for every type of the application.
+  void postToAllTypes(IntfId intf, MrpApplicantEvent applicantEvent,
+                      MrpRegistrarEvent registrarEvent);
+  // Sends a LeaveAll of a type as its period does, with the Registrar's event or without: on
+  // request the registrations of this port are not doubted.
+  void sendLeaveAll(IntfId intf, std::uint8_t type);
+  void mrpAllLeaveAllSm(IntfId intf, std::uint8_t type);
+  // All types of a port, on request; running periods start again.
+  void transmitAllLeaveAll(IntfId intf);
+  void flush(IntfId intf);
 
   // A new period takes effect at once; one that is set while notifications are off, at the next
   // expiry.
@@ -75,10 +108,13 @@ class MRP_API MrpLeaveAllSm : public Platform::Entity {
   void handleCfgIntfLeaveAllTime(IntfId intf);
   void handleCfgTimersEnabled();
 
+  const Environment& env() const { return machines_.env; }
+
  private:
   void handleInitialized();
+  void sendPending(IntfId intf, std::uint8_t type);
 
-  MrpSm& mrpSm_;
+  Machines machines_;
   Ptr<MrpConfig> mrpConfig_;
   Ptr<Platform::TimerWheel> timerWheel_;
   Platform::IntfMap<Ptr<MrpIntfLeaveAllSm>> intfLeaveAllSm_;
@@ -87,9 +123,5 @@ class MRP_API MrpLeaveAllSm : public Platform::Entity {
   Platform::Reactor<IntfId> intfLeaveAllTimeReactor_;
   Platform::Reactor<> timersEnabledReactor_;
 };
-
-// LeaveAll period of a port, randomised to 1.0 .. 1.5 times the configured time unless
-// DISABLE_LEAVE_ALL_RANDOMIZATION is in the environment; looked up at every call.
-Seconds getLeaveAllTime(const MrpSm& mrpSm, IntfId intf);
 
 }  // namespace Mrp

@@ -1,8 +1,9 @@
 #include "mrp/MrpSm/sm/MrpRegistrarSm.h"
 
-#include "mrp/MrpSm/engine/EventLogs.h"
-#include "mrp/MrpSm/engine/MrpSm.h"
-#include "mrp/MrpSm/sm/IndicationScope.h"
+#include "mrp/MrpSm/db/Records.h"
+#include "mrp/MrpSm/env/EventLogs.h"
+#include "mrp/MrpSm/sm/Indications.h"
+#include "platform/Assert.h"
 
 namespace Mrp {
 namespace {
@@ -11,9 +12,16 @@ const Seconds kTxPeriod{0.1};
 
 }  // namespace
 
-MrpRegistrarSm::MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig,
+MrpRegistrarSm::MrpRegistrarSm(const Environment& env, Records& records, Indications& indications,
+                               Inbox& inbox, Outbox& outbox, Ptr<MrpConfig> mrpConfig,
                                Ptr<Platform::TimerWheel> timerWheel)
-    : mrpSm_(mrpSm), mrpConfig_(std::move(mrpConfig)), timerWheel_(std::move(timerWheel)) {
+    : env_(env),
+      records_(records),
+      indications_(indications),
+      inbox_(inbox),
+      outbox_(outbox),
+      mrpConfig_(std::move(mrpConfig)),
+      timerWheel_(std::move(timerWheel)) {
   txTimer_.bind<&MrpRegistrarSm::handleTxTimer>(this);
   timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kLeave, this);
   timerWheel_->handlerIs<&MrpRegistrarSm::handleLeaveTimer>(MrpLeaveSm::kExplicitLeave, this);
@@ -22,7 +30,10 @@ MrpRegistrarSm::MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig,
   handleInitialized();
 }
 
-MrpRegistrarSm::~MrpRegistrarSm() { leaveSmDelAll(); }
+MrpRegistrarSm::~MrpRegistrarSm() {
+  leaveSmDelAll();
+  explicitLeaveSmDelAll();
+}
 
 void MrpRegistrarSm::handleInitialized() {
   MRP_ASSERT_TEXT(!initialized_, "!initialized()");
@@ -32,147 +43,156 @@ void MrpRegistrarSm::handleInitialized() {
 
 // Declarations of one burst share MRPDUs: open packets leave every tenth of a second.
 void MrpRegistrarSm::handleTxTimer() {
-  mrpSm_.mrpTransmitTxAttributes();
+  outbox_.flush();
   timerWheel_->deadlineIs(txTimer_, timerWheel_->clock().now() + kTxPeriod);
 }
 
 void MrpRegistrarSm::handleCfgTimersEnabled() {
   if (!hasNotificationActive()) return;
-  MRP_TRACE(mrpSm_.trace(), 8, "MrpRegistrarSm::handleCfgTimersEnabled()");
+  MRP_TRACE(env_.trace, 8, "MrpRegistrarSm::handleCfgTimersEnabled()");
 }
 
 void MrpRegistrarSm::handleRegistrarEvent() {
-  MrpAttrDatabase* record = mrpSm_.mrpGetAttribute(false);
-  if (!record) {
-    MRP_TRACE(mrpSm_.trace(), 8, " attribute not found, returning@!!! ");
-    return;
-  }
-  handleRegistrarEvent(*record);
-}
-
-void MrpRegistrarSm::handleRegistrarEvent(MrpAttrDatabase& record) {
-  const MrpRegistrarEvent event = registrarEvent_;
-  const bool traced = mrpSm_.trace().isOn(7);
-  if (traced) traceEvent(record);
-  if (event == MrpRegistrarEvent::rLv) logLeave("received", record.registrarState(), event);
-
-  // An indication may call the service and so move or delete the record: it ends the hand-on.
-  indicated_ = false;
-  const bool discarded = dispatch(event, record);
-  MrpAttrDatabase* current = indicated_ ? mrpSm_.mrpGetAttribute(false) : &record;
-  if (current && traced) traceExit(*current);
-  if (discarded) joinDiscarded();
-  if (!current) return;
-  if (discarded) current->registrarStateIs(MrpRegistrarState::mt);
-  if (current->atRest()) {
-    delLeavePending(*current);
-    mrpSm_.mrpDeleteAttrFromDatabase();
+  if (const Subject subject = records_.find(env_.current())) {
+    handle(subject, registrarEvent_);
+  } else {
+    MRP_TRACE(env_.trace, 8, " attribute not found, returning@!!! ");
   }
 }
 
-void MrpRegistrarSm::traceEvent(const MrpAttrDatabase& record) const {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  MRP_TRACE(mrpSm_.trace(), 7,
+void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
+  const bool traced = env_.trace.isOn(7);
+  if (traced) tellEvent(subject, event);
+  if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
+
+  const MrpRegistrarState from = subject.record->registrarState();
+  const std::uint64_t key = subject.key();
+  const Outcome outcome = dispatch(subject, event);
+  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
+  if (subject && traced) tellExit(subject.record->registrarState());
+  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
+  if (!subject) return;
+  MrpAttrDatabase& record = *subject.record;
+  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
+  if (env_.observed()) tellMove(subject, from, event);
+  if (!record.atRest()) return;
+  delLeavePending(record);
+  records_.deletePending(subject);
+}
+
+void MrpRegistrarSm::tellEvent(Subject subject, MrpRegistrarEvent event) const {
+  MRP_TRACE(env_.trace, 7,
             "handleRegistrarEvent Key = 0x"
-                << std::hex << context.attributeKey() << std::dec
-                << " Type= " << +context.attributeType() << " intf = " << context.intfId()
-                << " Enter: state = " << record.registrarState() << " event = " << registrarEvent_);
+                << std::hex << subject.key() << std::dec << " Type= " << +subject.type()
+                << " intf = " << subject.intf()
+                << " Enter: state = " << subject.record->registrarState() << " event = " << event);
 }
 
-bool MrpRegistrarSm::dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record) {
-  switch (record.registrarState()) {
+void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
+}
+
+void MrpRegistrarSm::tellMove(Subject subject, MrpRegistrarState from,
+                              MrpRegistrarEvent event) const {
+  env_.moved(MrpObserver::Machine::registrar, from, event, subject.record->registrarState(),
+             subject.attribute());
+}
+
+void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
+}
+
+MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegistrarEvent event) {
+  switch (subject.record->registrarState()) {
     case MrpRegistrarState::in:
-      return handleInStateRegistrar(event, record);
+      return handleInStateRegistrar(subject, event);
     case MrpRegistrarState::lv:
-      return handleLvStateRegistrar(event, record);
+      return handleLvStateRegistrar(subject, event);
     case MrpRegistrarState::mt:
-      return handleMtStateRegistrar(event, record);
+      return handleMtStateRegistrar(subject, event);
   }
-  traceInvalidState(record);
-  return false;
+  tellInvalid(subject.record->registrarState());
+  return Outcome::quiet;
 }
 
-void MrpRegistrarSm::traceExit(const MrpAttrDatabase& record) const {
-  MRP_TRACE(mrpSm_.trace(), 7, " Exit: state = " << record.registrarState());
-}
-
-void MrpRegistrarSm::traceInvalidState(const MrpAttrDatabase& record) const {
-  MRP_TRACE(mrpSm_.trace(), 8, "Invalid registrar State = " << record.registrarState());
-}
-
-bool MrpRegistrarSm::handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
+                                                               MrpRegistrarEvent event) {
   switch (event) {
     case MrpRegistrarEvent::rNew:
-      logJoin(record.registrarState(), event);
-      return joinIndication();
+      logJoin(subject, event);
+      return joinIndication(subject);
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
-      return joinUpdate(record);
+      return joinUpdate(subject);
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
     case MrpRegistrarEvent::reDeclare:
-      addLeavePending(record);
-      record.registrarStateIs(MrpRegistrarState::lv);
-      return false;
+      addLeavePending(subject, event);
+      subject.record->registrarStateIs(MrpRegistrarState::lv);
+      return Outcome::quiet;
     case MrpRegistrarEvent::flush:
-      record.registrarStateIs(MrpRegistrarState::mt);
-      return false;
+      subject.record->registrarStateIs(MrpRegistrarState::mt);
+      return Outcome::quiet;
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return false;
+      return Outcome::quiet;
   }
-  return false;
+  return Outcome::quiet;
 }
 
-bool MrpRegistrarSm::handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(Subject subject,
+                                                               MrpRegistrarEvent event) {
+  MrpAttrDatabase& record = *subject.record;
   switch (event) {
     case MrpRegistrarEvent::rNew:
       record.registrarStateIs(MrpRegistrarState::in);
       delLeavePending(record);
-      return joinIndication();
+      return joinIndication(subject);
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       record.registrarStateIs(MrpRegistrarState::in);
       delLeavePending(record);
-      return joinUpdate(record);
+      return joinUpdate(subject);
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
     case MrpRegistrarEvent::reDeclare:
-      addLeavePending(record);
-      return false;
+      addLeavePending(subject, event);
+      return Outcome::quiet;
     case MrpRegistrarEvent::flush:
-      logLeave("notified", record.registrarState(), event);
+      logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
-      leaveIndication();
-      return false;
-    case MrpRegistrarEvent::leaveTimer:
-      logLeave("notified", record.registrarState(), event);
+      return leaveIndication(subject);
+    case MrpRegistrarEvent::leaveTimer: {
+      const MrpAttribute attribute = subject.attribute();
+      logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
-      leaveIndication();
-      mrpDeleteAttrFromLeavePending();
-      return false;
+      const Outcome outcome = leaveIndication(subject);
+      mrpDeleteAttrFromLeavePending(attribute);
+      return outcome;
+    }
     case MrpRegistrarEvent::none:
-      return false;
+      return Outcome::quiet;
   }
-  return false;
+  return Outcome::quiet;
 }
 
-bool MrpRegistrarSm::handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(Subject subject,
+                                                               MrpRegistrarEvent event) {
+  MrpAttrDatabase& record = *subject.record;
   switch (event) {
     case MrpRegistrarEvent::rNew:
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       // Our own declaration has its record beyond the limit, the neighbour's has none there.
-      if (record.onlyDeclared() &&
-          mrpSm_.refuses(AttrTable::ownerOf(record), record.attributeKey())) {
-        return false;
+      if (record.onlyDeclared() && records_.refuses(*subject.types, record.attributeKey())) {
+        return Outcome::quiet;
       }
-      logJoin(record.registrarState(), event);
+      logJoin(subject, event);
       record.registrarStateIs(MrpRegistrarState::in);
-      MRP_TRACE(mrpSm_.trace(), 7, "Join Indication called");
-      return joinIndication();
+      MRP_TRACE(env_.trace, 7, "Join Indication called");
+      return joinIndication(subject);
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
@@ -180,76 +200,70 @@ bool MrpRegistrarSm::handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrData
     case MrpRegistrarEvent::flush:
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return false;
+      return Outcome::quiet;
   }
-  return false;
+  return Outcome::quiet;
 }
 
 // A repeated join of an attribute that is registered: the application hears of it when the value
-// has changed. A domain's value is its own station's, so every join of a domain is indicated and
-// none is stored.
-bool MrpRegistrarSm::joinUpdate(MrpAttrDatabase& record) {
-  const bool domain =
-      mrpSm_.mrpLib()->application() == MrpApplication::msrp &&
-      mrpSm_.parseContext()->attributeType() == static_cast<std::uint8_t>(MsrpAttrType::domain);
-  if (!domain) {
-    if (mrpSm_.mrpRxVectorSameAs(record)) {
-      mrpSm_.mrpCounters()->numOfJoinIndicationsInc();
-      return false;
+// has changed. Where the value is each station's own, every join is indicated and none is stored.
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject) {
+  const AttributeTypeInfo* type = env_.info.type(subject.type());
+  if (!type || !type->own) {
+    const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
+    if (!received.empty() && subject.record->valueEquals(received)) {
+      env_.counters->numOfJoinIndicationsInc();
+      return Outcome::quiet;
     }
-    mrpSm_.mrpPopulateValueInDatabase(record, false);
+    subject.record->valueIs(received);
   }
-  return joinIndication();
+  return joinIndication(subject);
 }
 
-bool MrpRegistrarSm::joinIndication() {
-  IndicationScope scope(mrpSm_);
-  const bool discarded = mrpSm_.mrpLib()->mrpJoinIndication(scope.parameters());
-  indicated_ = true;
-  mrpSm_.mrpCounters()->numOfJoinIndicationsInc();
-  return discarded;
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject) {
+  return indications_.join(subject.attribute()) ? Outcome::discarded : Outcome::indicated;
 }
 
-void MrpRegistrarSm::leaveIndication() {
-  MRP_TRACE(mrpSm_.trace(), 7, "LeaveIndication called");
-  IndicationScope scope(mrpSm_);
-  mrpSm_.mrpLib()->mrpLeaveIndication(scope.parameters());
-  indicated_ = true;
-  mrpSm_.mrpCounters()->numOfLeaveIndicationsInc();
+MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject) {
+  MRP_TRACE(env_.trace, 7, "LeaveIndication called");
+  indications_.leave(subject.attribute());
+  return Outcome::indicated;
 }
 
 void MrpRegistrarSm::mrpSetRegistrarState(MrpRegistrarState state) {
-  if (MrpAttrDatabase* record = mrpSm_.mrpGetAttribute(false)) record->registrarStateIs(state);
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->registrarStateIs(state);
+  }
 }
 
 // The log's numbers are crossed against its labels, the trace's are not; readers of the log rely on
 // both.
-void MrpRegistrarSm::joinDiscarded() {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  const unsigned event = context.attributeEvent();
-  const unsigned type = context.attributeType();
-  MRP_TRACE(mrpSm_.trace(), 4,
-            "Join was discarded by MSRP, interface: " << context.intfId() << ", attrType: " << type
+void MrpRegistrarSm::joinDiscarded(const MrpAttribute& attribute) {
+  const unsigned event = env_.context->attributeEvent();
+  const unsigned type = attribute.attributeType;
+  MRP_TRACE(env_.trace, 4,
+            "Join was discarded by MSRP, interface: " << attribute.intfId << ", attrType: " << type
                                                       << ", attrEvent: " << event);
-  logEvent(mrpSm_.eventLog(), kMrpError, [&] {
+  logEvent(env_.eventLog, kMrpError, [&] {
     return formatText("Join was discarded by MSRP, interface: %s, attrType: %d, attrEvent: %d",
-                      context.intfId().name(), event, type);
+                      attribute.intfId.name(), event, type);
+  });
+  env_.discarded(MrpObserver::Reason::joinDiscarded, attribute);
+}
+
+void MrpRegistrarSm::logJoin(Subject subject, MrpRegistrarEvent event) const {
+  logEvent(env_.eventLog, kMrpJoin, [&] {
+    return formatText(kMrpJoin.format, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 
-void MrpRegistrarSm::logJoin(MrpRegistrarState state, MrpRegistrarEvent event) {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  logEvent(mrpSm_.eventLog(), kMrpJoin, [&] {
-    return formatText(kMrpJoin.format, context.intfId().name(), +context.attributeType(),
-                      hexStr(context.attributeKey()), stringValue(state), stringValue(event));
-  });
-}
-
-void MrpRegistrarSm::logLeave(const char* how, MrpRegistrarState state, MrpRegistrarEvent event) {
-  const MrpParseContext& context = *mrpSm_.parseContext();
-  logEvent(mrpSm_.eventLog(), kMrpLv, [&] {
-    return formatText(kMrpLv.format, how, context.intfId().name(), +context.attributeType(),
-                      hexStr(context.attributeKey()), stringValue(state), stringValue(event));
+void MrpRegistrarSm::logLeave(const char* how, Subject subject, MrpRegistrarEvent event) const {
+  logEvent(env_.eventLog, kMrpLv, [&] {
+    return formatText(kMrpLv.format, how, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 

@@ -1,83 +1,115 @@
 #pragma once
 
-#include "mrp/types/MrpConfig.h"
-#include "mrp/types/MrpStatus.h"
+#include "mrp/MrpSm/MrpObserver.h"
+#include "mrp/types/MrpEnums.h"
+#include "mrp/types/MrpLeaveSm.h"
+#include "mrp/types/PlatformNames.h"
+#include "platform/reactor/Entity.h"
 #include "platform/time/TimerWheel.h"
 
 namespace Mrp {
 
-class MrpSm;
+class Inbox;
+class Indications;
+class MrpAttrDatabase;
+class MrpConfig;
+class Outbox;
+class Records;
+struct Environment;
+struct Subject;
 
-// Registrar (IEEE 802.1Q 10.7.8): records what the neighbour has declared about the engine's
-// current attribute and tells the application. One per engine; the state is in the attribute's
-// record. Serves the leave timers and owns the
-// transmit timer that flushes the open packets.
-class MrpRegistrarSm : public Platform::Entity {
+// Registrar (IEEE 802.1Q 10.7.8): records what the neighbour has declared about an attribute and
+// tells the application. One per engine; the state is in the attribute's record. Serves the leave
+// timers and owns the transmit timer that flushes the open packets.
+class MRP_API MrpRegistrarSm : public Platform::Entity {
  public:
-  MrpRegistrarSm(MrpSm& mrpSm, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
+  // `inbox` and `outbox` as the leave timers and the transmit timer need them.
+  MrpRegistrarSm(const Environment& env, Records& records, Indications& indications, Inbox& inbox,
+                 Outbox& outbox, Ptr<MrpConfig> mrpConfig, Ptr<Platform::TimerWheel> timerWheel);
   ~MrpRegistrarSm() override;
 
-  // The event to be processed next.
+  // Takes an event; the value received stands in the receive record. The record may be gone
+  // afterwards.
+  void handle(Subject subject, MrpRegistrarEvent event);
+
+  // The stored event against the current attribute; nothing when it has no record.
   void registrarEventIs(MrpRegistrarEvent event) { registrarEvent_ = event; }
   MrpRegistrarEvent registrarEvent() const { return registrarEvent_; }
-  // Processes the stored event against the current attribute; nothing when it has no record. The
-  // record may be gone afterwards.
   void handleRegistrarEvent();
-  // The same for a caller that holds the current attribute's record.
-  void handleRegistrarEvent(MrpAttrDatabase& record);
+  // Nothing happens when the current attribute has no record.
+  void mrpSetRegistrarState(MrpRegistrarState state);
 
   static MrpRegistrarEvent mrpMapRxRegistrarEvent(std::uint8_t threePackedEvent) {
     return registrarEventOf(threePackedEvent);
   }
-  // Nothing happens when the current attribute has no record.
-  void mrpSetRegistrarState(MrpRegistrarState state);
 
-  // Leave timers of the current attribute.
+  // Leave timers of the current attribute, or of the named one.
   void mrpAddAttrToLeavePending();
   void mrpDeleteAttrFromLeavePending();
+  void mrpDeleteAttrFromLeavePending(const MrpAttribute& attribute);
   // Drops every leave timer of a port.
   void mrpCancelLeavePending(IntfId intf);
 
   // Timers of the two collections while they run; null otherwise. `leaveSm` serves LeaveAlls and
-  // role changes, `explicitLeaveSm` a received Lv.
+  // role changes, `explicitLeaveSm` a received Lv. The DelAll forms drop all timers of one.
   MrpLeaveSm* leaveSm(const MrpAttribute& attribute) const;
   MrpLeaveSm* explicitLeaveSm(const MrpAttribute& attribute) const;
   void leaveSmDelAll();
+  void explicitLeaveSmDelAll();
 
   void handleTxTimer();
   void handleCfgTimersEnabled();
 
  private:
+  // What an event came to: an indication ends the hand-on of the record, which the application may
+  // have moved or deleted.
+  enum class Outcome : std::uint8_t { quiet, indicated, discarded };
+
   void handleInitialized();
-  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
-  void traceEvent(const MrpAttrDatabase& record) const;
-  void traceExit(const MrpAttrDatabase& record) const;
-  void traceInvalidState(const MrpAttrDatabase& record) const;
-  bool handleInStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
-  bool handleLvStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
-  bool handleMtStateRegistrar(MrpRegistrarEvent event, MrpAttrDatabase& record);
-  bool joinUpdate(MrpAttrDatabase& record);
-  bool joinIndication();
-  void leaveIndication();
-  bool dispatch(MrpRegistrarEvent event, MrpAttrDatabase& record);
-  void joinDiscarded();
-  void addLeavePending(MrpAttrDatabase& record);
-  static void delLeavePending(MrpAttrDatabase& record);
+  // What is told of an event, apart from the hot path: it costs that registers even when it is off.
+  [[gnu::cold]] void tellEvent(Subject subject, MrpRegistrarEvent event) const;
+  [[gnu::cold]] void tellExit(MrpRegistrarState state) const;
+  [[gnu::cold]] void tellMove(Subject subject, MrpRegistrarState from,
+                              MrpRegistrarEvent event) const;
+  [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
+
+  Outcome dispatch(Subject subject, MrpRegistrarEvent event);
+  Outcome handleInStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome handleLvStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome handleMtStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome joinUpdate(Subject subject);
+  Outcome joinIndication(Subject subject);
+  Outcome leaveIndication(Subject subject);
+  [[gnu::cold]] void joinDiscarded(const MrpAttribute& attribute);
+  void addLeavePending(Subject subject, MrpRegistrarEvent event);
+  void delLeavePending(MrpAttrDatabase& record) const;
+  Seconds leaveTime(IntfId intf, MrpRegistrarEvent event) const;
   void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
   void handleLeaveTimer(Platform::Timer& timer);
   void handleLeavePending(MrpLeaveSm& sm);
-  static void leaveSmDrop(MrpLeaveSm& sm);
-  void logJoin(MrpRegistrarState state, MrpRegistrarEvent event);
-  void logLeave(const char* how, MrpRegistrarState state, MrpRegistrarEvent event);
+  void drop(MrpLeaveSm& sm) const;
+  void unmark(MrpLeaveSm& sm) const;
+  void dropAll(MrpLeaveSm& (MrpAttrDatabase::*which)());
+  [[gnu::cold]] void tellArmed(MrpLeaveSm& sm, Seconds leaveTime) const;
+  [[gnu::cold]] void tellTimer(MrpLeaveSm& sm, MrpObserver::TimerStep step, Seconds due) const;
 
-  MrpSm& mrpSm_;
+  [[gnu::cold]] void logJoin(Subject subject, MrpRegistrarEvent event) const;
+  [[gnu::cold]] void logLeave(const char* how, Subject subject, MrpRegistrarEvent event) const;
+
+  const Environment& env_;
+  Records& records_;
+  Indications& indications_;
+  Inbox& inbox_;
+  Outbox& outbox_;
   Ptr<MrpConfig> mrpConfig_;
   Ptr<Platform::TimerWheel> timerWheel_;
   Platform::MemberTimer txTimer_;
   MrpRegistrarEvent registrarEvent_ = MrpRegistrarEvent::none;
   bool initialized_ = false;
-  bool indicated_ = false;  // an indication was given during the event being handled
   Platform::Reactor<> timersEnabledReactor_;
 };
+
+// Leave time of a port, its own or the global one.
+Seconds leaveTimeOf(const MrpConfig& config, IntfId intf);
 
 }  // namespace Mrp

@@ -1,0 +1,23 @@
+# Simulated networks: a program that replays a seed, and a library of what is no application's own.
+
+mrp_sources(sim_network_sources sim/network)
+mrp_sources(sim_sources sim)
+list(REMOVE_ITEM sim_sources ${sim_network_sources})
+if(sim_sources AND TARGET mrp_agent)
+  find_package(CLI11 REQUIRED)
+  add_library(mrp_sim_network STATIC ${sim_network_sources})
+  add_executable(mrp_sim ${sim_sources})
+  foreach(target mrp_sim_network mrp_sim)
+    mrp_compile_flags(${target})
+  endforeach()
+  target_link_libraries(mrp_sim PRIVATE mrp_sim_network ${internal_libraries} CLI11::CLI11)
+  # Six times slower under the sanitizers.
+  set(sim_ranges 1-300 301-600)
+  if(MRP_SANITIZE)
+    set(sim_ranges 1-150)
+  endif()
+  foreach(range IN LISTS sim_ranges)
+    add_test(NAME sim_${range} COMMAND mrp_sim --seeds ${range})
+    set_tests_properties(sim_${range} PROPERTIES TIMEOUT 300)
+  endforeach()
+endif()

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "mrp/MrpMsrp/MsrpValues.h"
+#include "mrp/MrpMvrp/MvrpValues.h"
+#include "mrp/types/Applications.h"
+#include "mrp/types/Octets.h"
+
+namespace Mrp {
+
+// The receive and the transmit record of one attribute type.
+template <class Value>
+struct ValueSlots {
+  using Type = Value;
+  Value rx{};
+  Value tx{};
+};
+
+// The scratch records in which attribute values travel between an agent and its engine.
+class MRP_API ValueRecords {
+ public:
+  ValueRecords() = default;
+  ValueRecords(const ValueRecords&) = delete;
+  ValueRecords& operator=(const ValueRecords&) = delete;
+
+  ValueSlots<MsrpTalkerAdvertiseAttribute> talkerAdvertise;
+  ValueSlots<MsrpTalkerFailedAttribute> talkerFailed;
+  ValueSlots<MsrpListenerAttribute> listener;
+  ValueSlots<MsrpDomainAttribute> domain;
+  ValueSlots<MvrpVlanAttribute> vlan;
+
+  // Whose types the images below are.
+  void applicationIs(MrpApplication application);
+
+  // The octets of a type's record: the image in which values are staged and stored. Empty for a
+  // type that the application lacks.
+  std::span<std::uint8_t> rxImage(std::uint8_t type) {
+    const Images& of = images(type);
+    return {of.rx, of.size};
+  }
+  std::span<std::uint8_t> txImage(std::uint8_t type) {
+    const Images& of = images(type);
+    return {of.tx, of.size};
+  }
+  // Both records of a type take a stored value, or what there is of it.
+  void takeImage(std::uint8_t type, std::span<const std::uint8_t> value) {
+    const Images& of = images(type);
+    if (value.size() == 2 && of.size == 2) {
+      std::memcpy(of.rx, value.data(), 2);
+      std::memcpy(of.tx, value.data(), 2);
+    } else {
+      const std::size_t size = std::min<std::size_t>(value.size(), of.size);
+      copyOctets(of.rx, value.data(), size);
+      copyOctets(of.tx, value.data(), size);
+    }
+  }
+  // The receive record takes one image of a type's value, the transmit record another.
+  void takeImages(std::uint8_t type, const std::uint8_t* rx, const std::uint8_t* tx) {
+    const Images& of = images(type);
+    copyOctets(of.rx, rx, of.size);
+    copyOctets(of.tx, tx, of.size);
+  }
+  // The keys of the values in the two records; 0 for a type that the application lacks.
+  std::uint64_t rxKey(std::uint8_t type) const { return keyAt(images(type).rx, images(type)); }
+  std::uint64_t txKey(std::uint8_t type) const { return keyAt(images(type).tx, images(type)); }
+
+  // Calls `visit` with the records of a type, as what they are. False for a type that the
+  // application lacks.
+  template <class Visit>
+  bool with(MrpApplication application, std::uint8_t type, Visit&& visit) {
+    if (application == MrpApplication::mvrp) {
+      if (type != static_cast<std::uint8_t>(MvrpAttrType::vlan)) return false;
+      visit(vlan);
+      return true;
+    }
+    if (application != MrpApplication::msrp) return false;
+    switch (static_cast<MsrpAttrType>(type)) {
+      case MsrpAttrType::talkerAdvertise:
+        visit(talkerAdvertise);
+        return true;
+      case MsrpAttrType::talkerFailed:
+        visit(talkerFailed);
+        return true;
+      case MsrpAttrType::listener:
+        visit(listener);
+        return true;
+      case MsrpAttrType::domain:
+        visit(domain);
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  // All records as they are, to be put back: for whoever lets the application run.
+  class Saved {
+   public:
+    explicit Saved(const ValueRecords& from)
+        : talkerAdvertise_(from.talkerAdvertise),
+          talkerFailed_(from.talkerFailed),
+          listener_(from.listener),
+          domain_(from.domain),
+          vlan_(from.vlan) {}
+    // The receive records, or the transmit records.
+    void restoreRx(ValueRecords& to) const;
+    void restoreTx(ValueRecords& to) const;
+
+   private:
+    ValueSlots<MsrpTalkerAdvertiseAttribute> talkerAdvertise_;
+    ValueSlots<MsrpTalkerFailedAttribute> talkerFailed_;
+    ValueSlots<MsrpListenerAttribute> listener_;
+    ValueSlots<MsrpDomainAttribute> domain_;
+    ValueSlots<MvrpVlanAttribute> vlan_;
+  };
+
+ private:
+  struct Images {
+    std::uint8_t* rx = nullptr;
+    std::uint8_t* tx = nullptr;
+    std::uint8_t size = 0;
+    std::uint8_t keyOctets = 0;
+  };
+  const Images& images(std::uint8_t type) const { return images_[type <= kMostTypes ? type : 0]; }
+  static std::uint64_t keyAt(const std::uint8_t* octets, const Images& of) {
+    std::uint64_t key = 0;
+    for (std::size_t i = 0; i < of.keyOctets; ++i) key = key << 8 | octets[i];
+    return key;
+  }
+
+  std::array<Images, kMostTypes + 1> images_{};  // 0 is none
+};
+
+}  // namespace Mrp

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "mrp/MrpSm/pdu/MrpTxPacketContext.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
+#include "mrp/types/MrpEnums.h"
+
+// Packed events of a vector (IEEE 802.1Q-2018 10.8.2). A three-packed octet holds three events
+// 0..5 as base-6 digits, the first value's event weighing 36; a four-packed octet holds four
+// listener events 0..3, the first in the two highest bits. Unused places are 0.
+namespace Mrp {
+
+// NumberOfValues is the low part of the header, so counting up leaves LeaveAll alone.
+inline void countOneMoreValue(std::uint8_t* vector) {
+  writeU16(vector, static_cast<std::uint16_t>(readU16(vector) + 1));
+}
+
+// Writes the event of value `n`, counted from 1, and keeps the other events of its octet.
+// Division by a constant is a multiplication, hence one arm for each place.
+inline void mrpEncodeThreePackedEvent(std::uint8_t* eventsStart, std::uint8_t event, unsigned n) {
+  std::uint8_t& packed = eventsStart[(n - 1) / 3];
+  const unsigned old = packed;
+  switch ((n - 1) % 3) {
+    case 0:
+      packed = static_cast<std::uint8_t>(event * 36u + old % 36);
+      break;
+    case 1:
+      packed = static_cast<std::uint8_t>(old / 36 * 36 + event * 6u + old % 6);
+      break;
+    case 2:
+      packed = static_cast<std::uint8_t>(old / 6 * 6 + event);
+      break;
+  }
+}
+void mrpEncodeFourPackedEvent(std::uint8_t* eventsStart, MsrpListenerEvent event, unsigned n);
+
+// Calls `visit(event, index)` for the first `n` events packed three to an octet, index from 0.
+template <class Visit>
+void forEachThreePacked(const std::uint8_t* octets, std::uint32_t n, Visit visit) {
+  for (std::uint32_t index = 0; index < n;) {
+    const unsigned octet = *octets++;
+    const std::uint8_t events[] = {static_cast<std::uint8_t>(octet / 36),
+                                   static_cast<std::uint8_t>(octet / 6 % 6),
+                                   static_cast<std::uint8_t>(octet % 6)};
+    for (std::size_t i = 0; i < 3 && index < n; ++i, ++index) visit(events[i], index);
+  }
+}
+// The event of value `index`, from 0, of those packed four to an octet.
+inline MsrpListenerEvent fourPackedEvent(const std::uint8_t* octets, std::uint32_t index) {
+  return static_cast<MsrpListenerEvent>(octets[index / 4] >> (6 - 2 * (index % 4)) & 3);
+}
+
+// Append one value to the current vector: its event (and a listener's event) is packed and
+// NumberOfValues grows by one, LeaveAll stays as it is. An octet that is opened is cleared first.
+// The result is the number of octets by which the vector grew.
+inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstValueSize,
+                                        std::uint8_t event) {
+  std::uint8_t* events = vector + kVectorHeaderSize + firstValueSize;
+  const unsigned n = mrpGetNumOfValues(vector);
+  const bool opens = n % 3 == 0;
+  if (opens) events[n / 3] = 0;
+  mrpEncodeThreePackedEvent(events, event, n + 1);
+  countOneMoreValue(vector);
+  return opens ? 1 : 0;
+}
+inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
+                                           std::uint8_t event, MrpApplication application) {
+  return packThreePackedEvent(context.vectorData(), attributeLength(application, attributeType),
+                              event);
+}
+// For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
+// move up when those grow.
+std::size_t mrpPackThreeAndFourPackedEvent(MrpTxPacketContext& context, std::uint8_t event,
+                                           MsrpListenerEvent listenerEvent);
+
+}  // namespace Mrp

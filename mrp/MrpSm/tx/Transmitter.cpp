@@ -1,0 +1,228 @@
+#include "mrp/MrpSm/tx/Transmitter.h"
+
+#include <algorithm>
+#include <new>
+#include <sstream>
+#include <type_traits>
+#include <utility>
+
+#include "mrp/MrpSm/env/ApplicationScope.h"
+#include "mrp/MrpSm/pdu/MrpduLayout.h"
+#include "mrp/MrpSm/tx/VectorEncoders.h"
+#include "platform/packet/EthFrame.h"
+#include "platform/packet/Pam.h"
+
+namespace Mrp {
+namespace {
+
+constexpr std::size_t kDataRoom = 1500;
+// Room that is left for the header, the end marks and the next vector before a packet counts as
+// full.
+constexpr std::size_t kMargin = 64;
+// Of the packet buffer: Ethernet header and version, and a tag should an endpoint add one.
+constexpr std::size_t kHeadRoom = 32;
+
+namespace Frame = Platform::EthFrame;
+
+// Ethernet header and ProtocolVersion.
+constexpr std::size_t kFrameHeader = Frame::kHeader + 1;
+
+// Closes the open message and the PDU; gives the octets packed, the PDU's end mark not counted.
+std::size_t writeEndMarks(MrpTxPacketContext& context, MrpApplication application) {
+  std::uint8_t* data = context.pkt()->data();
+  std::size_t packed = mrpGetNumOfPackedBytes(context, application);
+  if (context.hasMessage()) {
+    writeU16(data + packed, 0);
+    packed += kEndMarkSize;
+    if (applicationInfo(application).listLength) addToListLength(context, kEndMarkSize);
+  }
+  writeU16(data + packed, 0);
+  return packed;
+}
+
+}  // namespace
+
+Transmitter::Transmitter(const Environment& env, const Ports& ports)
+    : env_(env),
+      ports_(ports),
+      first_(ports.lib.txPackets(false)),
+      second_(ports.lib.txPackets(true)) {
+  for (const AttributeTypeInfo& type : env.info.types) {
+    env.values.with(env.application, type.type, [&](const auto& slots) {
+      using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
+      encoders_[type.type] = {[](MrpTxPacketContext& context, const void* value, std::uint8_t event,
+                                 const Environment& of) {
+                                return addToPacket(context, *static_cast<const Value*>(value),
+                                                   event, of);
+                              },
+                              &slots.tx};
+    });
+  }
+}
+
+// --- Declarations --------------------------------------------------------------------------------
+
+bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into) {
+  if (!ports_.pams.pam(intf)) {
+    noEndpoint(intf, type);
+    if (into == Into::both) noEndpoint(intf, type);
+    return false;
+  }
+  const std::size_t room = roomOf(intf);
+  bool sent = false;
+  if (into != Into::second) sent |= put(intf, type, event, false, room);
+  if (into == Into::first) return sent;
+  // Whoever runs inside a transmission may close the port.
+  if (sent && !ports_.pams.pam(intf)) {
+    noEndpoint(intf, type);
+    return sent;
+  }
+  return put(intf, type, event, true, room) || sent;
+}
+
+void Transmitter::noEndpoint(IntfId intf, std::uint8_t type) const {
+  MRP_TRACE(env_.trace, 4, " Tx is being Attempted before the PAM is enabled ");
+  env_.discarded(MrpObserver::Reason::noEndpoint, {intf, type, env_.values.txKey(type)});
+}
+
+bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second,
+                      std::size_t room) {
+  MrpTxPacketContext* context = packets(second).find(intf);
+  bool sent = false;
+  // Messages of one MRPDU stand in ascending order of type, so a packet that is past it leaves.
+  if (context && context->currentAttrType() > type) {
+    sent = transmit(intf, second);
+    context = packets(second).find(intf);
+  }
+  if (!context) context = open(intf, type, event, second);
+  if (!context) return sent;
+  if (encode(*context, type, event) + kMargin < room) return sent;
+  return transmit(intf, second) || sent;
+}
+
+std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
+                                std::uint8_t event) {
+  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
+  if (!encoder.add) return notEncoded(context);
+  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
+  if (env_.observed()) {
+    const std::uint64_t key = event == kLeaveAllEvent ? 0 : env_.values.txKey(type);
+    env_.eventSent({context.intf(), type, key}, event);
+  }
+  return packed;
+}
+
+void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
+  MRP_TRACE(env_.trace, 8, " \n mrpSendLeaveAll: type = " << +type << " intfId = " << intf);
+  send(intf, type, kLeaveAllEvent, Into::first);
+}
+
+MrpTxPacketContext* Transmitter::open(IntfId intf, std::uint8_t type, std::uint8_t event,
+                                      bool second) {
+  try {
+    if (const Ptr<Pkt> pkt = ports_.packets.pktIs(kHeadRoom, kDataRoom)) {
+      pkt->sizeIs(kDataRoom);
+      return &packets(second).is(intf, pkt);
+    }
+  } catch (const std::bad_alloc&) {
+    // As when the platform says that it has none.
+  }
+  noPacket({.intfId = intf, .attributeType = type, .attributeEvent = event});
+  return nullptr;
+}
+
+std::size_t Transmitter::roomOf(IntfId intf) const {
+  const Platform::IntfStatus* status = ports_.status.intfStatus(intf);
+  return status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
+}
+
+std::size_t Transmitter::notEncoded(const MrpTxPacketContext& context) const {
+  const IntfId intf = context.intf();
+  if (env_.application == MrpApplication::msrp) {
+    MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
+  } else if (env_.application == MrpApplication::mvrp) {
+    MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
+  } else {
+    MRP_TRACE(env_.trace, 8, " Not supported Application:  " << env_.application);
+    std::ostringstream text;
+    text << "unsupported application " << env_.application;
+    env_.trace.record(std::move(text).str());
+  }
+  return mrpGetNumOfPackedBytes(context, env_.application);
+}
+
+void Transmitter::noPacket(const MrpParameters& parameters) const {
+  MRP_TRACE(env_.trace, 4, "Packet allocation failed for " << parameters);
+  std::ostringstream text;
+  text << "packet allocation failed for " << parameters;
+  env_.trace.record(std::move(text).str());
+  const std::uint8_t type = parameters.attributeType;
+  env_.discarded(MrpObserver::Reason::noPacket, {parameters.intfId, type, env_.values.txKey(type)});
+}
+
+// --- Frames --------------------------------------------------------------------------------------
+
+bool Transmitter::transmit(IntfId intf, bool second) {
+  MrpTxPacketContext* context = packets(second).find(intf);
+  if (!context) return false;
+  if (env_.config.txSuppress()) {
+    packets(second).del(intf);
+    env_.discarded(MrpObserver::Reason::suppressed, {intf, 0, 0});
+    return false;
+  }
+  Platform::Pam* pam = ports_.pams.pam(intf);
+  if (!pam) {
+    MRP_TRACE(env_.trace, 4, " Tx is being Attempted before the PAM is enabled " << intf);
+    return false;
+  }
+  const Ptr<Pkt> pkt = context->pkt();
+  finish(*context);
+  ports_.lib.mrpCurrentTxIntfIs(intf);
+  env_.counters->numOfPktsTransmittedInc();
+  MRP_TRACE(env_.trace, 8, " A pkt is sent on : " << intf);
+  env_.observe(&MrpObserver::frame, {MrpObserver::Direction::sent, intf, sourceAddress(intf),
+                                     std::as_const(*pkt).octets()});
+  // The context goes first: whoever declares something from inside the endpoint opens a new packet.
+  packets(second).del(intf);
+  const ApplicationScope scope(env_, ApplicationScope::Keeps::allRecords);
+  pam->txPktIs(pkt);
+  return true;
+}
+
+// From what is packed to a whole frame.
+void Transmitter::finish(MrpTxPacketContext& context) const {
+  Pkt& pkt = *context.pkt();
+  const std::size_t packed = writeEndMarks(context, env_.application);
+  pkt.headAdd(kFrameHeader);
+  std::uint8_t* frame = pkt.data();
+  const EthAddr destination = ports_.lib.applicationMacAddr();
+  const EthAddr source = sourceAddress(context.intf());
+  std::memcpy(frame + Frame::kDestination, destination.data(), Frame::kAddress);
+  std::memcpy(frame + Frame::kSource, source.data(), Frame::kAddress);
+  writeU16(frame + Frame::kEtherType, ports_.lib.applicationEtype());
+  frame[Frame::kHeader] = 0;
+  const std::size_t length = packed + kFrameHeader + kEndMarkSize;
+  MRP_ASSERT_TEXT(length <= pkt.frontBytes(), "numOfPackedBytes <= pkt->frontBytes()");
+  pkt.sizeIs(length);
+}
+
+void Transmitter::flush(IntfId intf) {
+  transmit(intf, false);
+  transmit(intf, true);
+}
+
+void Transmitter::flush() {
+  first_.contexts().walk([this](IntfId intf, const Ptr<MrpTxPacketContext>&) { flush(intf); });
+}
+
+void Transmitter::drop(IntfId intf) {
+  first_.del(intf);
+  second_.del(intf);
+}
+
+EthAddr Transmitter::sourceAddress(IntfId intf) const {
+  const Platform::EthPhyIntfStatus* status = ports_.addresses.ethPhyIntfStatus(intf);
+  return status ? status->addr : ports_.bridging.bridgeMacAddr();
+}
+
+}  // namespace Mrp

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "mrp/MrpSm/MrpLib.h"
+#include "mrp/MrpSm/env/Environment.h"
+#include "platform/bridging/BridgingConfig.h"
+#include "platform/interface/IntfStatus.h"
+#include "platform/packet/PamDirs.h"
+
+namespace Mrp {
+
+// Puts declarations into the open packets of the ports and sends those (IEEE 802.1Q 10.8). A packet
+// that is handed to its endpoint lets the application run.
+class Transmitter final : public Outbox {
+ public:
+  // Whose packets they are, and where the properties of ports are.
+  struct Ports {
+    MrpLib& lib;
+    const Platform::PamCollection& pams;
+    const Platform::IntfStatusDir& status;
+    const Platform::EthPhyIntfStatusDir& addresses;
+    const Platform::BridgingConfig& bridging;
+    Platform::PktManager& packets;
+  };
+
+  Transmitter(const Environment& env, const Ports& ports);
+
+  // Which of a port's open packets an event goes into. Of both, the first comes before.
+  enum class Into : std::uint8_t { first, second, both };
+  // Encodes one event of the attribute whose value stands in the transmit record. True when a
+  // packet was sent: the application may have run meanwhile.
+  bool send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into);
+  // A LeaveAll of a type goes into the first packet.
+  void sendLeaveAll(IntfId intf, std::uint8_t type);
+  // Puts the event into the open packet that is given. Gives the octets packed so far.
+  std::size_t encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event);
+
+  // Finishes and sends one open packet of a port; true when it was handed to the endpoint.
+  bool transmit(IntfId intf, bool second);
+  void flush(IntfId intf) override;
+  void flush() override;
+
+  // Drops what is open on a port.
+  void drop(IntfId intf);
+
+ private:
+  // How a type's value is encoded, and where it stands; null for a type that the application lacks.
+  struct Encoder {
+    std::size_t (*add)(MrpTxPacketContext&, const void* value, std::uint8_t event,
+                       const Environment&) = nullptr;
+    const void* value = nullptr;
+  };
+  bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second, std::size_t room);
+  MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
+  void finish(MrpTxPacketContext& context) const;
+  TxPackets& packets(bool second) { return second ? second_ : first_; }
+  // Octets that a packet of the port may hold.
+  std::size_t roomOf(IntfId intf) const;
+  EthAddr sourceAddress(IntfId intf) const;
+  [[gnu::cold]] void noEndpoint(IntfId intf, std::uint8_t type) const;
+  [[gnu::cold]] std::size_t notEncoded(const MrpTxPacketContext& context) const;
+  [[gnu::cold]] void noPacket(const MrpParameters& parameters) const;
+
+  const Environment& env_;
+  Ports ports_;
+  TxPackets& first_;
+  TxPackets& second_;
+  std::array<Encoder, kMostTypes + 1> encoders_{};
+};
+
+}  // namespace Mrp
