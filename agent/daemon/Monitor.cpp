@@ -5,12 +5,6 @@ namespace Daemon {
 const std::array<const char*, Monitor::kEvents> Monitor::kEventNames{
     "New", "JoinIn", "In", "JoinMt", "Mt", "Lv", "LeaveAll"};
 
-bool declares(Mrp::MrpApplicantState state) {
-  using enum Mrp::MrpApplicantState;
-  return state == vp || state == vn || state == an || state == aa || state == qa || state == ap ||
-         state == qp;
-}
-
 void Monitor::frame(const Frame& frame) {
   Port& port = ports_.is(frame.intf);
   if (frame.direction == Direction::received) {

@@ -57,7 +57,4 @@ class Monitor final : public Mrp::MrpObserver {
   Platform::IntfMap<Port> ports_;
 };
 
-// Whether an Applicant in this state declares its attribute.
-bool declares(Mrp::MrpApplicantState state);
-
 }  // namespace Daemon
