@@ -227,7 +227,8 @@ void counters(std::ostream& out, const Style& style, const Json& r) {
         text += (text.empty() ? "" : ", ") + std::string(name) + " " + textOf(row["frames"][name]);
       }
     }
-    for (const auto& [reason, count] : row.value("discards", Json::object()).items()) {
+    const Json discards = row.value("discards", Json::object());
+    for (const auto& [reason, count] : discards.items()) {
       text += (text.empty() ? "" : ", ") + reason + " " + textOf(count);
     }
     if (!text.empty()) line(out, textOf(row["port"]) + " " + textOf(row["application"]), text);
