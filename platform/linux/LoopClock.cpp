@@ -2,8 +2,9 @@
 
 namespace Platform::Linux {
 
-LoopClock::LoopClock(Loop& loop) : timer_(std::make_unique<LoopTimer>(loop)) {
-  timer_->bind<&LoopClock::handleTimer>(this);
+LoopClock::LoopClock(Loop& loop) : events_(std::make_unique<Events>(loop)) {
+  events_->later.bind<&LoopClock::handleDue>(this);
+  events_->soon.bind<&LoopClock::handleDue>(this);
 }
 
 void LoopClock::alarmIs(Alarm& alarm, Seconds due) {
@@ -17,7 +18,7 @@ void LoopClock::alarmDel(Alarm& alarm) {
 }
 
 // An owner that throws leaves the alarms behind it to the next turn.
-void LoopClock::handleTimer() {
+void LoopClock::handleDue() {
   const Ptr<LoopClock> keep(this);
   struct Rearm {
     LoopClock& clock;
@@ -31,9 +32,11 @@ void LoopClock::handleTimer() {
 
 void LoopClock::wake() {
   const std::optional<Seconds> due = nextDue();
-  if (!timer_ || due == wakesAt_) return;
+  if (!events_ || due == wakesAt_) return;
   wakesAt_ = due;
-  due ? timer_->startIn(*due - now()) : timer_->stop();
+  if (!due) return events_->later.stop();
+  const Seconds left = *due - now();
+  left > Seconds() ? events_->later.startIn(left) : events_->soon.ask();
 }
 
 }  // namespace Platform::Linux

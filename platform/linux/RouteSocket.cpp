@@ -27,6 +27,9 @@ RouteSocketPtr opened(int flags) {
   return socket;
 }
 
+// The last reading failed for want of room, in the kernel's buffer or in ours.
+bool full() { return errno == ENOBUFS || errno == ENOSPC; }
+
 RouteError errorOf(const nlmsghdr& message) {
   const auto* const error = static_cast<const nlmsgerr*>(mnl_nlmsg_get_payload(&message));
   RouteError result{-error->error, std::generic_category().message(-error->error)};
@@ -147,9 +150,9 @@ void RouteEvents::handleReadable() {
   for (int i = 0; i < kMessagesATurn; ++i) {
     const ssize_t size = mnl_socket_recvfrom(socket_.get(), buffer_.data(), buffer_.size());
     if (size < 0 && errno == EINTR) continue;
-    if (size < 0 && (errno == ENOBUFS || errno == ENOSPC)) {
-      listener_.routeMessagesLost();
-      continue;
+    if (size < 0 && full()) {
+      discardAll();
+      return listener_.routeMessagesLost();
     }
     if (size <= 0) return;
     int left = static_cast<int>(size);
@@ -157,6 +160,12 @@ void RouteEvents::handleReadable() {
     for (; mnl_nlmsg_ok(message, left); message = mnl_nlmsg_next(message, &left)) {
       if (message->nlmsg_type >= NLMSG_MIN_TYPE) listener_.routeMessage(*message);
     }
+  }
+}
+
+void RouteEvents::discardAll() {
+  while (mnl_socket_recvfrom(socket_.get(), buffer_.data(), buffer_.size()) >= 0 || full() ||
+         errno == EINTR) {
   }
 }
 

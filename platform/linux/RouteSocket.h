@@ -80,7 +80,8 @@ class RouteEvents {
   class Listener {
    public:
     virtual void routeMessage(const nlmsghdr& message) = 0;
-    // Messages were lost: what they told of has to be read anew.
+    // Messages were lost: what they told of has to be read anew. None that is older than this call
+    // will be told of.
     virtual void routeMessagesLost() = 0;
 
    protected:
@@ -94,6 +95,8 @@ class RouteEvents {
 
  private:
   void handleReadable();
+  // What waits is older than what was lost, and would bring back what has gone since.
+  void discardAll();
 
   Listener& listener_;
   RouteSocketPtr socket_;
