@@ -62,7 +62,8 @@ void Agent::instancesAre() {
       const bool propagates = config_.bridgeMode() && application == MrpApplication::mvrp;
       instances_.push_back(std::make_unique<Instance>(
           application, propagates, config_.bridgeMode(),
-          Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr, *this}));
+          Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr,
+                                 *this}));
       instances_.back()->trace().sinkAdd(
           [this, of = instances_.back().get()](const Platform::Trace::Entry& entry) {
             if (watcher_) watcher_->traced(*of, entry.level, entry.text);
@@ -117,8 +118,8 @@ void Agent::withdraw() {
 }
 
 Instance* Agent::instance(MrpApplication application) const {
-  const auto it = std::ranges::find(instances_, application,
-                                    [](const auto& i) { return i->application(); });
+  const auto it =
+      std::ranges::find(instances_, application, [](const auto& i) { return i->application(); });
   return it == instances_.end() ? nullptr : it->get();
 }
 

@@ -194,8 +194,8 @@ void Agent::askNeighbours() {
   const bool all = std::exchange(restored_, false);
   for (const auto& instance : instances_) {
     for (const auto& [intf, port] : ports_) {
-      const bool open = instance->active() && instance->portHas(intf) &&
-                        instance->engine().endpoints().pam(intf);
+      const bool open =
+          instance->active() && instance->portHas(intf) && instance->engine().endpoints().pam(intf);
       if (!open || (config_.bridgeMode() && !port.forwards())) {
         asked_.erase({instance.get(), intf});
         if (open && all) instance->engine().sendLeaveAll(intf);

@@ -104,10 +104,10 @@ void Agent::storeSnapshot() {
   for (const auto& instance : instances_) {
     for (const auto& [intf, port] : ports_) {
       for (std::uint8_t type = 1; type <= instance->types(); ++type) {
-        instance->engine().walkRecords(intf, type, [&, &of = *instance, &at = intf](
-                                                       const Mrp::MrpAttrDatabase& record) {
-          storeRecord(of, {at, type, record.attributeKey()});
-        });
+        instance->engine().walkRecords(
+            intf, type, [&, &of = *instance, &at = intf](const Mrp::MrpAttrDatabase& record) {
+              storeRecord(of, {at, type, record.attributeKey()});
+            });
       }
     }
   }
@@ -144,8 +144,7 @@ void Agent::restore() {
     }
     Instance* const of = instance(static_cast<Mrp::MrpApplication>(entry.application));
     if (of && port != ports_.end() && of->portHas(intf) &&
-        of->recordIs(intf, entry.type, entry.key, entry.declared, entry.registered,
-                     entry.octets)) {
+        of->recordIs(intf, entry.type, entry.key, entry.declared, entry.registered, entry.octets)) {
       restored_ = true;
     } else {
       entry.declared = entry.registered = false;

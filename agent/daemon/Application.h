@@ -27,8 +27,8 @@ class Application {
   virtual void portDel(IntfId intf) = 0;
 
   // What is declared on a port on request. `image` is the value of the type, its key included.
-  virtual void declarationIs(IntfId intf, std::uint8_t type,
-                             std::span<const std::uint8_t> image, bool declared) = 0;
+  virtual void declarationIs(IntfId intf, std::uint8_t type, std::span<const std::uint8_t> image,
+                             bool declared) = 0;
   // Declared on every port; VLANs only.
   virtual void everywhereIs(const Mrp::VlanSet& vlans, bool declared) = 0;
   virtual void registrationIs(IntfId intf, const Mrp::VlanSet& vlans,

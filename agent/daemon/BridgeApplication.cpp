@@ -14,9 +14,8 @@ void BridgeApplication::declarationIs(IntfId intf, std::uint8_t,
 }
 
 void BridgeApplication::everywhereIs(const Mrp::VlanSet& vlans, bool declared) {
-  vlans.walk([&](std::uint16_t vlan) {
-    MvrpBridge::declarationIs(Platform::VlanId(vlan), declared);
-  });
+  vlans.walk(
+      [&](std::uint16_t vlan) { MvrpBridge::declarationIs(Platform::VlanId(vlan), declared); });
 }
 
 bool BridgeApplication::mrpJoinIndication(const Mrp::MrpParameters& parameters) {

@@ -58,17 +58,17 @@ Json callGet(const Call& call) {
   const auto wanted = call.params.text("name");
   Json list = Json::array();
   std::optional<Json> found;
-  walk(instance, [&](const std::string& entity, const Described& object,
-                     const AttributeInfo& attribute) {
-    const std::string name = entity + "." + std::string(attribute.name);
-    if (wanted) {
-      if (name == *wanted && !found) found = valueJson(object, attribute);
-      return;
-    }
-    list.push_back({{"name", name},
-                    {"value", valueJson(object, attribute)},
-                    {"settable", attribute.set != nullptr}});
-  });
+  walk(instance,
+       [&](const std::string& entity, const Described& object, const AttributeInfo& attribute) {
+         const std::string name = entity + "." + std::string(attribute.name);
+         if (wanted) {
+           if (name == *wanted && !found) found = valueJson(object, attribute);
+           return;
+         }
+         list.push_back({{"name", name},
+                         {"value", valueJson(object, attribute)},
+                         {"settable", attribute.set != nullptr}});
+       });
   if (!wanted) return list;
   if (!found) throw Error::params("there is no attribute \"" + *wanted + "\"");
   return {{"value", std::move(*found)}};
@@ -80,18 +80,18 @@ Json callSet(const Call& call) {
   const auto value = valueOf(call.params.needed("value"));
   bool known = false;
   bool done = false;
-  walk(instance, [&](const std::string& entity, const Described& object,
-                     const AttributeInfo& attribute) {
-    if (known || entity + "." + std::string(attribute.name) != wanted) return;
-    known = true;
-    if (!value || !attribute.set) return;
-    try {
-      // A description lends its object for writing to those who ask by name.
-      done = Platform::attributeValueIs(object, attribute.name, *value);
-    } catch (const std::range_error&) {
-      done = false;
-    }
-  });
+  walk(instance,
+       [&](const std::string& entity, const Described& object, const AttributeInfo& attribute) {
+         if (known || entity + "." + std::string(attribute.name) != wanted) return;
+         known = true;
+         if (!value || !attribute.set) return;
+         try {
+           // A description lends its object for writing to those who ask by name.
+           done = Platform::attributeValueIs(object, attribute.name, *value);
+         } catch (const std::range_error&) {
+           done = false;
+         }
+       });
   if (!known) throw Error::params("there is no attribute \"" + wanted + "\"");
   if (!done) throw Error::params("\"" + wanted + "\" cannot be set to this value");
   return Json::object();

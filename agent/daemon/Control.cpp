@@ -28,8 +28,7 @@ Control::Client& Control::client(Rpc::Peer& peer) {
   return clients_.emplace_back(Client{&peer, false, {}, {}, {}});
 }
 
-void Control::watch(Rpc::Peer& peer, const std::string& port,
-                    std::set<std::string> kinds) {
+void Control::watch(Rpc::Peer& peer, const std::string& port, std::set<std::string> kinds) {
   Client& c = client(peer);
   watching_ += c.watches ? 0 : 1;
   c.watches = true;
@@ -88,8 +87,8 @@ void Control::traced(const Instance& of, int level, const std::string& text) {
     const auto wanted = c.levels.find(of.application());
     if (wanted == c.levels.end() || level > wanted->second) continue;
     if (line.empty()) {
-      line = Rpc::notificationLine(
-          "trace", {{"application", of.name()}, {"level", level}, {"text", text}});
+      line = Rpc::notificationLine("trace",
+                                   {{"application", of.name()}, {"level", level}, {"text", text}});
     }
     tell(c, line);
   }

@@ -22,17 +22,17 @@ Json portRow(const Agent& agent, const Instance& instance, IntfId intf) {
   const Host::FrameCounters host = agent.host().frameCounters(instance.application(), intf);
   Json discards = Json::object();
   for (const auto& [reason, count] : counts.discards) discards[stringValue(reason)] = count;
-  return {{"port", intf.name()},
-          {"application", instance.name()},
-          {"frames",
-           {{"received", counts.framesReceived},
-            {"sent", counts.framesSent},
-            {"filtered", counts.filtered},
-            {"dropped", host.dropped},
-            {"sendErrors", host.sendErrors}}},
-          {"events",
-           {{"received", eventsJson(counts.received)}, {"sent", eventsJson(counts.sent)}}},
-          {"discards", std::move(discards)}};
+  return {
+      {"port", intf.name()},
+      {"application", instance.name()},
+      {"frames",
+       {{"received", counts.framesReceived},
+        {"sent", counts.framesSent},
+        {"filtered", counts.filtered},
+        {"dropped", host.dropped},
+        {"sendErrors", host.sendErrors}}},
+      {"events", {{"received", eventsJson(counts.received)}, {"sent", eventsJson(counts.sent)}}},
+      {"discards", std::move(discards)}};
 }
 
 Json engineRow(const Instance& instance) {

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "agent/mvrp/VlanSet.h"
+#include "agent/bridge/VlanSet.h"
 #include "mrp/types/MrpEnums.h"
-#include "platform/state/EntityManager.h"
 #include "platform/packet/EthAddr.h"
+#include "platform/state/EntityManager.h"
 
 namespace Daemon {
 
@@ -46,7 +46,7 @@ class Host {
     friend bool operator==(const VlanEntries&, const VlanEntries&) = default;
   };
   struct FrameCounters {
-    std::uint64_t dropped = 0;     // by the host, before they were read
+    std::uint64_t dropped = 0;  // by the host, before they were read
     std::uint64_t sendErrors = 0;
   };
 
@@ -65,8 +65,7 @@ class Host {
   Platform::Signal<>& onChange() { return onChange_; }
 
   // Makes plain tagged entries of a port, or removes them. What fails is told by onRefused.
-  virtual void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans,
-                              bool present) = 0;
+  virtual void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) = 0;
   // Keeps frames of these applications from being relayed by the bridge; none of them: takes away
   // what keeps them. False when the host cannot, and `why` says so.
   virtual bool relayBlockIs(const std::string& bridge, bool mvrp, bool msrp, std::string& why) = 0;

@@ -94,9 +94,7 @@ class Instance final : private Monitor::Listener {
   void committed(const Mrp::MrpAttribute& attribute, bool added) override {
     listener_.committed(*this, attribute, added);
   }
-  void changed(const Mrp::MrpAttribute& attribute) override {
-    listener_.changed(*this, attribute);
-  }
+  void changed(const Mrp::MrpAttribute& attribute) override { listener_.changed(*this, attribute); }
   void declarationsAre(IntfId intf, const Settings& before, const Settings& now);
   void registrationsAre(IntfId intf, const RegistrationSets& before, const RegistrationSets& now);
   void timesAre(IntfId intf, const Settings& settings);

@@ -99,8 +99,7 @@ Json declareOrWithdraw(const Call& call, bool declare) {
     return Json::object();
   }
   const Json& json = params.needed(stream ? "stream" : "listener");
-  const Stream wanted =
-      stream ? talkerOf(agent, json, declare) : listenerOf(agent, json, declare);
+  const Stream wanted = stream ? talkerOf(agent, json, declare) : listenerOf(agent, json, declare);
   params.instanceOf(Mrp::MrpApplication::msrp);
   const std::string port = params.port();
   if (agent.config().bridgeMode()) {
@@ -170,8 +169,7 @@ Json callTrace(const Call& call) {
 }
 
 Json callWatch(const Call& call) {
-  constexpr std::array kKinds{"join", "leave",   "tx",    "log",
-                              "port", "program", "state", "overrun"};
+  constexpr std::array kKinds{"join", "leave", "tx", "log", "port", "program", "state", "overrun"};
   std::set<std::string> kinds;
   if (call.params.has("kinds")) {
     const Json& list = call.params.needed("kinds");

@@ -18,8 +18,7 @@ class Params {
   // None when it is absent or null.
   std::optional<std::string> text(const char* name) const;
   std::string neededText(const char* name) const;
-  std::optional<std::int64_t> number(const char* name, std::int64_t least,
-                                     std::int64_t most) const;
+  std::optional<std::int64_t> number(const char* name, std::int64_t least, std::int64_t most) const;
   std::int64_t neededNumber(const char* name, std::int64_t least, std::int64_t most) const;
   const Rpc::Json& needed(const char* name) const;
   // A set of VLANs: numbers, or texts that are numbers or ranges; at least one.

@@ -51,11 +51,11 @@ Json timesJson(const Agent& agent, const Instance& instance, IntfId intf) {
     return (port == Platform::Seconds() ? global : port).value();
   };
   const Monitor::Port* seen = instance.monitor().port(intf);
-  return {{"leaveTime", own(config.intfLeaveTime(intf), config.leaveTime())},
-          {"leaveAllTime", own(config.intfLeaveAllTime(intf), config.leaveAllTime())},
-          {"leaveAllDue", dueJson(agent, instance, intf)},
-          {"lastOrigin",
-           seen && seen->lastOrigin ? Json(seen->lastOrigin->stringValue()) : Json()}};
+  return {
+      {"leaveTime", own(config.intfLeaveTime(intf), config.leaveTime())},
+      {"leaveAllTime", own(config.intfLeaveAllTime(intf), config.leaveAllTime())},
+      {"leaveAllDue", dueJson(agent, instance, intf)},
+      {"lastOrigin", seen && seen->lastOrigin ? Json(seen->lastOrigin->stringValue()) : Json()}};
 }
 
 Json mvrpJson(const Agent& agent, const Instance& instance, IntfId intf) {
@@ -95,8 +95,8 @@ Json portJson(const Agent& agent, const Agent::Port& port) {
     if (!instance->portHas(port.intf)) continue;
     applications.push_back(instance->name());
     const bool isMvrp = instance->application() == Mrp::MrpApplication::mvrp;
-    (isMvrp ? mvrp : msrp) = isMvrp ? mvrpJson(agent, *instance, port.intf)
-                                    : msrpJson(agent, *instance, port.intf);
+    (isMvrp ? mvrp : msrp) =
+        isMvrp ? mvrpJson(agent, *instance, port.intf) : msrpJson(agent, *instance, port.intf);
   }
   const bool bridge = agent.config().bridgeMode();
   return {{"port", port.intf.name()},
@@ -112,8 +112,9 @@ Json portJson(const Agent& agent, const Agent::Port& port) {
 }
 
 Json absentJson(const std::string& name) {
-  return {{"port", name},          {"ifindex", nullptr}, {"mac", nullptr},
-          {"mtu", nullptr},        {"link", "absent"},   {"role", nullptr},
+  return {{"port", name},          {"ifindex", nullptr},
+          {"mac", nullptr},        {"mtu", nullptr},
+          {"link", "absent"},      {"role", nullptr},
           {"forwarding", nullptr}, {"applications", Json::array()},
           {"mvrp", nullptr},       {"msrp", nullptr}};
 }

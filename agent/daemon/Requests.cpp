@@ -196,8 +196,9 @@ bool Requests::restore(const Json& saved, const Config& now) {
   const auto scopeOf = [](const Json& json) {
     Scope scope{vlansOf(json.at("declared")), vlansOf(json.at("withdrawn")), {}};
     for (const Json& stream : json.at("streams")) {
-      scope.streams[{stream.at("type").get<std::uint8_t>(),
-                     stream.at("key").get<std::uint64_t>()}] = stream.at("value").get<Image>();
+      scope
+          .streams[{stream.at("type").get<std::uint8_t>(), stream.at("key").get<std::uint64_t>()}] =
+          stream.at("value").get<Image>();
     }
     return scope;
   };

@@ -25,7 +25,7 @@ struct RegistrationSets {
 // that withdraws what only the configuration declares overrides it.
 class Requests {
  public:
-  using Image = std::vector<std::uint8_t>;  // value of an attribute
+  using Image = std::vector<std::uint8_t>;            // value of an attribute
   using Id = std::pair<std::uint8_t, std::uint64_t>;  // attribute type and key
 
   // `port` empty: on every port.

@@ -41,7 +41,8 @@ void Station::start() {
 void Station::portIs(IntfId intf) {
   if (ports_.has(intf)) return;
   ports_.is(intf);
-  everywhere_.walk([&](std::uint16_t vlan) { declarationIs(intf, kVlanType, vlanImage(vlan), true); });
+  everywhere_.walk(
+      [&](std::uint16_t vlan) { declarationIs(intf, kVlanType, vlanImage(vlan), true); });
   mrpInterfaceEnable(intf);
   handlePam(intf);
 }
@@ -134,9 +135,8 @@ void Station::declarationIs(IntfId intf, std::uint8_t type, std::span<const std:
 void Station::everywhereIs(const Mrp::VlanSet& vlans, bool declared) {
   everywhere_ = declared ? everywhere_ | vlans : everywhere_ - vlans;
   ports_.walk([&](IntfId intf, Port&) {
-    vlans.walk([&](std::uint16_t vlan) {
-      declarationIs(intf, kVlanType, vlanImage(vlan), declared);
-    });
+    vlans.walk(
+        [&](std::uint16_t vlan) { declarationIs(intf, kVlanType, vlanImage(vlan), declared); });
   });
 }
 

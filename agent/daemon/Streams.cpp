@@ -46,8 +46,7 @@ Json bandwidth(const Agent& agent, const Mrp::MsrpTalkerAdvertiseAttribute& talk
   for (const SrClass& c : agent.config().srClasses) {
     if (c.priority != talker.priorityAndRank.priority() || c.id < 5) continue;
     const std::uint64_t intervals = c.id == 6 ? 8000 : 4000;  // of class A, of class B
-    return (talker.tSpec.maxFrameSize + kOverhead) * 8 * talker.tSpec.maxIntervalFrames *
-           intervals;
+    return (talker.tSpec.maxFrameSize + kOverhead) * 8 * talker.tSpec.maxIntervalFrames * intervals;
   }
   return nullptr;
 }

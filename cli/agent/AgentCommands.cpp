@@ -254,15 +254,13 @@ struct AgentCommands::Impl {
     port(vlan);
 
     Command& stream =
-        command(*group, "stream", "A talker's stream", [method](const auto& o, const auto& out) {
-          return streamOn(method, o, out);
-        });
+        command(*group, "stream", "A talker's stream",
+                [method](const auto& o, const auto& out) { return streamOn(method, o, out); });
     streamId(stream);
     port(stream);
-    Command& listener = command(*group, "listener", "Listening to a stream",
-                                [method](const auto& o, const auto& out) {
-                                  return listenerOn(method, o, out);
-                                });
+    Command& listener =
+        command(*group, "listener", "Listening to a stream",
+                [method](const auto& o, const auto& out) { return listenerOn(method, o, out); });
     streamId(listener);
     port(listener);
     if (!declare) return;
@@ -272,8 +270,7 @@ struct AgentCommands::Impl {
     stream.app->add_option("--max-frame-size", s.size, "Octets of the largest frame")->required();
     stream.app->add_option("--interval-frames", s.frames, "Frames in a measurement interval")
         ->required();
-    stream.app->add_option("--priority", s.priority, "Priority code point")
-        ->capture_default_str();
+    stream.app->add_option("--priority", s.priority, "Priority code point")->capture_default_str();
     stream.app->add_option("--rank", s.rank, "0: emergency")->capture_default_str();
     stream.app->add_option("--latency", s.latency, "Latency up to here")->type_name("ns");
     listener.app->add_option("--event", listener.options.event, "What is declared")
@@ -290,8 +287,7 @@ struct AgentCommands::Impl {
       const ShowMethod& method = methods[i];
       Command& c = command(
           *group, method.name, method.help,
-          [&method](const auto& o, const auto& out) { return show(method, o, out); },
-          kQuerySocket);
+          [&method](const auto& o, const auto& out) { return show(method, o, out); }, kQuerySocket);
       if (std::string_view(method.name) != "status") port(c);
       if (std::string_view(method.name) == "attributes") application(c);
       if (std::string_view(method.name) == "vlans") {
@@ -301,13 +297,12 @@ struct AgentCommands::Impl {
   }
 
   explicit Impl(CLI::App& app) {
-    agentOptions.describe(
-        *command(app, "agent", "Run MVRP and MSRP on ports of this host",
-                 [this](const auto&, const auto&) { return runAgent(); }, {})
-             .app);
+    agentOptions.describe(*command(app, "agent", "Run MVRP and MSRP on ports of this host",
+                                   [this](const auto&, const auto&) { return runAgent(); }, {})
+                               .app);
     describeShow(app);
-    Command& w = command(app, "watch", "Show what happens, until it is interrupted", watch,
-                         kQuerySocket);
+    Command& w =
+        command(app, "watch", "Show what happens, until it is interrupted", watch, kQuerySocket);
     port(w);
     declareOrWithdraw(app, "declare", "Declare something on one port or on all");
     declareOrWithdraw(app, "withdraw", "Withdraw what was declared");
@@ -341,15 +336,14 @@ struct AgentCommands::Impl {
         ->required()
         ->check(CLI::Range(0, 9));
     application(t);
-    command(app, "version", "Version of this program",
-            [](const auto& o, const auto& output) {
-              if (o.json) {
-                output.out << jsonText({{"version", Daemon::kVersion}}) << '\n';
-              } else {
-                output.out << "mrp " << Daemon::kVersion << '\n';
-              }
-              return ExitStatus::kDone;
-            });
+    command(app, "version", "Version of this program", [](const auto& o, const auto& output) {
+      if (o.json) {
+        output.out << jsonText({{"version", Daemon::kVersion}}) << '\n';
+      } else {
+        output.out << "mrp " << Daemon::kVersion << '\n';
+      }
+      return ExitStatus::kDone;
+    });
   }
 
   int runAgent() {

@@ -1,6 +1,7 @@
 // What people see of an agent's answers.
 
 #include "cli/agent/Shown.h"
+#include "cli/replay/BridgeText.h"
 
 #include <array>
 #include <cstdio>
@@ -51,8 +52,8 @@ void line(std::ostream& out, const std::string& name, const std::string& text) {
 
 void status(std::ostream& out, const Style& style, const Json& r) {
   const bool bridge = r["mode"] == "bridge";
-  line(out, "agent", "process " + textOf(r["pid"]) + ", up " +
-                         durationText(r["uptime"].get<double>()));
+  line(out, "agent",
+       "process " + textOf(r["pid"]) + ", up " + durationText(r["uptime"].get<double>()));
   line(out, "mode", bridge ? "bridge " + textOf(r["bridge"]) : "station");
   line(out, "active", r["active"].get<bool>() ? "yes" : "no, standing by");
   std::string applications;
@@ -73,8 +74,9 @@ void status(std::ostream& out, const Style& style, const Json& r) {
   line(out, "state", kept);
   if (!bridge) return;
   const Json& kernel = r["kernel"];
-  line(out, "kernel", std::string("VLAN filtering ") + yes(kernel["vlanFiltering"]) +
-                          ", relay blocked " + yes(kernel["relayBlocked"]));
+  line(out, "kernel",
+       std::string("VLAN filtering ") + yes(kernel["vlanFiltering"]) + ", relay blocked " +
+           yes(kernel["relayBlocked"]));
 }
 
 // --- ports ---------------------------------------------------------------------------------------
@@ -91,7 +93,8 @@ void application(std::ostream& out, const char* name, const Json& a) {
   for (const char* set : {"registered", "declared", "programmed", "fixed", "forbidden"}) {
     const auto value = a.find(set);
     if (value == a.end() || value->is_null()) continue;
-    const bool always = std::string_view(set) == "registered" || std::string_view(set) == "declared";
+    const bool always =
+        std::string_view(set) == "registered" || std::string_view(set) == "declared";
     if (!always && value->empty()) continue;
     std::string head(kIndent, ' ');
     head += set;
@@ -108,8 +111,8 @@ void ports(std::ostream& out, const Style& style, const Json& r) {
     std::string text = up ? "up" : style.bad(textOf(p["link"]));
     if (!p["role"].is_null()) text += ", " + textOf(p["role"]);
     if (!p["mac"].is_null()) {
-      text += ", " + textOf(p["mac"]) + ", MTU " + textOf(p["mtu"]) + ", index " +
-              textOf(p["ifindex"]);
+      text +=
+          ", " + textOf(p["mac"]) + ", MTU " + textOf(p["mtu"]) + ", index " + textOf(p["ifindex"]);
     }
     out << style.bold(textOf(p["port"])) << "  " << text << '\n';
     application(out, "mvrp", p["mvrp"]);
@@ -124,11 +127,11 @@ void vlans(std::ostream& out, const Style& style, const Json& r) {
   std::vector<std::pair<std::vector<std::string>, Mrp::VlanSet>> rows;
   std::map<std::vector<std::string>, std::size_t> places;
   for (const Json& v : r) {
-    const std::string states = v["applicant"].is_null()
-                                   ? "-"
-                                   : textOf(v["applicant"]) + "/" + textOf(v["registrar"]);
-    std::vector<std::string> row{textOf(v["port"]),    yes(v["registered"]), yes(v["declared"]),
-                                 yes(v["programmed"]), textOf(v["registration"]), states};
+    const std::string states =
+        v["applicant"].is_null() ? "-" : textOf(v["applicant"]) + "/" + textOf(v["registrar"]);
+    std::vector<std::string> row{textOf(v["port"]),         yes(v["registered"]),
+                                 yes(v["declared"]),        yes(v["programmed"]),
+                                 textOf(v["registration"]), states};
     const auto [place, isNew] = places.try_emplace(row, rows.size());
     if (isNew) rows.emplace_back(std::move(row), Mrp::VlanSet());
     rows[place->second].second.put(v["vlan"].get<std::uint16_t>(), true);
@@ -170,9 +173,9 @@ void streams(std::ostream& out, const Style& style, const Json& r) {
     }
     const Json& l = s["listener"];
     if (l.is_object()) {
-      printWrapped(out, "  listener  ", kIndent,
-                   textOf(l["event"]) + " " + textOf(l["applicant"]) + "/" +
-                       textOf(l["registrar"]));
+      printWrapped(
+          out, "  listener  ", kIndent,
+          textOf(l["event"]) + " " + textOf(l["applicant"]) + "/" + textOf(l["registrar"]));
     }
   }
 }
@@ -181,7 +184,8 @@ void domains(std::ostream& out, const Style& style, const Json& r) {
   TextTable table({"PORT", "CLASS", "PRIORITY", "VLAN", "OURS", "THEIRS"});
   for (const Json& d : r) {
     const auto id = d["srClassId"].get<unsigned>();
-    const std::string name = id <= 6 ? std::string(" (") + static_cast<char>('A' + 6 - id) + ")" : "";
+    const std::string name =
+        id <= 6 ? std::string(" (") + static_cast<char>('A' + 6 - id) + ")" : "";
     table.row({textOf(d["port"]), textOf(d["srClassId"]) + name, textOf(d["srClassPriority"]),
                textOf(d["srClassVID"]), yes(d["ours"]), yes(d["theirs"])});
   }
@@ -269,14 +273,6 @@ constexpr std::array kMethods{
 const ShowMethod* showMethods(std::size_t& count) {
   count = kMethods.size();
   return kMethods.data();
-}
-
-std::string rateText(std::uint64_t bitsPerSecond) {
-  const auto rate = static_cast<double>(bitsPerSecond);
-  if (bitsPerSecond >= 1000000000) return fixedText(rate / 1e9, 3) + " Gbit/s";
-  if (bitsPerSecond >= 1000000) return fixedText(rate / 1e6, 3) + " Mbit/s";
-  if (bitsPerSecond >= 1000) return fixedText(rate / 1e3, 3) + " kbit/s";
-  return std::to_string(bitsPerSecond) + " bit/s";
 }
 
 std::string durationText(double seconds) {

@@ -23,8 +23,6 @@ const ShowMethod* showMethods(std::size_t& count);
 // One event of `mrp watch` in a line.
 std::string eventText(const Rpc::Json& event);
 
-// Bits a second in the largest unit that it is at least one of: "19.1 Mbit/s".
-std::string rateText(std::uint64_t bitsPerSecond);
 // "3 h 2 min", for a number of seconds.
 std::string durationText(double seconds);
 

@@ -20,8 +20,8 @@ struct Style {
   }
 };
 
-// Prints `text` behind `indent`, which is of `width` columns, broken at spaces so that it fits; what
-// follows the first line stands under it.
+// Prints `text` behind `indent`, which is of `width` columns, broken at spaces so that it fits;
+// what follows the first line stands under it.
 void printWrapped(std::ostream& out, const std::string& indent, std::size_t width,
                   const std::string& text);
 

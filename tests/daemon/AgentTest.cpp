@@ -62,8 +62,8 @@ class AgentTest : public testing::Test {
     return config;
   }
   void useStore() {
-    store = std::make_unique<Store>(
-        Store::Options{dir.path("state"), "boot", host.time, [] {}}, log);
+    store =
+        std::make_unique<Store>(Store::Options{dir.path("state"), "boot", host.time, [] {}}, log);
     ASSERT_EQ(store->lock(), Store::Lock::held);
   }
   void bridgeOfThree(bool lead = true) {
@@ -85,7 +85,9 @@ class AgentTest : public testing::Test {
     return "none";
   }
   Json port(const std::string& name) { return call("ports", {{"port", name}}).at(0); }
-  std::string registered(const std::string& name) { return port(name)["mvrp"]["registered"].dump(); }
+  std::string registered(const std::string& name) {
+    return port(name)["mvrp"]["registered"].dump();
+  }
   std::string declared(const std::string& name) { return port(name)["mvrp"]["declared"].dump(); }
   // All that was sent, in one text.
   std::string sent(const App& app, const std::string& name) {
@@ -259,8 +261,8 @@ TEST_F(AgentTest, StoppingWithdrawsAndTakesItsTracesAway) {
   host.run(0.3);
   host.sent(kMvrp, "eth2");
   agent->withdraw();
-  EXPECT_THAT(sent(kMvrp, "eth2"), testing::AllOf(testing::HasSubstr("10=Lv"),
-                                                  testing::HasSubstr("5=Lv")));
+  EXPECT_THAT(sent(kMvrp, "eth2"),
+              testing::AllOf(testing::HasSubstr("10=Lv"), testing::HasSubstr("5=Lv")));
   EXPECT_EQ(host.entries("eth1"), "5");
   EXPECT_EQ(host.relay, "");
 }
@@ -377,7 +379,8 @@ TEST_F(AgentTest, WrongRequestsSayWhy) {
       {"vlans", {{"vlan", 4095}}, "-32602"},
       {"get", Json::object(), "-32602"},
       {"get", {{"application", "mvrp"}, {"name", "mrpConfig.nothing"}}, "-32602"},
-      {"set", {{"application", "mvrp"}, {"name", "mrpCounters.numOfPktsProcessed"}, {"value", "x"}},
+      {"set",
+       {{"application", "mvrp"}, {"name", "mrpCounters.numOfPktsProcessed"}, {"value", "x"}},
        "-32602"},
       {"watch", {{"kinds", {"everything"}}}, "-32602"},
       {"trace", {{"application", "mvrp"}}, "-32602"},
@@ -410,8 +413,7 @@ TEST_F(AgentTest, AStationDeclaresStreamsAndDomains) {
                      {"maxIntervalFrames", 1}}}});
   host.run(0.3);
   EXPECT_THAT(sent(kMsrp, "eth1"), testing::HasSubstr("1:1b21aa99870001=New"));
-  host.receive(kMsrp, "eth1",
-               streams(3, stream(0x001b21aa99870001), {JoinIn}, false, {ready}));
+  host.receive(kMsrp, "eth1", streams(3, stream(0x001b21aa99870001), {JoinIn}, false, {ready}));
   host.receive(kMsrp, "eth1", streams(4, domain(6, 3, 2), {JoinIn, JoinIn}));
   host.run(0.3);
   const Json row = call("streams").at(0);

@@ -198,8 +198,9 @@ TEST_F(ConfigTest, WhatIsFixedForLifeIsToldAtItsLine) {
   later.file = "mrp.toml";
   const Lines errors = changesForLife(running, later);
   ASSERT_EQ(errors.size(), 2u);
-  EXPECT_THAT(errors[0], testing::EndsWith(
-                             "mrp.toml:2: agent.bridge: \"br0\", as it was when the agent started"));
+  EXPECT_THAT(
+      errors[0],
+      testing::EndsWith("mrp.toml:2: agent.bridge: \"br0\", as it was when the agent started"));
   EXPECT_THAT(errors[1], testing::HasSubstr("mrp.toml:4: agent.state: \"\""));
 }
 

@@ -23,8 +23,8 @@ FakeHost::~FakeHost() = default;
 Ptr<Platform::PlatformServices> FakeHost::services(Mrp::MrpApplication application) {
   auto made = Platform::makePtr<Platform::Embedded::Services>(time);
   services_[application] = made;
-  const auto& app = application == Mrp::MrpApplication::mvrp ? EngineTest::kMvrp
-                                                             : EngineTest::kMsrp;
+  const auto& app =
+      application == Mrp::MrpApplication::mvrp ? EngineTest::kMvrp : EngineTest::kMsrp;
   taps_.push_back(std::make_unique<Tap>(*this, app, made->bus()));
   return made;
 }

@@ -222,12 +222,14 @@ TEST_F(RpcTest, ARequestTooLongEndsItsConnectionAndNoOther) {
 
 TEST_F(RpcTest, AReplyOfAnySizeIsWholeAndNoneWaitsBehindTooMuch) {
   RawClient client(dir.path("s"));
-  client.write("{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"large\",\"params\":{\"size\":9000000}}\n");
+  client.write(
+      "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"large\",\"params\":{\"size\":9000000}}\n");
   EXPECT_GT(linesOf(client, 1).at(0).size(), 9000000u);
 
   RawClient deaf(dir.path("s"));
-  deaf.write("{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"large\",\"params\":{\"size\":9000000}}\n"
-             "{\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"count\"}\n");
+  deaf.write(
+      "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"large\",\"params\":{\"size\":9000000}}\n"
+      "{\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"count\"}\n");
   ASSERT_TRUE(until([&] { return echo.ended == 1; }));
   EXPECT_EQ(echo.calls, 1);
   client.write("{\"jsonrpc\":\"2.0\",\"id\":3,\"method\":\"count\"}\n");

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/mvrp/VlanSet.h"
+#include "agent/bridge/VlanSet.h"
 
 namespace Daemon {
 

@@ -42,8 +42,8 @@ std::optional<Value> single(const Key& key, const Element& element) {
   if (const auto* flag = std::get_if<bool>(&element.value)) {
     if (key.type == Key::Type::boolean) return Value(*flag);
   } else if (const auto* number = std::get_if<std::int64_t>(&element.value)) {
-    if (key.type == Key::Type::count && *number >= 0 &&
-        static_cast<double>(*number) >= key.min && static_cast<double>(*number) <= key.max) {
+    if (key.type == Key::Type::count && *number >= 0 && static_cast<double>(*number) >= key.min &&
+        static_cast<double>(*number) <= key.max) {
       return Value(static_cast<std::uint32_t>(*number));
     }
   } else if (const auto* text = std::get_if<std::string>(&element.value)) {

@@ -20,7 +20,7 @@ using Value = std::variant<bool, std::string, double, std::uint32_t, std::vector
 struct Key {
   enum class Type : std::uint8_t { boolean, text, seconds, count, texts, vlans, classes };
 
-  std::string_view table;    // "agent", "mvrp", "msrp" or "port"
+  std::string_view table;  // "agent", "mvrp", "msrp" or "port"
   std::string_view name;
   Type type;
   std::string_view allowed;  // as an error says it

@@ -1,11 +1,11 @@
 #include "agent/daemon/config/TomlFile.h"
 
+#include <toml++/toml.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
-#include <toml++/toml.h>
 
 #include "agent/daemon/config/Element.h"
 
@@ -70,9 +70,8 @@ class Reader {
     const toml::table* members = node.as_table();
     if (!members) return error(lineOf(node), path, "a table");
     for (const auto& [name, value] : *members) {
-      const auto key = std::ranges::find_if(known, [&, &n = name](const Key& k) {
-        return k.name == n.str() && k.table == table;
-      });
+      const auto key = std::ranges::find_if(
+          known, [&, &n = name](const Key& k) { return k.name == n.str() && k.table == table; });
       if (key == known.end()) {
         error(lineOf(name), path + "." + shown(name.str()),
               "no such key; there are " + namesOf(known, table));

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/mvrp/VlanSet.h"
+#include "agent/bridge/VlanSet.h"
 
 namespace Daemon {
 

@@ -44,8 +44,11 @@ Host::FrameCounters LinuxHost::frameCounters(Mrp::MrpApplication application, In
 
 void LinuxHost::linkIs(const Kernel::Link& link) {
   Link& of = links_[link.name];
-  of = {.ifindex = static_cast<std::uint32_t>(link.index), .mac = link.mac, .mtu = link.mtu,
-        .up = link.up, .bridge = {}};
+  of = {.ifindex = static_cast<std::uint32_t>(link.index),
+        .mac = link.mac,
+        .mtu = link.mtu,
+        .up = link.up,
+        .bridge = {}};
   if (!link.port) return;
   if (const Kernel::Link* bridge = kernelLinks_.link(link.port->bridge)) {
     of.bridge = bridge->name;

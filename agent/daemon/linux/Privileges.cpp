@@ -35,9 +35,9 @@ void dropPrivileges(const std::optional<UserIds>& user) {
   if (raw) capng_update(CAPNG_ADD, both, CAP_NET_RAW);
   int result = 0;
   if (user) {
-    result = capng_change_id(static_cast<int>(user->uid), static_cast<int>(user->gid),
-                             static_cast<capng_flags_t>(CAPNG_INIT_SUPP_GRP |
-                                                        CAPNG_CLEAR_BOUNDING));
+    result =
+        capng_change_id(static_cast<int>(user->uid), static_cast<int>(user->gid),
+                        static_cast<capng_flags_t>(CAPNG_INIT_SUPP_GRP | CAPNG_CLEAR_BOUNDING));
   } else {
     result = capng_apply(bounded ? CAPNG_SELECT_BOTH : CAPNG_SELECT_CAPS);
   }

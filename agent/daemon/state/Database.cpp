@@ -38,8 +38,8 @@ class Database::Statement {
     return *this;
   }
   Statement& bind(const std::vector<std::uint8_t>& octets) {
-    check(sqlite3_bind_blob(statement_, ++bound_, octets.empty() ? "" : static_cast<const void*>(
-                                                                            octets.data()),
+    check(sqlite3_bind_blob(statement_, ++bound_,
+                            octets.empty() ? "" : static_cast<const void*>(octets.data()),
                             static_cast<int>(octets.size()), SQLITE_STATIC));
     return *this;
   }

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/mvrp/VlanSet.h"
+#include "agent/bridge/VlanSet.h"
 
 // What travels through the attribute log: one message is a sequence of entries.
 namespace Daemon {

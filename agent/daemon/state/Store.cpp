@@ -166,8 +166,8 @@ void Store::send() {
   if (!mayWrite_) return;
   while (sent_ < waiting_.size()) {
     const std::size_t size = std::min(kMessage, waiting_.size() - sent_);
-    const ssize_t n = ::send(output_->sockFd(), waiting_.data() + sent_, size,
-                             MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t n =
+        ::send(output_->sockFd(), waiting_.data() + sent_, size, MSG_DONTWAIT | MSG_NOSIGNAL);
     if (n <= 0) break;
     sent_ += static_cast<std::size_t>(n);
   }
@@ -207,8 +207,8 @@ std::uint64_t Store::behind() const {
 
 bool Store::drain(Platform::Seconds atMost) {
   flush();
-  const auto until = std::chrono::steady_clock::now() +
-                     std::chrono::nanoseconds(atMost.nanoseconds());
+  const auto until =
+      std::chrono::steady_clock::now() + std::chrono::nanoseconds(atMost.nanoseconds());
   std::unique_lock lock(state_->mutex);
   while (state_->written < state_->put && started_) {
     if (!waiting_.empty()) {
@@ -216,8 +216,8 @@ bool Store::drain(Platform::Seconds atMost) {
       send();
       lock.lock();
     }
-    const auto soon = std::min(until, std::chrono::steady_clock::now() +
-                                          std::chrono::milliseconds(20));
+    const auto soon =
+        std::min(until, std::chrono::steady_clock::now() + std::chrono::milliseconds(20));
     state_->changed.wait_until(lock, soon);
     if (std::chrono::steady_clock::now() >= until) break;
   }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "mrp/MrpSm/engine/MrpSm.h"
 #include "mrp/MrpSm/engine/MrpPamSm.h"
+#include "mrp/MrpSm/engine/MrpSm.h"
 #include "mrp/MrpSm/sm/MrpApplicantSm.h"
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 #include "mrp/MrpSm/sm/MrpRegistrarSm.h"
