@@ -5,6 +5,7 @@
 
 #include "cli/BadInput.h"
 #include "cli/ReplayCommand.h"
+#include "cli/agent/AgentCommands.h"
 #include "cli/replay/JsonMembers.h"
 
 namespace Cli {
@@ -21,6 +22,8 @@ constexpr const char* kExamples = R"(Examples:
       two captures that overlap in time, one JSON object a line
   mrp replay story.jsonl --application msrp --write sent.pcap
       a scenario; the frames that the engine sends go to a capture
+  mrp replay port1=talker.pcap port2=listener.pcap --bridge
+      the ports of one bridge: what it declares, and reserves for streams
   mrp replay port1=more.pcap --standby --status before.json --until 30
       an engine in standby that is given the attributes of another run)";
 
@@ -52,6 +55,8 @@ void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
   app.add_option("--until", command.until,
                  "End of the run; otherwise one second after the last input")
       ->check(timeOption());
+  app.add_flag("--bridge", command.files.bridge,
+               "Run the application's bridge over all ports instead of a plain engine");
   app.add_flag("--standby", command.standby, "Start the engine in standby");
   app.add_option("--status", command.files.status, "Attributes that the engine starts with")
       ->type_name("FILE");
@@ -77,7 +82,7 @@ std::string oneLine(std::string text) {
   return text;
 }
 
-void runParsed(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
+int runParsed(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
   CLI::App app("The Multiple Registration Protocol (IEEE 802.1Q), MSRP and MVRP, at work", "mrp");
   app.set_version_flag("--version", kVersion);
   app.require_subcommand(1);
@@ -87,22 +92,24 @@ void runParsed(std::span<const char* const> arguments, std::ostream& out, std::o
       "replay",
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
+  AgentCommands agentCommands(app);
   try {
     app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& asked) {  // --help, --version
     app.exit(asked, out, err);
-    return;
+    return 0;
   }
+  if (const auto status = agentCommands.run(out, err)) return *status;
   command.files.application = applicationNamed(application);
   replay(command, out, err);
+  return 0;
 }
 
 }  // namespace
 
 int run(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
   try {
-    runParsed(arguments, out, err);
-    return 0;
+    return runParsed(arguments, out, err);
   } catch (const std::exception& error) {
     err << "mrp: " << oneLine(error.what()) << std::endl;
     return kBadInput;

@@ -18,18 +18,18 @@ void Receiver::processParsedAttributes(IntfId intf) {
   // A domain is settled before the streams that depend on it.
   for (Queue* queue : {&firstQueue_, &queue_}) {
     for (const std::uint32_t position : *queue) {
-      const MrpParsedAttribute parsed = staged_.at(position);
-      const MrpAttribute attribute{intf, parsed.attributeType, parsed.attributeKey};
+      const MrpParsedAttribute& parsed = staged_.at(position);
       // An indication has closed the port: what is left would register on a dead one, or on what
       // has been opened in its place.
       if (closed_) {
-        env_.discarded(MrpObserver::Reason::portClosed, attribute);
+        env_.discarded(MrpObserver::Reason::portClosed,
+                       {intf, parsed.attributeType, parsed.attributeKey});
         continue;
       }
       try {
         processParsedAttribute(parsed, intf);
       } catch (const std::bad_alloc&) {
-        outOfMemory(attribute);
+        outOfMemory({intf, parsed.attributeType, parsed.attributeKey});
       }
     }
     queue->clear();
@@ -56,34 +56,42 @@ void Receiver::processRxLeaveAlls(IntfId intf) {
 }
 
 void Receiver::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf) {
-  const std::uint8_t type = parsed.attributeType;
-  const std::uint64_t key = parsed.attributeKey;
-  Subject subject = machines_.records.find(intf, type, key);
-  if (!subject && subject.types && machines_.records.refuses(*subject.types, key)) return;
-  restoreValue(parsed, subject.record);
-  env_.contextIs(intf, type, key);
-  env_.context->attributeEventIs(parsed.attributeEvent);
-  if (!subject) subject = machines_.records.add({intf, type, key}, env_.values.rxImage(type));
-  if (!subject) return;
-  subject.record = machines_.applicant.handle(
-      subject, MrpApplicantSm::mrpMapRxApplicantEvent(parsed.attributeEvent));
-  if (!subject) return;
-  machines_.registrar.handle(subject,
-                             MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed.attributeEvent));
+  const Subject subject = machines_.records.find(intf, parsed.attributeType, parsed.attributeKey);
+  if (subject) {
+    takeValue(parsed, subject.record);
+    drive(subject, parsed.attributeEvent);
+  } else {
+    processUnknownAttribute(parsed, subject.types, intf);
+  }
+}
+
+void Receiver::processUnknownAttribute(const MrpParsedAttribute& parsed,
+                                       const MrpIntfTypeApplicant* types, IntfId intf) {
+  const MrpAttribute attribute{intf, parsed.attributeType, parsed.attributeKey};
+  if (types && machines_.records.refuses(*types, attribute.attributeKey)) return;
+  takeValue(parsed, nullptr);
+  const Subject added =
+      machines_.records.add(attribute, env_.values.rxImage(attribute.attributeType));
+  if (added) drive(added, parsed.attributeEvent);
 }
 
 // The receive record takes the staged value. So does the transmit record, that what the Applicant
 // answers names this attribute; but where a value is stored this station keeps declaring that one.
 // What a four-packed event says is always the received one.
-void Receiver::restoreValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record) {
-  const AttributeTypeInfo* type = env_.info.type(parsed.attributeType);
-  if (!type) {
-    MRP_TRACE(env_.trace, 4, " valueSize = 0!! ");
-    return;
-  }
+inline void Receiver::takeValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record) {
   const std::uint8_t* received = staged_.value(parsed).data();
-  const bool stored = !type->fourPacked && record && record->value().size() == type->image;
-  env_.values.takeImages(type->type, received, stored ? record->value().data() : received);
+  const bool stored = record && record->value().size() == parsed.valueSize &&
+                      !env_.info.type(parsed.attributeType)->fourPacked;
+  env_.values.takeImages(parsed.attributeType, received,
+                         stored ? record->value().data() : received);
+}
+
+inline void Receiver::drive(Subject subject, std::uint8_t event) {
+  env_.contextIs(subject.intf(), subject.type(), subject.key());
+  env_.context->attributeEventIs(event);
+  subject.record =
+      machines_.applicant.handle(subject, MrpApplicantSm::mrpMapRxApplicantEvent(event));
+  if (subject) machines_.registrar.handle(subject, MrpRegistrarSm::mrpMapRxRegistrarEvent(event));
 }
 
 // The Applicant is to see what the PDU itself declares: IN for an attribute that the same PDU

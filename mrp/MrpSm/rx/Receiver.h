@@ -93,9 +93,11 @@ class Receiver {
   void leaveAllOnlyVector();
   template <class Value>
   MrpParseStatus parseEvents(Pkt& pkt, Value& value);
-  void restoreValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
-  void stage(const AttributeTypeInfo& type, std::uint64_t key, std::uint8_t event,
-             std::span<const std::uint8_t> image);
+  [[gnu::noinline]] void processUnknownAttribute(const MrpParsedAttribute& parsed,
+                                                 const MrpIntfTypeApplicant* types, IntfId intf);
+  void takeValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
+  void drive(Subject subject, std::uint8_t event);
+  bool makeRoom(Queue& queue, std::size_t events, std::size_t valueSize);
   // Of an event that is not staged, or that somebody watches.
   [[gnu::cold]] void tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const;
 

@@ -60,26 +60,6 @@ void MrpRegistrarSm::handleRegistrarEvent() {
   }
 }
 
-void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
-  const bool traced = env_.trace.isOn(7);
-  if (traced) tellEvent(subject, event);
-  if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
-
-  const MrpRegistrarState from = subject.record->registrarState();
-  const std::uint64_t key = subject.key();
-  const Outcome outcome = dispatch(subject, event);
-  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
-  if (subject && traced) tellExit(subject.record->registrarState());
-  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
-  if (!subject) return;
-  MrpAttrDatabase& record = *subject.record;
-  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
-  if (env_.observed()) tellMove(subject, from, event);
-  if (!record.atRest()) return;
-  delLeavePending(record);
-  records_.deletePending(subject);
-}
-
 void MrpRegistrarSm::tellEvent(Subject subject, MrpRegistrarEvent event) const {
   MRP_TRACE(env_.trace, 7,
             "handleRegistrarEvent Key = 0x"
@@ -102,21 +82,24 @@ void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
   MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegistrarEvent event) {
-  switch (subject.record->registrarState()) {
-    case MrpRegistrarState::in:
-      return handleInStateRegistrar(subject, event);
-    case MrpRegistrarState::lv:
-      return handleLvStateRegistrar(subject, event);
-    case MrpRegistrarState::mt:
-      return handleMtStateRegistrar(subject, event);
-  }
-  tellInvalid(subject.record->registrarState());
+// A repeated join of an attribute that is registered: the application hears of it when the value
+// has changed. Where the value is each station's own, every join is indicated and none is stored.
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject) {
+  const AttributeTypeInfo* type = subject.types->info();
+  const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
+  if (!type || type->own || !subject.record->valueEquals(received)) return joinChanged(subject);
+  env_.counters->numOfJoinIndicationsInc();
   return Outcome::quiet;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
-                                                               MrpRegistrarEvent event) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinChanged(Subject subject) {
+  const AttributeTypeInfo* type = subject.types->info();
+  if (!type || !type->own) subject.record->valueIs(env_.values.rxImage(subject.type()));
+  return joinIndication(subject);
+}
+
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
+                                                                      MrpRegistrarEvent event) {
   switch (event) {
     case MrpRegistrarEvent::rNew:
       logJoin(subject, event);
@@ -205,19 +188,37 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(Subject subject,
   return Outcome::quiet;
 }
 
-// A repeated join of an attribute that is registered: the application hears of it when the value
-// has changed. Where the value is each station's own, every join is indicated and none is stored.
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject) {
-  const AttributeTypeInfo* type = env_.info.type(subject.type());
-  if (!type || !type->own) {
-    const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
-    if (!received.empty() && subject.record->valueEquals(received)) {
-      env_.counters->numOfJoinIndicationsInc();
-      return Outcome::quiet;
-    }
-    subject.record->valueIs(received);
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegistrarEvent event) {
+  switch (subject.record->registrarState()) {
+    case MrpRegistrarState::in:
+      return handleInStateRegistrar(subject, event);
+    case MrpRegistrarState::lv:
+      return handleLvStateRegistrar(subject, event);
+    case MrpRegistrarState::mt:
+      return handleMtStateRegistrar(subject, event);
   }
-  return joinIndication(subject);
+  tellInvalid(subject.record->registrarState());
+  return Outcome::quiet;
+}
+
+void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
+  const bool traced = env_.trace.isOn(7);
+  if (traced) tellEvent(subject, event);
+  if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
+
+  const MrpRegistrarState from = subject.record->registrarState();
+  const std::uint64_t key = subject.key();
+  const Outcome outcome = dispatch(subject, event);
+  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
+  if (subject && traced) tellExit(subject.record->registrarState());
+  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
+  if (!subject) return;
+  MrpAttrDatabase& record = *subject.record;
+  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
+  if (env_.observed()) tellMove(subject, from, event);
+  if (!record.atRest()) return;
+  delLeavePending(record);
+  records_.deletePending(subject);
 }
 
 MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject) {

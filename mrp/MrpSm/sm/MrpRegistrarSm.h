@@ -78,6 +78,7 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   Outcome handleLvStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome handleMtStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome joinUpdate(Subject subject);
+  Outcome joinChanged(Subject subject);
   Outcome joinIndication(Subject subject);
   Outcome leaveIndication(Subject subject);
   [[gnu::cold]] void joinDiscarded(const MrpAttribute& attribute);
