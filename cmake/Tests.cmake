@@ -31,4 +31,11 @@ if(test_sources)
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 300)
+  # What only a full kernel has; skipped where none can be started.
+  if(TARGET mrp_linux AND NOT MRP_SANITIZE)
+    add_test(NAME linux_platform_in_uml
+      COMMAND ${PROJECT_SOURCE_DIR}/scripts/in-uml $<TARGET_FILE:mrp_tests>
+        --gtest_filter=BridgeVlans*:Links*)
+    set_tests_properties(linux_platform_in_uml PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
+  endif()
 endif()
