@@ -201,10 +201,14 @@ void StreamPropagation::dropLeftOver() {
              return f.listenerBits || f.declaredBits || f.touched;
            });
   };
-  for (Stream* stream : std::exchange(doubtful_, {})) {
-    const auto found = std::ranges::find(doubtful_, stream);
-    if (found != doubtful_.end()) continue;
-    if (!busy(*stream)) streams_.erase(stream->id);
+  std::vector<Stream*> doubtful = std::exchange(doubtful_, {});
+  std::ranges::sort(doubtful);
+  const auto repeated = std::ranges::unique(doubtful);
+  doubtful.erase(repeated.begin(), repeated.end());
+  for (Stream* stream : doubtful) {
+    if (busy(*stream)) continue;
+    if (stream->repeatPending) repeating_.erase({stream->repeatAt, stream});
+    streams_.erase(stream->id);
   }
 }
 

@@ -84,7 +84,13 @@ void MsrpBridge::handleAlarm() { settle(); }
 // --- Ports ---------------------------------------------------------------------------------------
 
 void MsrpBridge::handleMember(const Member& member, bool there) {
-  there ? propagation_.portIs(member.intf) : propagation_.portDel(member.intf);
+  if (there) {
+    propagation_.portIs(member.intf);
+    settleSoon();
+  } else {
+    settle();  // nothing waits on a port that goes
+    propagation_.portDel(member.intf);
+  }
 }
 
 void MsrpBridge::handleStart() {

@@ -25,7 +25,16 @@ void StreamPropagation::settle() {
 }
 
 void StreamPropagation::recover() {
-  while (!recovering_.empty() && deadline() <= clock_.now()) {
+  constexpr Seconds kRepeatInterval{1.0};
+  const Seconds now = clock_.now();
+  while (!repeating_.empty() && repeating_.begin()->first <= now) {
+    Stream& stream = *repeating_.extract(repeating_.begin()).value().second;
+    stream.repeatPending = false;
+    stream.repeatMerged = true;
+    stream.repeatAt = now + kRepeatInterval;
+    mergeAgain(stream);
+  }
+  while (!recovering_.empty() && recovering_.begin()->first + recovery_ <= now) {
     Stream& stream = *recovering_.begin()->second;
     firstValueChanged(stream, false);
     forgetLatencies(stream);

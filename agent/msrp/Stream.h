@@ -158,7 +158,9 @@ struct Stream {
   std::uint8_t verdict = 0;  // of the checks that concern the whole bridge, see Checks.h
   MsrpListenerEvent merged = MsrpListenerEvent::ignore;  // declared on `mergedOn`
   bool mergeDirty = false;
-  bool repeatMerged = false;
+  bool repeatMerged = false;   // say `merged` again
+  bool repeatPending = false;  // not before `repeatAt`
+  Seconds repeatAt;
   Port* mergedOn = nullptr;
   Seconds changedAt = Seconds::never();  // FirstValue changed; never: it did not
   Booking booked;

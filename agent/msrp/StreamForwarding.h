@@ -43,7 +43,7 @@ struct StreamPort {
 class StreamForwarding {
  public:
   // Learns that an answer of streamPort, vlanEgress or addressRegistered may have changed, or that
-  // there is room for reservations again.
+  // there is room for reservations again. Not called from inside an operation of this class.
   class Reactor {
    public:
     virtual void handleStreamPort(Platform::IntfId intf) = 0;

@@ -218,17 +218,23 @@ void StreamPropagation::listenerIs(IntfId intf, StreamId id, MsrpListenerEvent e
   if (event == MsrpListenerEvent::ignore && !find(id)) return;
   Stream& stream = streamIs(id);
   Fate& fate = stream.fate(*port);
-  if (stream.mergedOn == port) {
-    // One record holds what the neighbour declares and what we declare, whichever came last.
-    stream.repeatMerged = true;
-    mergeAgain(stream);
-  }
+  if (stream.mergedOn == port && event != stream.merged) repeatMerged(stream);
   if (fate.listener() == event) return;
   const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
   fate.listenerIs(event);
   contribute(stream, before, listenerBehind(fate.declared(), event));
   touch(stream, *port);
   if (event == MsrpListenerEvent::ignore) doubtful_.push_back(&stream);
+}
+
+// One record holds what the neighbour declares and what we declare, whichever came last. Two
+// bridges that each take the other's side for the talker's would go on answering each other, so
+// what has been repeated waits a while.
+void StreamPropagation::repeatMerged(Stream& stream) {
+  if (std::exchange(stream.repeatPending, true)) return;
+  stream.repeatAt = std::max(stream.repeatAt, clock_.now());
+  repeating_.emplace(stream.repeatAt, &stream);
+  if (stream.repeatAt <= clock_.now()) change();
 }
 
 std::vector<StreamId> StreamPropagation::streamsOn(IntfId intf) const {
@@ -343,7 +349,9 @@ void StreamPropagation::recoveryIs(Seconds time) {
 }
 
 Seconds StreamPropagation::deadline() const {
-  return recovering_.empty() ? Seconds::never() : recovering_.begin()->first + recovery_;
+  const Seconds recovered =
+      recovering_.empty() ? Seconds::never() : recovering_.begin()->first + recovery_;
+  return repeating_.empty() ? recovered : std::min(recovered, repeating_.begin()->first);
 }
 
 }  // namespace Mrp::Streams

@@ -132,6 +132,7 @@ class StreamPropagation {
   void touch(Stream& stream, Port& port);
   void changed(Port& port);
   void forgetDeclared(Port& port);
+  void repeatMerged(Stream& stream);
   void takePart(Port& port);
   void refresh(Stream& stream);
   void moved(Stream& stream, Port* in);
@@ -192,6 +193,7 @@ class StreamPropagation {
   Entries entries_;
   Granting granting_{fanIn_, entries_};
   std::set<std::pair<Seconds, Stream*>> recovering_;
+  std::set<std::pair<Seconds, Stream*>> repeating_;
   std::uint64_t order_ = 0;  // of talkers and kept streams
 
   bool unsettled_ = false;

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <ostream>
+#include <set>
 
 #include "sim/msrp/StreamNetwork.h"
 
@@ -32,6 +33,7 @@ class StreamSimulation {
     disturb();
     while (!pending_.empty()) runUntil(pending_.begin()->first);
     rolesFollow();
+    oneTalkerAStream();
     outcome_.diameter = topology_.diameter();
     expectConvergence();
     if (outcome_.failure.empty()) expectQuiet();
@@ -110,6 +112,18 @@ class StreamSimulation {
     using enum Mrp::MsrpListenerEvent;
     leaves ? network_.leave(s, id)
            : network_.listen(s, id, random_.chance(0.9) ? ready : askingFailed);
+  }
+
+  // Two stations that talk one stream are never settled between bridges that have one each: neither
+  // declares its own where the other's is registered, and so both withdraw and declare in turn.
+  void oneTalkerAStream() {
+    std::set<std::uint64_t> talked;
+    for (std::size_t s = 0; s < network_.stations().size(); ++s) {
+      const auto talks = network_.stations()[s].talks;
+      for (const auto& [id, value] : talks) {
+        if (!talked.insert(id).second) network_.hush(static_cast<int>(s), id);
+      }
+    }
   }
 
   Mrp::MsrpTalkerAdvertiseAttribute value(std::uint64_t id) {

@@ -389,6 +389,12 @@ TEST_F(StreamStoriesTest, TalkerThatMovesToAListenersPort) {
   EXPECT_EQ(b.entry(), "3");
   b.listen(2, 1, askingFailed, JoinIn);
   EXPECT_THAT(b.declared(), HasSubstr("2:R ")) << "said again after the neighbour's";
+  // A neighbour that does the same would be answered for ever.
+  b.sent(2);
+  for (int i = 0; i < 20; ++i) b.listen(2, 1, i % 2 ? askingFailed : readyFailed, JoinIn);
+  EXPECT_LT(b.sent(2).size(), 4u);
+  b.run(1.2);
+  EXPECT_THAT(b.declared(), HasSubstr("2:R "));
 }
 
 TEST_F(StreamStoriesTest, OnlySoManyPortsMayStreamsComeInBy) {
