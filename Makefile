@@ -37,6 +37,14 @@ bench-count: bench_programs
 bench-store: bench_programs
 	build/bin/mrp_bench --count-only --store=bench/instructions.txt
 
+# The agent on real interfaces: in namespaces on this kernel, and in a User-Mode Linux that has what not every kernel has.
+test-net: build
+	scripts/test-net build/bin/mrp
+
+test-kernel: build
+	@scripts/install-packages kernel
+	scripts/in-uml scripts/test-net build/bin/mrp; status=$$?; [ $$status -eq 77 ] || exit $$status
+
 # Ten thousand simulated networks; about four minutes of processor time.
 soak: build
 	scripts/soak build/bin/mrp_sim 10000 $(JOBS)
@@ -89,6 +97,7 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
+.PHONY: test-net test-kernel
 .PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak mutants lifetimes check tidy format
 .PHONY: clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

@@ -17,3 +17,5 @@ mrp_compile_flags(mrp_daemon)
 target_link_libraries(mrp_daemon
   PUBLIC nlohmann_json::nlohmann_json PkgConfig::UV
   PRIVATE PkgConfig::SQLITE PkgConfig::TOMLPP PkgConfig::NFTABLES PkgConfig::CAPNG Threads::Threads)
+
+configure_file(packaging/mrp-agent.service.in ${PROJECT_BINARY_DIR}/mrp-agent.service @ONLY)

@@ -33,3 +33,9 @@ file(RELATIVE_PATH pc_prefix
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/libmrp.pc.in ${PROJECT_BINARY_DIR}/libmrp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libmrp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The agent's service and examples of its configuration.
+if(TARGET mrp_daemon)
+  install(FILES ${PROJECT_BINARY_DIR}/mrp-agent.service DESTINATION lib/systemd/system)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/config/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/config)
+endif()

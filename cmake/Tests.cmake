@@ -39,3 +39,17 @@ if(test_sources)
     set_tests_properties(linux_platform_in_uml PROPERTIES SKIP_RETURN_CODE 77 TIMEOUT 300)
   endif()
 endif()
+
+# The agent on real interfaces, and what its service may do.
+if(TARGET mrp_cli AND TARGET mrp_daemon)
+  if(NOT MRP_SANITIZE)
+    add_test(NAME net COMMAND ${PROJECT_SOURCE_DIR}/scripts/test-net $<TARGET_FILE:mrp_cli>)
+    set_tests_properties(net PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+  endif()
+  find_program(MRP_SYSTEMD_ANALYZE systemd-analyze)
+  if(MRP_SYSTEMD_ANALYZE)
+    add_test(NAME service_exposure COMMAND
+      ${MRP_SYSTEMD_ANALYZE} security --offline=true --threshold=20
+      ${PROJECT_BINARY_DIR}/mrp-agent.service)
+  endif()
+endif()

@@ -108,7 +108,7 @@ void Agent::withdraw() {
   }
   for (const auto& [intf, port] : ports_) program_.review(intf.name(), {});
   std::string why;
-  if (config_.bridgeMode()) host_.relayBlockIs(config_.bridge, false, false, why);
+  if (config_.bridgeMode()) host_.relayBlockIs(config_.bridge, {}, false, false, why);
   relayBlocked_ = false;
   if (!store_) return;
   store_->put({.kind = Entry::Kind::clear});

@@ -212,12 +212,19 @@ void Agent::relayBlock() {
   if (!config_.bridgeMode()) return;
   const bool mvrp = instance(MrpApplication::mvrp) != nullptr;
   const bool msrp = instance(MrpApplication::msrp) != nullptr;
-  const std::string wanted = std::string(mvrp ? "v" : "") + (msrp ? "s" : "") + ".";
+  // Every port of the bridge, those that are left alone too: no bridge relays these frames.
+  std::vector<std::string> ports;
+  std::string wanted = std::string(mvrp ? "v" : "") + (msrp ? "s" : "") + ":";
+  for (const auto& [name, link] : host_.links()) {
+    if (link.bridge != config_.bridge) continue;
+    ports.push_back(name);
+    (wanted += name) += '/';
+  }
   if (wanted == relayState_) return;
   const bool first = relayState_.empty();
   relayState_ = wanted;
   std::string why;
-  relayBlocked_ = host_.relayBlockIs(config_.bridge, mvrp, msrp, why) && (mvrp || msrp);
+  relayBlocked_ = host_.relayBlockIs(config_.bridge, ports, mvrp, msrp, why) && (mvrp || msrp);
   if (!why.empty() && first) {
     log_.warning("the bridge relays frames of the protocol between its ports: " + why);
   }

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "agent/bridge/VlanSet.h"
 #include "mrp/types/MrpEnums.h"
@@ -66,9 +67,11 @@ class Host {
 
   // Makes plain tagged entries of a port, or removes them. What fails is told by onRefused.
   virtual void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) = 0;
-  // Keeps frames of these applications from being relayed by the bridge; none of them: takes away
-  // what keeps them. False when the host cannot, and `why` says so.
-  virtual bool relayBlockIs(const std::string& bridge, bool mvrp, bool msrp, std::string& why) = 0;
+  // Keeps frames of these applications that come in on one of `ports` from being relayed by the
+  // bridge; none of them: takes away what keeps them. False when the host cannot, and `why` says
+  // so.
+  virtual bool relayBlockIs(const std::string& bridge, const std::vector<std::string>& ports,
+                            bool mvrp, bool msrp, std::string& why) = 0;
 
   // Another boot gives another text.
   virtual std::string bootId() const = 0;

@@ -46,7 +46,8 @@ void FakeHost::vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans
   if (!present) e.flagged -= vlans;
 }
 
-bool FakeHost::relayBlockIs(const std::string&, bool mvrp, bool msrp, std::string&) {
+bool FakeHost::relayBlockIs(const std::string&, const std::vector<std::string>&, bool mvrp,
+                            bool msrp, std::string&) {
   relay = std::string(mvrp ? "mvrp" : "") + (msrp ? " msrp" : "");
   return true;
 }

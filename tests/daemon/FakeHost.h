@@ -26,7 +26,8 @@ class FakeHost final : public Host {
   std::optional<Bridge> bridge(const std::string& name) const override;
   VlanEntries vlanEntries(const std::string& link) const override;
   void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) override;
-  bool relayBlockIs(const std::string&, bool mvrp, bool msrp, std::string& why) override;
+  bool relayBlockIs(const std::string&, const std::vector<std::string>& ports, bool mvrp, bool msrp,
+                    std::string& why) override;
   std::string bootId() const override { return "boot"; }
 
   // A link, or changes of one; every new one has an index of its own.

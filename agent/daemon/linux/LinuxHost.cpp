@@ -116,8 +116,9 @@ void LinuxHost::handleRefusal(const Kernel::BridgeVlans::Refusal& refusal) {
   if (refusal.present && refused_) refused_(refusal.interface, refusal.vlans);
 }
 
-bool LinuxHost::relayBlockIs(const std::string& bridge, bool mvrp, bool msrp, std::string& why) {
-  return blockRelay(bridge, mvrp, msrp, why);
+bool LinuxHost::relayBlockIs(const std::string& bridge, const std::vector<std::string>& ports,
+                             bool mvrp, bool msrp, std::string& why) {
+  return blockRelay(bridge, ports, mvrp, msrp, why);
 }
 
 std::string LinuxHost::bootId() const {

@@ -29,7 +29,8 @@ class LinuxHost final : public Host {
   std::optional<Bridge> bridge(const std::string& name) const override;
   VlanEntries vlanEntries(const std::string& link) const override;
   void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) override;
-  bool relayBlockIs(const std::string& bridge, bool mvrp, bool msrp, std::string& why) override;
+  bool relayBlockIs(const std::string& bridge, const std::vector<std::string>& ports, bool mvrp,
+                    bool msrp, std::string& why) override;
   std::string bootId() const override;
 
   void refusedIs(Refused refused) { refused_ = std::move(refused); }

@@ -56,25 +56,28 @@ std::string chainOf(const std::string& bridge) {
   return name;
 }
 
-std::string quoted(const std::string& bridge) {
-  std::string text = "\"";
-  for (const char c : bridge) {
-    if (c == '"' || c == '\\' || c == '\n' || c == '*') return {};
-    text += c;
+// Ports as a set; one whose name nft would read as something else is left out.
+std::string setOf(const std::vector<std::string>& ports) {
+  std::string set;
+  for (const std::string& port : ports) {
+    if (port.find_first_of("\"\\*") != std::string::npos) continue;
+    set += (set.empty() ? "\"" : ", \"") + port + "\"";
   }
-  return text + '"';
+  return set.empty() ? set : "{ " + set + " }";
 }
 
 }  // namespace
 
-// A tag stands in the frame or was taken out of it by the device; an EtherType behind a tag that
-// stands in the frame is where a VLAN header has its type.
-std::string relayRules(const std::string& bridge, bool mvrp, bool msrp) {
+// A tag stands in the frame, or a device took it out: nft sees it there in either case.
+std::string relayRules(const std::string& bridge, const std::vector<std::string>& ports, bool mvrp,
+                       bool msrp) {
   const std::string chain = "bridge mrp " + chainOf(bridge);
   std::string rules = "add table bridge mrp\nadd chain " + chain +
                       " { type filter hook forward priority -200; policy accept; }\nflush chain " +
                       chain + "\n";
-  const std::string rule = "add rule " + chain + " meta ibrname " + quoted(bridge);
+  const std::string set = setOf(ports);
+  if (set.empty()) return rules;
+  const std::string rule = "add rule " + chain + " iifname " + set;
   if (mvrp) rules += rule + " ether daddr 01:80:c2:00:00:21 drop\n";
   if (msrp) {
     const std::string address = rule + " ether daddr 01:80:c2:00:00:0e ";
@@ -84,15 +87,12 @@ std::string relayRules(const std::string& bridge, bool mvrp, bool msrp) {
   return rules;
 }
 
-bool blockRelay(const std::string& bridge, bool mvrp, bool msrp, std::string& why) {
+bool blockRelay(const std::string& bridge, const std::vector<std::string>& ports, bool mvrp,
+                bool msrp, std::string& why) {
   Nft nft;
-  if (quoted(bridge).empty()) {
-    why = "nftables has no name for " + bridge;
-    return false;
-  }
-  if (mvrp || msrp) return nft.run(relayRules(bridge, mvrp, msrp), why);
+  if (mvrp || msrp) return nft.run(relayRules(bridge, ports, mvrp, msrp), why);
   // Adding first makes deleting what may not be there no error.
-  if (!nft.run(relayRules(bridge, false, false) + "delete chain bridge mrp " + chainOf(bridge),
+  if (!nft.run(relayRules(bridge, {}, false, false) + "delete chain bridge mrp " + chainOf(bridge),
                why)) {
     return false;
   }
