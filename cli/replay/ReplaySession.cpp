@@ -54,6 +54,7 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
   createPorts();
   preload();
   createEngine(options.standby);
+  engine_->observerIs(options.observer);
   enablePorts();
 }
 

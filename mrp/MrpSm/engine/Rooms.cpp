@@ -59,7 +59,7 @@ void EngineRooms::initialize(MrpSm& root, bool notifications) {
 // The attribute index needs no rebuilding: it is a view of the records that survived. The endpoints
 // are released last, so that no frame is received before every machine is in place.
 void EngineRooms::activate(bool notifications) {
-  if (standbyMode || active) return;
+  if (standbyMode || active || !inputs.mrpLib) return;
   createScratchRecords();
   createMachines(notifications);
   active = true;
@@ -161,6 +161,7 @@ void EngineRooms::flood(IntfId received, const Pkt& frame) {
   const Ptr<Pkt> copy = inputs.entityManager->services().pktManager().pktIs(0, frame.size());
   if (!copy) {
     MRP_TRACE(env.trace, 4, "Packet allocation failed for a flooded copy on " << received);
+    env.discarded(MrpObserver::Reason::noPacket, {received, 0, 0});
     return;
   }
   copy->append(frame.octets());

@@ -159,12 +159,14 @@ MrpAttrDatabase* MrpApplicantSm::handle(const Subject& subject, MrpApplicantEven
     if (sent) record = records_.find(attribute);
     if (!record) return nullptr;
   }
+  // As it is now: whoever ran inside a transmission may have driven this very machine.
+  const MrpApplicantState before = record->applicantState();
   const MrpApplicantState to =
-      cell.next == kStays ? record->applicantState() : static_cast<MrpApplicantState>(cell.next);
+      cell.next == kStays ? before : static_cast<MrpApplicantState>(cell.next);
   if (cell.next != kStays) record->applicantStateIs(to);
   if (env_.observed()) {
     env_.observe(&MrpObserver::transition, {MrpObserver::Machine::applicant,
-                                            static_cast<std::uint8_t>(from),
+                                            static_cast<std::uint8_t>(before),
                                             static_cast<std::uint8_t>(event),
                                             static_cast<std::uint8_t>(to),
                                             {subject.intf, subject.type, record->attributeKey()}});

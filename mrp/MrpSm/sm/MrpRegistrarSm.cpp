@@ -12,12 +12,9 @@ const Seconds kTxPeriod{0.1};
 
 }  // namespace
 
-// What an event came to. An indication ends the hand-on of the record: the application may have
-// moved or deleted it.
-struct MrpRegistrarSm::Outcome {
-  bool indicated = false;
-  bool discarded = false;  // by the application
-};
+// What the application is to hear of an event, once the state is written. An indication ends the
+// hand-on of the record: the application may have moved or deleted it.
+enum class MrpRegistrarSm::Tells : std::uint8_t { nothing, join, leave };
 
 MrpRegistrarSm::MrpRegistrarSm(const Environment& env, Records& records, Indications& indications,
                                Inbox& inbox, Outbox& outbox, Ptr<MrpConfig> mrpConfig,
@@ -75,20 +72,23 @@ void MrpRegistrarSm::handle(const Subject& subject, MrpRegistrarEvent event) {
   if (traced) traceEvent(subject, event);
   if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
 
+  const MrpAttribute attribute = subject.attribute();
   const MrpRegistrarState from = record->registrarState();
-  const std::uint64_t key = record->attributeKey();
-  const Outcome outcome = dispatch(subject, event);
-  if (outcome.indicated) record = records_.find({subject.intf, subject.type, key});
-  if (record && traced) traceExit(record->registrarState());
-  if (outcome.discarded) joinDiscarded({subject.intf, subject.type, key});
-  if (!record) return;
-  if (outcome.discarded) record->registrarStateIs(MrpRegistrarState::mt);
-  if (env_.observed()) {
-    observeTransition({subject.intf, subject.type, key}, from, event, record->registrarState());
+  const Tells tells = dispatch(subject, event);
+  if (env_.observed()) observeTransition(attribute, from, event, record->registrarState());
+  bool discarded = false;
+  if (tells != Tells::nothing) {
+    discarded = indicate(attribute, tells);
+    if (event == MrpRegistrarEvent::leaveTimer) mrpDeleteAttrFromLeavePending(attribute);
+    record = records_.find(attribute);
   }
+  if (record && traced) traceExit(record->registrarState());
+  if (discarded) joinDiscarded(attribute);
+  if (!record) return;
+  if (discarded) record->registrarStateIs(MrpRegistrarState::mt);
   if (!record->atRest()) return;
   delLeavePending(*record);
-  records_.deletePending({subject.intf, subject.type, key});
+  records_.deletePending(attribute);
 }
 
 void MrpRegistrarSm::observeTransition(const MrpAttribute& attribute, MrpRegistrarState from,
@@ -106,7 +106,7 @@ void MrpRegistrarSm::traceEvent(const Subject& subject, MrpRegistrarEvent event)
                 << " Enter: state = " << subject.record->registrarState() << " event = " << event);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(const Subject& subject, MrpRegistrarEvent event) {
+MrpRegistrarSm::Tells MrpRegistrarSm::dispatch(const Subject& subject, MrpRegistrarEvent event) {
   switch (subject.record->registrarState()) {
     case MrpRegistrarState::in:
       return handleInStateRegistrar(subject, event);
@@ -116,7 +116,7 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(const Subject& subject, MrpRegi
       return handleMtStateRegistrar(subject, event);
   }
   traceInvalidState(subject.record->registrarState());
-  return {};
+  return Tells::nothing;
 }
 
 void MrpRegistrarSm::traceExit(MrpRegistrarState state) const {
@@ -127,12 +127,12 @@ void MrpRegistrarSm::traceInvalidState(MrpRegistrarState state) const {
   MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Tells MrpRegistrarSm::handleInStateRegistrar(const Subject& subject,
                                                                MrpRegistrarEvent event) {
   switch (event) {
     case MrpRegistrarEvent::rNew:
       logJoin(subject, event);
-      return joinIndication(subject);
+      return Tells::join;
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       return joinUpdate(subject);
@@ -142,25 +142,25 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(const Subject& su
     case MrpRegistrarEvent::reDeclare:
       addLeavePending(subject, event);
       subject.record->registrarStateIs(MrpRegistrarState::lv);
-      return {};
+      return Tells::nothing;
     case MrpRegistrarEvent::flush:
       subject.record->registrarStateIs(MrpRegistrarState::mt);
-      return {};
+      return Tells::nothing;
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return {};
+      return Tells::nothing;
   }
-  return {};
+  return Tells::nothing;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Tells MrpRegistrarSm::handleLvStateRegistrar(const Subject& subject,
                                                                MrpRegistrarEvent event) {
   MrpAttrDatabase& record = *subject.record;
   switch (event) {
     case MrpRegistrarEvent::rNew:
       record.registrarStateIs(MrpRegistrarState::in);
       delLeavePending(record);
-      return joinIndication(subject);
+      return Tells::join;
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       record.registrarStateIs(MrpRegistrarState::in);
@@ -171,26 +171,19 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(const Subject& su
     case MrpRegistrarEvent::txLvAll:
     case MrpRegistrarEvent::reDeclare:
       addLeavePending(subject, event);
-      return {};
+      return Tells::nothing;
     case MrpRegistrarEvent::flush:
+    case MrpRegistrarEvent::leaveTimer:
       logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
-      return leaveIndication(subject);
-    case MrpRegistrarEvent::leaveTimer: {
-      const MrpAttribute attribute = subject.attribute();
-      logLeave("notified", subject, event);
-      record.registrarStateIs(MrpRegistrarState::mt);
-      const Outcome outcome = leaveIndication(subject);
-      mrpDeleteAttrFromLeavePending(attribute);
-      return outcome;
-    }
+      return Tells::leave;
     case MrpRegistrarEvent::none:
-      return {};
+      return Tells::nothing;
   }
-  return {};
+  return Tells::nothing;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& subject,
+MrpRegistrarSm::Tells MrpRegistrarSm::handleMtStateRegistrar(const Subject& subject,
                                                                MrpRegistrarEvent event) {
   MrpAttrDatabase& record = *subject.record;
   switch (event) {
@@ -200,12 +193,12 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& su
       // Our own declaration has its record beyond the limit, the neighbour's has none there.
       if (record.onlyDeclared() &&
           records_.refuses(AttrTable::ownerOf(record), record.attributeKey())) {
-        return {};
+        return Tells::nothing;
       }
       logJoin(subject, event);
       record.registrarStateIs(MrpRegistrarState::in);
       MRP_TRACE(env_.trace, 7, "Join Indication called");
-      return joinIndication(subject);
+      return Tells::join;
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
@@ -213,34 +206,32 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(const Subject& su
     case MrpRegistrarEvent::flush:
     case MrpRegistrarEvent::leaveTimer:
     case MrpRegistrarEvent::none:
-      return {};
+      return Tells::nothing;
   }
-  return {};
+  return Tells::nothing;
 }
 
 // A repeated join of an attribute that is registered: the application hears of it when the value
 // has changed. Where the value is each station's own, every join is indicated and none is stored.
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(const Subject& subject) {
+MrpRegistrarSm::Tells MrpRegistrarSm::joinUpdate(const Subject& subject) {
   const AttributeTypeInfo* type = env_.info.type(subject.type);
   if (!type || !type->own) {
     const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type);
     if (!received.empty() && subject.record->valueEquals(received)) {
       env_.counters->numOfJoinIndicationsInc();
-      return {};
+      return Tells::nothing;
     }
     subject.record->valueIs(received);
   }
-  return joinIndication(subject);
+  return Tells::join;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(const Subject& subject) {
-  return {.indicated = true, .discarded = indications_.join(subject.attribute())};
-}
-
-MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(const Subject& subject) {
+// True when the application has discarded a join. The record may be gone afterwards.
+bool MrpRegistrarSm::indicate(const MrpAttribute& attribute, Tells tells) {
+  if (tells == Tells::join) return indications_.join(attribute);
   MRP_TRACE(env_.trace, 7, "LeaveIndication called");
-  indications_.leave(subject.attribute());
-  return {.indicated = true};
+  indications_.leave(attribute);
+  return false;
 }
 
 void MrpRegistrarSm::mrpSetRegistrarState(MrpRegistrarState state) {

@@ -61,7 +61,7 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   void handleCfgTimersEnabled();
 
  private:
-  struct Outcome;
+  enum class Tells : std::uint8_t;
 
   void handleInitialized();
   // Traces of the hot path, apart from it: text building costs it registers even when it is off.
@@ -69,13 +69,12 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   void traceExit(MrpRegistrarState state) const;
   void traceInvalidState(MrpRegistrarState state) const;
 
-  Outcome dispatch(const Subject& subject, MrpRegistrarEvent event);
-  Outcome handleInStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Outcome handleLvStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Outcome handleMtStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Outcome joinUpdate(const Subject& subject);
-  Outcome joinIndication(const Subject& subject);
-  Outcome leaveIndication(const Subject& subject);
+  Tells dispatch(const Subject& subject, MrpRegistrarEvent event);
+  Tells handleInStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
+  Tells handleLvStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
+  Tells handleMtStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
+  Tells joinUpdate(const Subject& subject);
+  bool indicate(const MrpAttribute& attribute, Tells tells);
   void joinDiscarded(const MrpAttribute& attribute);
   void observeTransition(const MrpAttribute& attribute, MrpRegistrarState from,
                          MrpRegistrarEvent event, MrpRegistrarState to) const;
