@@ -21,6 +21,8 @@ constexpr const char* kExamples = R"(Examples:
       two captures that overlap in time, one JSON object a line
   mrp replay story.jsonl --application msrp --write sent.pcap
       a scenario; the frames that the engine sends go to a capture
+  mrp replay port1=talker.pcap port2=listener.pcap --bridge
+      the ports of one bridge: what it declares, and reserves for streams
   mrp replay port1=more.pcap --standby --status before.json --until 30
       an engine in standby that is given the attributes of another run)";
 
@@ -52,6 +54,8 @@ void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
   app.add_option("--until", command.until,
                  "End of the run; otherwise one second after the last input")
       ->check(timeOption());
+  app.add_flag("--bridge", command.files.bridge,
+               "Run the application's bridge over all ports instead of a plain engine");
   app.add_flag("--standby", command.standby, "Start the engine in standby");
   app.add_option("--status", command.files.status, "Attributes that the engine starts with")
       ->type_name("FILE");

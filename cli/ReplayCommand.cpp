@@ -28,6 +28,7 @@ ReplayOptions optionsOf(const ReplayCommand& command, std::ostream& err) {
   options.leaveAllTime = command.leaveAllTime;
   if (command.until) options.until = *command.until;
   options.standby = command.standby;
+  options.bridge = command.files.bridge;
   if (!command.trace) return options;
   options.traceLevel = *command.trace;
   options.trace = [&err](Platform::Seconds time, const Platform::Trace::Entry& entry) {

@@ -16,4 +16,4 @@ set_target_properties(mrp_no_trace_objects PROPERTIES
   CXX_VISIBILITY_PRESET hidden
   VISIBILITY_INLINES_HIDDEN ON)
 target_link_libraries(mrp_bench_no_trace PRIVATE
-  $<TARGET_NAME_IF_EXISTS:mrp_agent> mrp_embedded mrp_no_trace_objects benchmark::benchmark)
+  $<TARGET_NAME_IF_EXISTS:mrp_agent> mrp_embedded mrp_host mrp_no_trace_objects benchmark::benchmark)

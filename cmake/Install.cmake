@@ -12,7 +12,7 @@ function(mrp_install_headers)
   endforeach()
 endfunction()
 
-foreach(room agent/mvrp mrp/types platform)
+foreach(room agent/bridge agent/msrp agent/mvrp mrp/types platform)
   cmake_path(GET room PARENT_PATH above)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp/${above}
@@ -28,7 +28,7 @@ mrp_install_headers(${engine_faces}
   mrp/MrpSm/pdu/TxPackets.h mrp/MrpSm/pdu/MrpTxPacketContext.h)
 
 install(TARGETS mrp EXPORT mrpTargets)
-foreach(library mrp_agent mrp_host mrp_embedded)
+foreach(library mrp_agent mrp_host mrp_embedded mrp_linux)
   if(TARGET ${library})
     install(TARGETS ${library} EXPORT mrpTargets)
   endif()

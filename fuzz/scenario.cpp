@@ -67,9 +67,9 @@ void checkAction(const Cli::Action& action, const Cli::ScenarioLine& line,
   CHECK(!Cli::valueText(application, request->type, *request->value).empty());
 }
 
-void readScenario(const std::string& path, MrpApplication application) {
+void readScenario(const std::string& path, MrpApplication application, bool bridge) {
   parsed([&] {
-    for (const Cli::ScenarioLine& line : Cli::readScenario(path)) {
+    for (const Cli::ScenarioLine& line : Cli::readScenario(path, bridge)) {
       parsed([&] { Cli::frameOf(line); });
       parsed([&] { checkAction(Cli::actionOf(line, application), line, application); });
     }
@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (data[0] & 2) {
     readStatus(file, text, application);
   } else {
-    readScenario(file.is(text), application);
+    readScenario(file.is(text), application, data[0] & 4);
   }
   return 0;
 }

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include "agent/mvrp/VlanInstances.h"
 #include "mrp/MrpSm/Engine.h"
-#include "mrp/types/MrpStatus.h"
-#include "platform/packet/PamDirs.h"
+#include "mrp/types/MrpAttrDatabase.h"
 
 namespace Mrp {
 namespace {
@@ -13,18 +11,12 @@ namespace {
 constexpr auto kVlanType = static_cast<std::uint8_t>(MvrpAttrType::vlan);
 constexpr auto kJoin = MrpThreePackedEvent::joinIn;
 
-constexpr bool forwards(Stp::Role role) {
-  return role == Stp::Role::root || role == Stp::Role::designated;
-}
-
 }  // namespace
 
 struct MvrpBridge::Port {
-  explicit Port(IntfId of) : intf(of) {}
+  explicit Port(const Member& of) : member(of) {}
 
-  IntfId intf;
-  bool open = false;    // its endpoint is there
-  VlanSet forwards;     // none while the port is not open
+  const Member& member;
   VlanSet registered;   // by the engine
   VlanSet contributes;  // registered or fixed, and forwarded: what the other ports declare
   VlanSet declared;     // requested from the engine
@@ -40,125 +32,40 @@ MvrpBridge::MvrpBridge() {
 
 MvrpBridge::~MvrpBridge() = default;
 
-// Watching begins after the engine's own: it has flushed, or has opened the port, by the time the
-// bridge hears of it. Nothing is requested until every port's part is known, so that what is
-// declared already and stays wanted is left alone.
-void MvrpBridge::start() {
-  starting_ = true;
-  contributors_ = {};
-  ports_.walk([](IntfId, const std::unique_ptr<Port>& port) {
-    port->open = false;
-    port->forwards = port->contributes = port->registered = port->declared = {};
-  });
-  pamReactor_.watch<&MvrpBridge::handlePam>(engine()->endpoints().onPam(), this);
-  const auto& stp = engine()->inputs().stpStatus;
-  roles_.reset();
-  if (stp) {
-    Stp::RoleWatcher::Listener& listener = *this;
-    roles_ = std::make_unique<Stp::RoleWatcher>(listener, Stp::RoleWatcher::Gone::tellNone);
-    roles_->watch(*stp);
-  }
-  ports_.walk([this](IntfId intf, const std::unique_ptr<Port>&) { handlePam(intf); });
-  ports_.walk([this](IntfId, const std::unique_ptr<Port>& port) {
-    VlanSet::all().walk([&](std::uint16_t vlan) { contributes(*port, vlan); });
-  });
-  starting_ = false;
-  VlanSet::all().walk([this](std::uint16_t vlan) { settleAll(vlan, kJoin); });
-}
-
-MvrpBridge::Port* MvrpBridge::port(IntfId intf) const {
-  const std::unique_ptr<Port>* port = ports_.find(intf);
-  return port ? port->get() : nullptr;
-}
+MvrpBridge::Port* MvrpBridge::port(IntfId intf) const { return ports_.find(intf); }
 
 // --- Ports ---------------------------------------------------------------------------------------
 
-void MvrpBridge::portIs(IntfId intf) {
-  if (ports_.has(intf)) return;
-  ports_.is(intf) = std::make_unique<Port>(intf);
-  mrpInterfaceEnable(intf);
-  handlePam(intf);  // an endpoint that was open before
-}
-
-// The leaves that this causes are pending when the port is disabled, which sends them.
-void MvrpBridge::portDel(IntfId intf) {
-  Port* gone = port(intf);
-  if (!gone) return;
-  forward(*gone, VlanSet::all(), false);
-  mrpInterfaceDisable(intf);
-  close(*gone);
-  ports_.del(intf);
-}
-
-void MvrpBridge::handlePam(IntfId intf) {
-  Port* const p = port(intf);
-  if (!p || !engine()) return;
-  const bool isOpen = engine()->active() && engine()->endpoints().pam(intf);
-  if (isOpen == p->open) return;
-  isOpen ? open(*p) : close(*p);
-}
-
-void MvrpBridge::open(Port& port) {
-  port.open = true;
-  readRecords(port);
-  if (!roles_ || engine()->inputs().stpStatus->mode() == Stp::Mode::none) {
-    askNeighbour(port);
-    forward(port, VlanSet::all(), true);
+void MvrpBridge::handleMember(const Member& member, bool there) {
+  if (there) {
+    ports_.is(member.intf, member);
   } else {
-    roles_->repeat(port.intf.name());
-    review(port, VlanSet::all());  // records of an earlier engine, on a port without a role
+    ports_.del(member.intf);
   }
 }
 
-// Nothing ages out on a port without an endpoint, and what waits to be sent is out of date when
-// there is one again.
-void MvrpBridge::close(Port& port) {
-  if (!port.open) return;
-  port.open = false;
-  mrpTxPacketContextDel(port.intf);
-  mrpTxSecondPacketContextDel(port.intf);
-  mrpCleanUpIntfDatabase(port.intf);
-  readRecords(port);
-  forward(port, VlanSet::all(), false);
+void MvrpBridge::handleStart() {
+  contributors_ = {};
+  ports_.walk([](IntfId, Port& port) { port.contributes = port.registered = port.declared = {}; });
+  changed_ = VlanSet::all();
 }
 
-// A change of role in the instance that governs the port makes the engine flush its registrations,
-// of which it tells nobody, or doubt all of them. So the records are read again, and a neighbour is
-// asked for its declarations rather than waited for.
-void MvrpBridge::handleRole(const std::string&, const std::string& msti, const std::string& name,
-                            Stp::Role role) {
-  const IntfId intf(name);
-  Port* const p = port(intf);
-  if (!p || !p->open || !engine() || engine()->inputs().stpStatus->mode() == Stp::Mode::none)
-    return;
-  const VlanSet vlans =
-      vlansOfInstance(msti, engine()->inputs().stpStatus->mode(), *engine()->inputs().brConfig,
-                      engine()->inputs().brTopoConfig.get());
-  if (baseSpanningTreeTopo(intf) != msti) return forward(*p, vlans, forwards(role));
-  readRecords(*p);
-  if (forwards(role) && !(vlans - p->forwards).empty()) askNeighbour(*p);
-  p->forwards = forwards(role) ? p->forwards | vlans : p->forwards - vlans;
-  review(*p, VlanSet::all());
-}
-
-void MvrpBridge::forward(Port& port, const VlanSet& vlans, bool forwards) {
-  port.forwards = forwards ? port.forwards | vlans : port.forwards - vlans;
-  review(port, vlans);
-}
-
-void MvrpBridge::readRecords(Port& port) {
-  port.registered = port.declared = {};
+void MvrpBridge::readRecords(const Member& member) {
+  Port& p = *port(member.intf);
+  p.registered = p.declared = {};
   if (!engine()->active()) return;
-  engine()->walkRecords(port.intf, kVlanType, [&port](const MrpAttrDatabase& record) {
+  engine()->walkRecords(member.intf, kVlanType, [&p](const MrpAttrDatabase& record) {
     if (!VlanSet::valid(record.attributeKey())) return;
     const auto vlan = static_cast<std::uint16_t>(record.attributeKey());
-    port.registered.put(vlan, record.registrarState() != MrpRegistrarState::mt);
-    port.declared.put(vlan, declares(record.applicantState()));
+    p.registered.put(vlan, record.registrarState() != MrpRegistrarState::mt);
+    p.declared.put(vlan, declares(record.applicantState()));
   });
 }
 
-void MvrpBridge::askNeighbour(const Port& port) {
-  if (engine() && engine()->active()) engine()->sendLeaveAll(port.intf);
+void MvrpBridge::handleForwards(const Member& member, const VlanSet& vlans) {
+  changed_ |= vlans;
+  new_ -= vlans;
+  vlans.walk([&](std::uint16_t vlan) { contributes(*port(member.intf), vlan); });
 }
 
 // --- Propagation ---------------------------------------------------------------------------------
@@ -184,14 +91,6 @@ void MvrpBridge::mrpLeaveIndication(const MrpParameters& parameters) {
   contribute(*p, vlan, kJoin);
 }
 
-void MvrpBridge::review(Port& port, const VlanSet& vlans) {
-  if (starting_) return;
-  vlans.walk([&](std::uint16_t vlan) {
-    contribute(port, vlan, kJoin);
-    settle(port, vlan, kJoin);
-  });
-}
-
 // From the third contributor on, one more or less makes no difference to any port.
 void MvrpBridge::contribute(Port& port, std::uint16_t vlan, MrpThreePackedEvent join) {
   const std::uint32_t before = contributors_[vlan];
@@ -200,31 +99,57 @@ void MvrpBridge::contribute(Port& port, std::uint16_t vlan, MrpThreePackedEvent 
 }
 
 bool MvrpBridge::contributes(Port& port, std::uint16_t vlan) {
-  const bool now = port.forwards.has(vlan) && (port.registered.has(vlan) || port.fixed.has(vlan));
+  const bool now =
+      port.member.forwards.has(vlan) && (port.registered.has(vlan) || port.fixed.has(vlan));
   if (now == port.contributes.has(vlan)) return false;
   port.contributes.put(vlan, now);
   now ? ++contributors_[vlan] : --contributors_[vlan];
   return true;
 }
 
+// A frame's VLANs are declared port by port at its end: that writes each packet in one go.
 void MvrpBridge::settleAll(std::uint16_t vlan, MrpThreePackedEvent join) {
-  ports_.walk([&](IntfId, const std::unique_ptr<Port>& port) { settle(*port, vlan, join); });
+  if (settlesLater()) {
+    changed_.put(vlan, true);
+    new_.put(vlan, join == MrpThreePackedEvent::newEvent);
+    return;
+  }
+  ports_.walk([&](IntfId, Port& port) { settle(port, vlan, join); });
+}
+
+// What is withdrawn goes first: it needs both packets of the port sent at most once.
+void MvrpBridge::settle() {
+  const VlanSet vlans = std::exchange(changed_, {});
+  const VlanSet asNew = std::exchange(new_, {});
+  if (vlans.empty()) return;
+  ports_.walk([&](IntfId, Port& port) {
+    const VlanSet added = vlans - port.declared;
+    (vlans - added).walk([&](std::uint16_t vlan) { settle(port, vlan, kJoin); });
+    added.walk([&](std::uint16_t vlan) {
+      settle(port, vlan, asNew.has(vlan) ? MrpThreePackedEvent::newEvent : kJoin);
+    });
+  });
+}
+
+bool MvrpBridge::wants(const Port& port, std::uint16_t vlan) const {
+  const std::uint32_t others = contributors_[vlan] - (port.contributes.has(vlan) ? 1 : 0);
+  return port.member.forwards.has(vlan) &&
+         (others > 0 || always_.has(vlan) || port.always.has(vlan));
 }
 
 void MvrpBridge::settle(Port& port, std::uint16_t vlan, MrpThreePackedEvent join) {
-  if (!port.open) return;
-  const std::uint32_t others = contributors_[vlan] - (port.contributes.has(vlan) ? 1 : 0);
-  const bool wanted =
-      port.forwards.has(vlan) && (others > 0 || always_.has(vlan) || port.always.has(vlan));
+  if (!port.member.open) return;
+  const bool wanted = wants(port, vlan);
   if (wanted == port.declared.has(vlan)) return;
   port.declared.put(vlan, wanted);
-  request(port.intf, vlan, static_cast<std::uint8_t>(wanted ? join : MrpThreePackedEvent::lv));
+  if (!wanted) sendWhatIsOpen(port.member.intf);
+  requestVlan(port.member.intf, vlan,
+              static_cast<std::uint8_t>(wanted ? join : MrpThreePackedEvent::lv));
 }
 
-void MvrpBridge::request(IntfId intf, std::uint16_t vlan, std::uint8_t event) {
+void MvrpBridge::requestVlan(IntfId intf, std::uint16_t vlan, std::uint8_t event) {
   mvrpVlanVectorTx().vlanId = vlan;
-  mrpOutIntfQueueEnq(intf);
-  mrpSendAttribute({.intfId = intf, .attributeType = kVlanType, .attributeEvent = event});
+  request(intf, kVlanType, event);
 }
 
 // --- Settings ------------------------------------------------------------------------------------
@@ -243,7 +168,7 @@ void MvrpBridge::declarationIs(IntfId intf, Platform::VlanId vlan, bool declared
 
 void MvrpBridge::registrationIs(IntfId intf, Platform::VlanId vlan, Registration registration) {
   Port* const p = port(intf);
-  if (p && registrationIs(*p, vlan.value(), registration)) askNeighbour(*p);
+  if (p && registrationIs(*p, vlan.value(), registration)) askNeighbour(p->member.intf);
 }
 
 void MvrpBridge::registrationIs(IntfId intf, Registration registration) {
@@ -251,7 +176,7 @@ void MvrpBridge::registrationIs(IntfId intf, Registration registration) {
   if (!p) return;
   bool ask = false;
   VlanSet::all().walk([&](std::uint16_t vlan) { ask |= registrationIs(*p, vlan, registration); });
-  if (ask) askNeighbour(*p);
+  if (ask) askNeighbour(p->member.intf);
 }
 
 // A registration that is forbidden ends in the engine, too; what is declared is declared again.
@@ -264,16 +189,21 @@ bool MvrpBridge::registrationIs(Port& port, std::uint16_t vlan, Registration reg
   if (forbid && port.registered.has(vlan)) {
     port.registered.put(vlan, false);
     port.declared.put(vlan, false);
-    request(port.intf, vlan, kInternalLeaveEvent);
+    requestVlan(port.member.intf, vlan, kInternalLeaveEvent);
   }
   contribute(port, vlan, kJoin);
   settle(port, vlan, kJoin);
-  return allowed && port.open;
+  return allowed && port.member.open;
 }
 
 VlanSet MvrpBridge::registered(IntfId intf) const {
   const Port* const p = port(intf);
   return p ? p->contributes : VlanSet();
+}
+
+VlanSet MvrpBridge::registrations(IntfId intf) const {
+  const Port* const p = port(intf);
+  return p ? p->registered | p->fixed : VlanSet();
 }
 
 VlanSet MvrpBridge::declared(IntfId intf) const {

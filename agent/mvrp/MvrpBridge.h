@@ -1,12 +1,9 @@
 #pragma once
 
 #include <array>
-#include <memory>
 
-#include "agent/mvrp/VlanSet.h"
-#include "mrp/MrpSm/MrpLib.h"
+#include "agent/bridge/Bridge.h"
 #include "platform/bridging/VlanId.h"
-#include "platform/stp/RoleWatcher.h"
 
 namespace Mrp {
 
@@ -20,28 +17,10 @@ enum class Registration : std::uint8_t {
 // MVRP in a VLAN bridge: attribute propagation (IEEE 802.1Q-2018 10.3) between the ports that the
 // spanning tree lets forward. A VLAN that is registered on one of them is declared on every other
 // one, and withdrawn when no other one registers it any more.
-//
-//   auto bridge = makePtr<MvrpBridge>();
-//   auto engine = mrpSmFactory(…, bridge.get(), …);
-//   bridge->start();
-//   bridge->portIs(port);
-//
-// The bridge outlives its engines. Ports and settings may change at any time; what depends on them
-// follows at once.
-class MvrpBridge final : public MrpLib, private Stp::RoleWatcher::Listener {
+class MvrpBridge : public Bridge {
  public:
   MvrpBridge();
   ~MvrpBridge() override;
-
-  // Takes up the work with the engine that has been made with this service object: to be called
-  // then, again when it has been activated from standby, and again when the mode of the spanning
-  // tree or the assignment of VLANs to instances has changed.
-  void start();
-
-  // The ports of the bridge. Settings of a port go with it. A port that ends tells its neighbour.
-  // Both need an engine.
-  void portIs(IntfId intf);
-  void portDel(IntfId intf);
 
   // Static declarations: on every forwarding port, or on one port, whatever is registered. What
   // names a port that is none of the bridge's does nothing.
@@ -54,6 +33,9 @@ class MvrpBridge final : public MrpLib, private Stp::RoleWatcher::Listener {
   // VLANs registered on a port that forwards them, as the neighbour declares or fixed: the port is
   // to be a member of them.
   VlanSet registered(IntfId intf) const;
+  // VLANs registered on a port, as the neighbour declares or fixed, whether it forwards them or
+  // not.
+  VlanSet registrations(IntfId intf) const;
   // VLANs that the bridge declares on a port.
   VlanSet declared(IntfId intf) const;
 
@@ -63,15 +45,13 @@ class MvrpBridge final : public MrpLib, private Stp::RoleWatcher::Listener {
  private:
   struct Port;
 
-  void handleRole(const std::string& stpi, const std::string& msti, const std::string& port,
-                  Stp::Role role) override;
-  void handlePam(IntfId intf);
-  void open(Port& port);
-  void close(Port& port);
-  void forward(Port& port, const VlanSet& vlans, bool forwards);
-  void readRecords(Port& port);
-  void askNeighbour(const Port& port);
-  void review(Port& port, const VlanSet& vlans);
+  void handleMember(const Member& member, bool there) override;
+  void handleStart() override;
+  void handleOpen(const Member&) override {}
+  void readRecords(const Member& member) override;
+  void handleForwards(const Member& member, const VlanSet& vlans) override;
+  void settle() override;
+
   // Propagates a change of what a port contributes; `join` is the event of new declarations.
   void contribute(Port& port, std::uint16_t vlan, MrpThreePackedEvent join);
   // Notes what a port contributes; true when that has changed.
@@ -79,17 +59,18 @@ class MvrpBridge final : public MrpLib, private Stp::RoleWatcher::Listener {
   // Request what is wanted and not declared, withdraw what is declared and not wanted.
   void settleAll(std::uint16_t vlan, MrpThreePackedEvent join);
   void settle(Port& port, std::uint16_t vlan, MrpThreePackedEvent join);
-  void request(IntfId intf, std::uint16_t vlan, std::uint8_t event);
+  void requestVlan(IntfId intf, std::uint16_t vlan, std::uint8_t event);
   bool registrationIs(Port& port, std::uint16_t vlan, Registration registration);
   Port* port(IntfId intf) const;
+  bool wants(const Port& port, std::uint16_t vlan) const;
 
-  Platform::IntfMap<std::unique_ptr<Port>> ports_;
+  Platform::IntfMap<Port> ports_;
   // Of each VLAN: the ports that contribute a registration of it.
   std::array<std::uint32_t, kMaxVlan + 1> contributors_{};
   VlanSet always_;  // static declarations on every port
-  bool starting_ = false;
-  Platform::Reactor<IntfId> pamReactor_;
-  std::unique_ptr<Stp::RoleWatcher> roles_;
+  // VLANs to be settled together; those of them that have been declared as new.
+  VlanSet changed_;
+  VlanSet new_;
 };
 
 }  // namespace Mrp

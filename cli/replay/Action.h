@@ -1,9 +1,12 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <variant>
 
+#include "agent/msrp/StreamForwarding.h"
+#include "agent/mvrp/MvrpBridge.h"
 #include "cli/replay/Application.h"
 #include "platform/reactor/Value.h"
 #include "platform/time/Seconds.h"
@@ -63,12 +66,62 @@ struct ClogAction {
 
 struct ActivateAction {};
 
+// --- Of a bridge
+// -----------------------------------------------------------------------------------
+
+// By SR class number; what is missing stays as it is.
+using ByClass = std::map<std::uint64_t, std::uint32_t>;
+
+struct BridgePortAction {
+  std::string port;
+  std::optional<std::uint64_t> rate;  // bits a second
+  std::optional<std::uint32_t> maxPayload;
+  std::optional<bool> capable;
+  ByClass delta;    // per cent
+  ByClass latency;  // nanoseconds
+};
+
+struct EgressAction {
+  std::string port;
+  std::uint16_t vlan = 0;
+  Mrp::VlanEgress is = Mrp::VlanEgress::allowed;
+};
+
+struct AddressAction {
+  std::string port;
+  std::uint16_t vlan = 0;
+  Platform::EthAddr dmac;
+  bool registered = false;
+};
+
+struct BridgeAction {
+  std::optional<bool> talkerPruning;
+  std::optional<std::uint32_t> fanIn;
+  std::optional<std::uint32_t> overhead;
+  std::optional<std::uint32_t> streamLimit;
+  std::optional<std::uint32_t> entryLimit;
+  std::optional<Platform::Seconds> recovery;  // never: not by time
+};
+
+struct DeclareAction {
+  std::vector<std::uint16_t> vlans;
+  std::optional<std::string> port;  // every one without
+  bool declare = true;
+};
+
+struct RegistrationAction {
+  std::string port;
+  std::optional<std::vector<std::uint16_t>> vlans;  // all without
+  Mrp::Registration is = Mrp::Registration::normal;
+};
+
 struct Action {
   // Time since the start of the run. Negative for a packet that was captured before the first
   // one of its file: it comes first.
   Platform::Seconds at;
   std::variant<FrameAction, RequestAction, EnableAction, LeaveAllAction, RoleAction, ConfigAction,
-               SwitchAction, ClogAction, ActivateAction>
+               SwitchAction, ClogAction, ActivateAction, BridgePortAction, EgressAction,
+               AddressAction, BridgeAction, DeclareAction, RegistrationAction>
       what;
 };
 

@@ -25,7 +25,7 @@ struct InputFile {
   std::vector<ScenarioLine> lines;    // of a scenario
 };
 
-InputFile readInput(const std::string& input) {
+InputFile readInput(const std::string& input, bool bridge) {
   InputFile file{"port1", input, false, {}, {}};
   const std::size_t equals = input.find('=');
   if (equals != std::string::npos) {
@@ -43,7 +43,7 @@ InputFile readInput(const std::string& input) {
   if (equals != std::string::npos) {
     throw BadInput(input, "a scenario names its ports in its lines");
   }
-  file.lines = readScenario(file.path);
+  file.lines = readScenario(file.path, bridge);
   return file;
 }
 
@@ -118,7 +118,7 @@ std::vector<std::string> portsIn(const std::vector<InputFile>& files, const Inpu
 
 Inputs readInputs(const InputFiles& names) {
   std::vector<InputFile> files;
-  for (const std::string& input : names.inputs) files.push_back(readInput(input));
+  for (const std::string& input : names.inputs) files.push_back(readInput(input, names.bridge));
   std::vector<Planned> plan = planOf(files);
 
   Inputs inputs;

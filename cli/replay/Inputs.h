@@ -14,6 +14,7 @@ struct InputFiles {
   std::vector<std::string> inputs;  // as given on the command line, PORT=FILE too
   std::optional<Mrp::MrpApplication> application;
   std::string status;  // empty: none
+  bool bridge = false;
 };
 
 // All of it, read and checked.

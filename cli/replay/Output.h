@@ -24,6 +24,10 @@ class Output {
   // A frame was handed to a port's endpoint.
   virtual void transmitted(Platform::Seconds, const std::string& /*port*/, OctetSpan /*frame*/) {}
   virtual void logged(Platform::Seconds, std::string_view /*handle*/, std::string_view /*text*/) {}
+  // What a bridge of streams tells its switch.
+  virtual void reserved(Platform::Seconds, const Mrp::ReservationState&) {}
+  virtual void sloped(Platform::Seconds, const Mrp::SlopeState&) {}
+  virtual void bounded(Platform::Seconds, const Mrp::BoundaryState&, bool /*on*/) {}
   // Comes once, at the end.
   virtual void finished(Platform::Seconds, const FinalState&) {}
 };

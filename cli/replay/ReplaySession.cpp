@@ -32,6 +32,18 @@ void ReplaySession::Outputs::logged(Seconds time, std::string_view handle, std::
   for (Output* output : all_) output->logged(time, handle, text);
 }
 
+void ReplaySession::Outputs::reserved(Seconds time, const Mrp::ReservationState& state) {
+  for (Output* output : all_) output->reserved(time, state);
+}
+
+void ReplaySession::Outputs::sloped(Seconds time, const Mrp::SlopeState& state) {
+  for (Output* output : all_) output->sloped(time, state);
+}
+
+void ReplaySession::Outputs::bounded(Seconds time, const Mrp::BoundaryState& state, bool on) {
+  for (Output* output : all_) output->bounded(time, state, on);
+}
+
 void ReplaySession::Outputs::finished(Seconds time, const FinalState& state) {
   for (Output* output : all_) output->finished(time, state);
 }
@@ -45,16 +57,18 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       switch_(clock_),
       config_(makePtr<Mrp::MrpConfig>()),
       status_(makePtr<Mrp::MrpStatus>()),
-      agent_(makePtr<ReplayAgent>(infoOf(inputs.application), *clock_, output_)) {
+      application_(replayApplication(infoOf(inputs.application), options.bridge, clock_, output_)) {
   config_->leaveTimeIs(options.leaveTime);
   config_->leaveAllTimeIs(options.leaveAllTime);
   config_->recommendedLimitsAre();
   switch_.bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(kBridgeAddress));
   listen(options);
   createPorts();
+  if (options.bridge) designatePorts();
   preload();
   createEngine(options.standby);
   engine_->observerIs(options.observer);
+  application_->start();
   enablePorts();
 }
 
@@ -82,6 +96,21 @@ void ReplaySession::createPorts() {
   }
 }
 
+// Of the spanning tree that the inputs name, so that a role that they give a port is its role.
+void ReplaySession::designatePorts() {
+  std::string stp = "stp";
+  for (const Action& action : inputs_.actions) {
+    if (const auto* role = std::get_if<RoleAction>(&action.what)) {
+      stp = role->stp;
+      break;
+    }
+  }
+  for (const std::string& port : inputs_.ports) {
+    act(RoleAction{stp, Stp::kCist, port,
+                   static_cast<std::uint32_t>(Stp::MstiPortStatus::Role::designated)});
+  }
+}
+
 void ReplaySession::preload() {
   Mrp::MrpApplicationDatabase& database = status_->applicationIs(inputs_.application);
   for (const AttributeState& attribute : inputs_.status) {
@@ -96,7 +125,7 @@ void ReplaySession::preload() {
 
 void ReplaySession::createEngine(bool standby) {
   engine_ = Mrp::engineFactory({.brConfig = switch_.bridgingConfig(),
-                                .mrpLib = agent_.get(),
+                                .mrpLib = &application_->lib(),
                                 .mrpConfig = config_,
                                 .mrpStatus = status_,
                                 .stpStatus = switch_.stpStatus(),
@@ -116,7 +145,7 @@ void ReplaySession::enablePorts() {
   for (const std::string& port : inputs_.ports) {
     const auto found = first.find(port);
     const bool waits = found != first.end() && found->second;
-    if (!waits) enable(IntfId(port), true);
+    application_->portIs(IntfId(port), !waits);
   }
 }
 
@@ -135,7 +164,9 @@ void ReplaySession::run() {
     std::visit([this](const auto& what) { act(what); }, action.what);
   }
   clock_->runUntil(end);
-  output_.finished(clock_->now(), finalStateOf(*engine_));
+  FinalState state = finalStateOf(*engine_);
+  state.bridge = application_->state(inputs_.ports);
+  output_.finished(clock_->now(), state);
 }
 
 void ReplaySession::act(const FrameAction& action) {
@@ -144,26 +175,18 @@ void ReplaySession::act(const FrameAction& action) {
 
 void ReplaySession::act(const RequestAction& action) {
   if (!engine_->active()) return;
-  if (action.value) std::ranges::copy(*action.value, agent_->txImage(action.type).begin());
-  const auto send = [&](IntfId port) {
-    agent_->mrpSendAttribute({port, action.type, action.event});
-  };
+  Mrp::MrpLib& lib = application_->lib();
+  if (action.value) std::ranges::copy(*action.value, lib.txImage(action.type).begin());
+  const auto send = [&](IntfId port) { lib.mrpSendAttribute({port, action.type, action.event}); };
   for (const std::string& port : action.ports) {
-    agent_->mrpOutIntfQueueEnq(IntfId(port));
+    lib.mrpOutIntfQueueEnq(IntfId(port));
     if (!action.port) send(IntfId(port));
   }
   if (action.port) send(IntfId(*action.port));
 }
 
-void ReplaySession::act(const EnableAction& action) { enable(IntfId(action.port), action.enable); }
-
-void ReplaySession::enable(IntfId intf, bool enable) {
-  if (engine_->enabled(intf) == enable) return;
-  if (enable) {
-    agent_->mrpInterfaceEnable(intf);
-  } else {
-    agent_->mrpInterfaceDisable(intf);
-  }
+void ReplaySession::act(const EnableAction& action) {
+  application_->enabledIs(IntfId(action.port), action.enable);
 }
 
 void ReplaySession::act(const LeaveAllAction& action) {
@@ -207,7 +230,7 @@ void ReplaySession::act(const SwitchAction& action) {
       Platform::attributeValueIs(engine_->describe(), "recycledPkt", Value(action.on));
       return;
     case SwitchAction::What::joinDiscard:
-      agent_->joinDiscardIs(action.on);
+      application_->joinDiscardIs(action.on);
       return;
   }
 }
@@ -216,6 +239,10 @@ void ReplaySession::act(const ClogAction& action) {
   switch_.attrLog().queueOctetsIs(static_cast<std::size_t>(action.octets));
 }
 
-void ReplaySession::act(const ActivateAction&) { engine_->activate(); }
+void ReplaySession::act(const ActivateAction&) {
+  if (engine_->active()) return;
+  engine_->activate();
+  application_->start();
+}
 
 }  // namespace Cli

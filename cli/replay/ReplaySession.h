@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -8,7 +9,7 @@
 
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
-#include "cli/replay/ReplayAgent.h"
+#include "cli/replay/ReplayApplication.h"
 #include "mrp/MrpSm/Engine.h"
 #include "mrp/types/MrpConfig.h"
 #include "mrp/types/MrpStatus.h"
@@ -22,6 +23,7 @@ struct ReplayOptions {
   Platform::Seconds leaveAllTime = 10.0;
   std::optional<Platform::Seconds> until;
   bool standby = false;
+  bool bridge = false;
   // Lines up to this level go to `trace`.
   int traceLevel = 0;
   std::function<void(Platform::Seconds, const Platform::Trace::Entry&)> trace;
@@ -49,6 +51,9 @@ class ReplaySession {
     void indication(Platform::Seconds time, const Indication& indication) override;
     void transmitted(Platform::Seconds time, const std::string& port, OctetSpan frame) override;
     void logged(Platform::Seconds time, std::string_view handle, std::string_view text) override;
+    void reserved(Platform::Seconds time, const Mrp::ReservationState& state) override;
+    void sloped(Platform::Seconds time, const Mrp::SlopeState& state) override;
+    void bounded(Platform::Seconds time, const Mrp::BoundaryState& state, bool on) override;
     void finished(Platform::Seconds time, const FinalState& state) override;
 
    private:
@@ -57,6 +62,7 @@ class ReplaySession {
 
   void listen(const ReplayOptions& options);
   void createPorts();
+  void designatePorts();
   void preload();
   void createEngine(bool standby);
   void enablePorts();
@@ -71,7 +77,10 @@ class ReplaySession {
   void act(const SwitchAction& action);
   void act(const ClogAction& action);
   void act(const ActivateAction& action);
-  void enable(Platform::IntfId intf, bool enable);
+  template <class BridgesAction>
+  void act(const BridgesAction& action) {
+    application_->act(action);
+  }
 
   const Inputs& inputs_;
   std::optional<Platform::Seconds> until_;
@@ -80,7 +89,7 @@ class ReplaySession {
   Platform::Embedded::Switch switch_;
   Platform::Ptr<Mrp::MrpConfig> config_;
   Platform::Ptr<Mrp::MrpStatus> status_;
-  Platform::Ptr<ReplayAgent> agent_;
+  std::unique_ptr<ReplayApplication> application_;
   Platform::Ptr<Mrp::Engine> engine_;  // last, so that it goes first
 };
 

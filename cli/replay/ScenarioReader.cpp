@@ -147,13 +147,135 @@ What clog(const JsonMembers& members, MrpApplication) {
 }
 What activate(const JsonMembers&, MrpApplication) { return ActivateAction{}; }
 
+// --- Of a bridge
+// -----------------------------------------------------------------------------------
+
+std::uint16_t vlanOf(const JsonMembers& members, const Json& json) {
+  if (!json.is_number_unsigned() || !Mrp::VlanSet::valid(json.get<std::uint64_t>())) {
+    members.refuse(shown(json) + " is not a VLAN");
+  }
+  return json.get<std::uint16_t>();
+}
+
+std::vector<std::uint16_t> vlansOf(const JsonMembers& members) {
+  const Json& list = members.member("vlans");
+  if (!list.is_array()) members.refuseMember("vlans", "a list of VLANs");
+  std::vector<std::uint16_t> vlans;
+  for (const Json& vlan : list) vlans.push_back(vlanOf(members, vlan));
+  return vlans;
+}
+
+template <class T>
+struct Named {
+  std::string_view name;
+  T value;
+};
+
+template <class T, std::size_t N>
+T oneOf(const JsonMembers& members, const char* member, const std::array<Named<T>, N>& names) {
+  const auto found = std::ranges::find(names, members.text(member), &Named<T>::name);
+  if (found == names.end()) members.refuseMember(member, "one of the known words");
+  return found->value;
+}
+
+std::optional<std::uint32_t> numberIfThere(const JsonMembers& members, const char* name) {
+  if (!members.has(name)) return std::nullopt;
+  return static_cast<std::uint32_t>(
+      members.number(name, std::numeric_limits<std::uint32_t>::max()));
+}
+
+ByClass byClass(const JsonMembers& members, const char* name) {
+  ByClass numbers;
+  if (!members.has(name)) return numbers;
+  const JsonMembers classes(members.member(name), members.where());
+  for (const char* c : {"6", "5"}) {
+    if (const auto number = numberIfThere(classes, c)) {
+      numbers[static_cast<std::uint64_t>(c[0] - '0')] = *number;
+    }
+  }
+  return numbers;
+}
+
+What bridgePort(const JsonMembers& members, MrpApplication) {
+  BridgePortAction action;
+  action.port = members.port("port");
+  if (members.has("rate")) {
+    action.rate = members.number("rate", std::numeric_limits<std::uint64_t>::max());
+  }
+  action.maxPayload = numberIfThere(members, "maxPayload");
+  if (members.has("capable")) action.capable = members.boolean("capable");
+  action.delta = byClass(members, "delta");
+  action.latency = byClass(members, "latency");
+  return action;
+}
+
+What egress(const JsonMembers& members, MrpApplication) {
+  static constexpr std::array kNames{
+      Named<Mrp::VlanEgress>{"allowed", Mrp::VlanEgress::allowed},
+      Named<Mrp::VlanEgress>{"forbidden", Mrp::VlanEgress::forbidden},
+      Named<Mrp::VlanEgress>{"untagged", Mrp::VlanEgress::untagged},
+  };
+  return EgressAction{members.port("port"), vlanOf(members, members.member("vlan")),
+                      oneOf(members, "is", kNames)};
+}
+
+What address(const JsonMembers& members, MrpApplication) {
+  const auto dmac = Platform::EthAddr::parse(members.text("dmac"));
+  if (!dmac) members.refuseMember("dmac", "an address");
+  return AddressAction{members.port("port"), vlanOf(members, members.member("vlan")), *dmac,
+                       members.boolean("registered")};
+}
+
+What bridge(const JsonMembers& members, MrpApplication) {
+  BridgeAction action;
+  if (members.has("talkerPruning")) action.talkerPruning = members.boolean("talkerPruning");
+  action.fanIn = numberIfThere(members, "fanIn");
+  action.overhead = numberIfThere(members, "overhead");
+  action.streamLimit = numberIfThere(members, "streamLimit");
+  action.entryLimit = numberIfThere(members, "entryLimit");
+  if (members.has("recovery")) {
+    action.recovery = members.member("recovery").is_null() ? Platform::Seconds::never()
+                                                           : members.seconds("recovery");
+  }
+  return action;
+}
+
+void onlyMvrp(const JsonMembers& members, MrpApplication application) {
+  if (application == MrpApplication::mvrp) return;
+  members.refuse("\"" + members.text("do") + "\" is an action of MVRP");
+}
+
+template <bool declare>
+What declaration(const JsonMembers& members, MrpApplication application) {
+  onlyMvrp(members, application);
+  DeclareAction action{vlansOf(members), {}, declare};
+  if (members.has("port")) action.port = members.port("port");
+  return action;
+}
+
+What registration(const JsonMembers& members, MrpApplication application) {
+  static constexpr std::array kNames{
+      Named<Mrp::Registration>{"normal", Mrp::Registration::normal},
+      Named<Mrp::Registration>{"fixed", Mrp::Registration::fixed},
+      Named<Mrp::Registration>{"forbidden", Mrp::Registration::forbidden},
+  };
+  onlyMvrp(members, application);
+  RegistrationAction action{members.port("port"), {}, oneOf(members, "is", kNames)};
+  if (members.has("vlans")) action.vlans = vlansOf(members);
+  return action;
+}
+
+// With a bridge, without one, or always.
+enum class Where : std::uint8_t { always, plain, bridge };
+
 struct NamedAction {
   std::string_view name;
   What (*read)(const JsonMembers& members, MrpApplication application);
+  Where where = Where::always;
 };
 constexpr std::array kActions{
     NamedAction{"frame", frame},
-    NamedAction{"request", request},
+    NamedAction{"request", request, Where::plain},
     NamedAction{"enable", enable},
     NamedAction{"disable", disable},
     NamedAction{"leave-all", leaveAll},
@@ -161,9 +283,16 @@ constexpr std::array kActions{
     NamedAction{"config", config},
     NamedAction{"flood", onOff<SwitchAction::What::flood>},
     NamedAction{"recycled", onOff<SwitchAction::What::recycled>},
-    NamedAction{"join-discard", onOff<SwitchAction::What::joinDiscard>},
+    NamedAction{"join-discard", onOff<SwitchAction::What::joinDiscard>, Where::plain},
     NamedAction{"clog", clog},
     NamedAction{"activate", activate},
+    NamedAction{"bridge-port", bridgePort, Where::bridge},
+    NamedAction{"egress", egress, Where::bridge},
+    NamedAction{"address", address, Where::bridge},
+    NamedAction{"bridge", bridge, Where::bridge},
+    NamedAction{"declare", declaration<true>, Where::bridge},
+    NamedAction{"withdraw", declaration<false>, Where::bridge},
+    NamedAction{"registration", registration, Where::bridge},
 };
 
 const NamedAction& namedAction(const JsonMembers& members) {
@@ -185,7 +314,7 @@ Json parse(std::string_view line, const std::string& where) {
 
 }  // namespace
 
-std::vector<ScenarioLine> readScenario(const std::string& path) {
+std::vector<ScenarioLine> readScenario(const std::string& path, bool bridge) {
   const std::string text = readTextFile(path);
   std::vector<ScenarioLine> lines;
   std::size_t number = 0;
@@ -199,7 +328,11 @@ std::vector<ScenarioLine> readScenario(const std::string& path) {
     read.json = parse(line, read.where);
     const JsonMembers members(read.json, read.where);
     read.at = members.seconds("at");
-    namedAction(members);
+    const Where where = namedAction(members).where;
+    if (where == (bridge ? Where::plain : Where::bridge)) {
+      members.refuse("\"" + members.text("do") + "\" is no action " +
+                     (bridge ? "of a bridge" : "without --bridge"));
+    }
     if (!lines.empty() && read.at < lines.back().at) {
       members.refuse("\"at\" lies before that of the line above");
     }

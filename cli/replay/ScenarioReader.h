@@ -17,9 +17,10 @@ struct ScenarioLine {
 };
 
 // The lines of a scenario file that are not blank, with their times. Throws BadInput for a file
-// that cannot be read, a line that is not a JSON object or does not say when and what, an unknown
-// action and a time before that of the line above.
-std::vector<ScenarioLine> readScenario(const std::string& path);
+// that cannot be read, a line that is not a JSON object or does not say when and what, an action
+// that is unknown, or not one of a bridge where there is one, and a time before that of the line
+// above.
+std::vector<ScenarioLine> readScenario(const std::string& path, bool bridge);
 
 // The frame that a line brings, if it brings one; its members are checked.
 std::optional<FrameAction> frameOf(const ScenarioLine& line);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/replay/BridgeText.h"
 #include "cli/replay/MrpduText.h"
 #include "cli/replay/Table.h"
 #include "cli/replay/ValueText.h"
@@ -52,11 +53,26 @@ void TextOutput::logged(Seconds time, std::string_view handle, std::string_view 
   line(time, "log", "", std::string(handle) + ": " + std::string(text));
 }
 
+void TextOutput::reserved(Seconds time, const Mrp::ReservationState& state) {
+  line(time, "entry", "", entryText(state));
+}
+
+void TextOutput::sloped(Seconds time, const Mrp::SlopeState& state) {
+  line(time, "slope", state.intf.name(),
+       "class " + className(state.srClass) + ": " + rateText(state.slope));
+}
+
+void TextOutput::bounded(Seconds time, const Mrp::BoundaryState& state, bool on) {
+  line(time, "edge", state.intf.name(),
+       "class " + className(state.srClass) + (on ? ": boundary of the domain" : ": in the domain"));
+}
+
 void TextOutput::finished(Seconds time, const FinalState& state) {
   out_ << "\nAt the end, at " << timeText(time) << " s\n";
   counters(state);
   attributes(state);
   leaveAll(state);
+  printBridge(out_, state.bridge);
 }
 
 void TextOutput::counters(const FinalState& state) {

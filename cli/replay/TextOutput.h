@@ -15,6 +15,9 @@ class TextOutput final : public Output {
   void indication(Platform::Seconds time, const Indication& indication) override;
   void transmitted(Platform::Seconds time, const std::string& port, OctetSpan frame) override;
   void logged(Platform::Seconds time, std::string_view handle, std::string_view text) override;
+  void reserved(Platform::Seconds time, const Mrp::ReservationState& state) override;
+  void sloped(Platform::Seconds time, const Mrp::SlopeState& state) override;
+  void bounded(Platform::Seconds time, const Mrp::BoundaryState& state, bool on) override;
   void finished(Platform::Seconds time, const FinalState& state) override;
 
  private:

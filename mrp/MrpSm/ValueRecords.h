@@ -1,12 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <span>
 
 #include "mrp/MrpMsrp/MsrpValues.h"
 #include "mrp/MrpMvrp/MvrpValues.h"
 #include "mrp/types/Applications.h"
+#include "mrp/types/Octets.h"
 
 namespace Mrp {
 
@@ -43,6 +46,24 @@ class MRP_API ValueRecords {
   std::span<std::uint8_t> txImage(std::uint8_t type) {
     const Images& of = images(type);
     return {of.tx, of.size};
+  }
+  // Both records of a type take a stored value, or what there is of it.
+  void takeImage(std::uint8_t type, std::span<const std::uint8_t> value) {
+    const Images& of = images(type);
+    if (value.size() == 2 && of.size == 2) {
+      std::memcpy(of.rx, value.data(), 2);
+      std::memcpy(of.tx, value.data(), 2);
+    } else {
+      const std::size_t size = std::min<std::size_t>(value.size(), of.size);
+      copyOctets(of.rx, value.data(), size);
+      copyOctets(of.tx, value.data(), size);
+    }
+  }
+  // The receive record takes one image of a type's value, the transmit record another.
+  void takeImages(std::uint8_t type, const std::uint8_t* rx, const std::uint8_t* tx) {
+    const Images& of = images(type);
+    copyOctets(of.rx, rx, of.size);
+    copyOctets(of.tx, tx, of.size);
   }
   // The keys of the values in the two records; 0 for a type that the application lacks.
   std::uint64_t rxKey(std::uint8_t type) const { return keyAt(images(type).rx, images(type)); }

@@ -7,8 +7,7 @@ using Platform::Described;
 using Platform::Value;
 
 // A type that the application does not define has the single key 0.
-AttrTable::Layout layoutOf(MrpApplication application, std::uint8_t type) {
-  const AttributeTypeInfo* info = applicationInfo(application).type(type);
+AttrTable::Layout layoutOf(const AttributeTypeInfo* info) {
   if (!info) return {AttributeKeys::sparse, true};
   return {info->keys, info->image > MrpAttrDatabase::kNarrowValue};
 }
@@ -16,8 +15,8 @@ AttrTable::Layout layoutOf(MrpApplication application, std::uint8_t type) {
 }  // namespace
 
 MrpIntfTypeApplicant::MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attributeType,
-                                           AttrTable::Layout layout)
-    : intfId_(intfId), attributeType_(attributeType), table_(layout, this) {}
+                                           const AttributeTypeInfo* info)
+    : intfId_(intfId), attributeType_(attributeType), info_(info), table_(layoutOf(info), this) {}
 
 MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
   MrpAttrDatabase* record = table_.find(key);
@@ -67,8 +66,8 @@ void MrpIntfTypeApplicant::pendingDelAll() {
 MrpIntfTypeApplicant& MrpIntfApplicant::intfTypeApplicantIs(std::uint8_t type) {
   if (type >= types_.size()) types_.resize(std::size_t{type} + 1);
   if (!types_[type]) {
-    types_[type] =
-        std::make_unique<MrpIntfTypeApplicant>(intfId_, type, layoutOf(application_, type));
+    types_[type] = std::make_unique<MrpIntfTypeApplicant>(intfId_, type,
+                                                          applicationInfo(application_).type(type));
   }
   return *types_[type];
 }

@@ -19,10 +19,13 @@ namespace Mrp {
 class MRP_API MrpIntfTypeApplicant {
  public:
   static constexpr std::string_view typeName = "Mrp::MrpIntfTypeApplicant";
-  MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attributeType, AttrTable::Layout layout);
+  // `info` is the type's row in the table of applications; null for a type that the application
+  // lacks.
+  MrpIntfTypeApplicant(IntfId intfId, std::uint8_t attributeType, const AttributeTypeInfo* info);
 
   IntfId intfId() const { return intfId_; }
   std::uint8_t attributeType() const { return attributeType_; }
+  const AttributeTypeInfo* info() const { return info_; }
 
   // Published collection. `mrpAttributeIs` commits a record at once, new when there was none.
   MrpAttrDatabase* mrpAttribute(std::uint64_t key) const;
@@ -74,6 +77,7 @@ class MRP_API MrpIntfTypeApplicant {
 
   IntfId intfId_;
   std::uint8_t attributeType_;
+  const AttributeTypeInfo* info_;
   mutable AttrTable table_;
 };
 

@@ -1,8 +1,6 @@
 #include "platform/embedded/AttrLogSocket.h"
 
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -14,35 +12,21 @@ namespace {
 
 constexpr std::array<std::size_t, 4> kLargeMessages{256, 512, 1024, 2048};
 constexpr std::size_t kSmallMessage = 1;
-constexpr unsigned long kOutputQueue = TIOCOUTQ;  // SIOCOUTQ is another name of it
 
 }  // namespace
 
-AttrLogSocket::AttrLogSocket() { openPair(); }
-
-AttrLogSocket::~AttrLogSocket() { closePair(); }
-
-std::optional<int> AttrLogSocket::sendBufferSize(int fd) const {
-  int size = 0;
-  socklen_t length = sizeof size;
-  if (::getsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0) return std::nullopt;
-  return size;
-}
-
-// Both ends are this object's own, so that only send() and drain() change the queue: the kernel is
+// Both ends are this object's own, so that only fill() and drain() change the queue: the kernel is
 // asked again after those, not at every question.
 std::optional<int> AttrLogSocket::sendQueueOctets(int fd) const {
-  if (fd == fd_ && queued_) return queued_;
-  int octets = 0;
-  if (::ioctl(fd, kOutputQueue, &octets) != 0) return std::nullopt;
-  if (fd == fd_) queued_ = octets;
-  return octets;
+  if (fd != sockFd()) return AttrLogPair::sendQueueOctets(fd);
+  if (!queued_) queued_ = AttrLogPair::sendQueueOctets(fd);
+  return queued_;
 }
 
 // The queue counts what the kernel spends on each message, not its octets. Two sizes of different
 // cost reach every multiple of their greatest common divisor from a small number on.
 void AttrLogSocket::queueOctetsIs(std::size_t octets) {
-  if (fd_ < 0) return;
+  if (sockFd() < 0) return;
   drain();
   measure();
   if (octets == 0 || smallCost_ <= 0 || largeCost_ <= 0) return;
@@ -60,15 +44,15 @@ void AttrLogSocket::queueOctetsIs(std::size_t octets) {
     }
   }
   std::size_t smallCount = (best - bestLarge * large) / small;
-  while (bestLarge-- > 0 && send(largeMessage_)) {
+  while (bestLarge-- > 0 && fill(largeMessage_)) {
   }
-  while (smallCount-- > 0 && send(kSmallMessage)) {
+  while (smallCount-- > 0 && fill(kSmallMessage)) {
   }
 }
 
 int AttrLogSocket::messageCost(std::size_t octets) {
-  send(octets);
-  const int cost = sendQueueOctets(fd_).value_or(0);
+  fill(octets);
+  const int cost = sendQueueOctets(sockFd()).value_or(0);
   drain();
   return cost;
 }
@@ -85,50 +69,27 @@ void AttrLogSocket::measure() {
   }
 }
 
-bool AttrLogSocket::send(std::size_t octets) {
-  static constexpr std::array<char, kLargeMessages.back()> kOctets{};
+bool AttrLogSocket::fill(std::size_t octets) {
+  static constexpr std::array<std::uint8_t, kLargeMessages.back()> kOctets{};
   queued_.reset();
-  return ::send(fd_, kOctets.data(), octets, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+  return send(std::span(kOctets).first(octets));
 }
 
 void AttrLogSocket::drain() {
   std::array<char, 16> head{};
   queued_.reset();
-  while (::recv(peer_, head.data(), head.size(), MSG_DONTWAIT | MSG_TRUNC) > 0) {
+  while (::recv(peerFd(), head.data(), head.size(), MSG_DONTWAIT | MSG_TRUNC) > 0) {
   }
 }
 
 void AttrLogSocket::close() {
-  if (fd_ < 0) return;
-  closePair();
-  onSockFd().notify();
+  queued_.reset();
+  AttrLogPair::close();
 }
 
 void AttrLogSocket::reopen() {
-  const int oldFd = fd_;
-  const int oldPeer = peer_;
-  openPair();  // before the old pair is closed, or its descriptors would come back
-  if (oldFd >= 0) ::close(oldFd);
-  if (oldPeer >= 0) ::close(oldPeer);
-  onSockFd().notify();
-}
-
-void AttrLogSocket::openPair() {
-  fd_ = peer_ = -1;
   queued_.reset();
-  std::array<int, 2> fds{};
-  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, fds.data()) != 0) return;
-  fd_ = fds[0];
-  peer_ = fds[1];
-  const int half = kSendBuffer / 2;  // the kernel doubles what it is given
-  ::setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &half, sizeof half);
-}
-
-void AttrLogSocket::closePair() {
-  if (fd_ >= 0) ::close(fd_);
-  if (peer_ >= 0) ::close(peer_);
-  fd_ = peer_ = -1;
-  queued_.reset();
+  AttrLogPair::reopen();
 }
 
 }  // namespace Platform::Embedded

@@ -24,6 +24,11 @@ class EthDevBus final : public PtrInterface {
   // touch reception.
   Host::PktAllocator& rxPkts() { return *rxPkts_; }
 
+  // Endpoints run their socket filters. Without, each takes every frame: the filter is one for the
+  // process, so engines of several applications need it off.
+  bool filters() const { return filters_; }
+  void filtersIs(bool on) { filters_ = on; }
+
   // The endpoint opened first of those open on `intf`; null when there is none.
   EthDevPam* endpoint(IntfId intf) const;
   // Hands a frame from outside to every endpoint of `intf`, `unread` before they notify. True when
@@ -41,6 +46,7 @@ class EthDevBus final : public PtrInterface {
   Ptr<Host::PktAllocator> rxPkts_;
   IntfMap<std::vector<EthDevPam*>> endpoints_;
   Signal<IntfId, const Pkt&> onTransmit_;
+  bool filters_ = true;
 };
 
 }  // namespace Platform::Embedded

@@ -84,7 +84,7 @@ std::size_t EthDevPam::accepted(std::span<const std::uint8_t> frame) const {
   const bool bound = config_.protocol != EthDevPamManager::kAllProtocols;
   if (bound && EthFrame::u16(frame, EthFrame::kEtherType) != config_.protocol) return 0;
   std::size_t size = std::min(frame.size(), config_.maxRxPktData);
-  if (!config_.filter.empty()) {
+  if (bus_->filters() && !config_.filter.empty()) {
     size = std::min<std::size_t>(size, runSocketFilter(config_.filter, frame));
   }
   return size < EthFrame::kHeader ? 0 : size;

@@ -39,12 +39,12 @@ std::int64_t TimerWheel::firstTickAt(Seconds time) const {
   return ns / tickNs_ + (ns % tickNs_ != 0 ? 1 : 0);
 }
 
-void TimerWheel::deadlineIs(Timer& timer, Seconds deadline) {
+void TimerWheel::arm(Timer& timer, Seconds deadline, Seconds now) {
   timer.cancel();
-  const Arming arming{deadline, clock_->now(), servingTick_};
+  const Arming arming{deadline, now, servingTick_};
   if (arming != lastArming_) {
     lastArming_ = arming;
-    lastTick_ = std::max(firstTickAt(deadline), firstTickAt(arming.now));
+    lastTick_ = std::max(firstTickAt(deadline), firstTickAt(now));
     if (servingTick_ != kNoTick) lastTick_ = std::max(lastTick_, servingTick_ + 1);
     lastSlot_ = slotOf(lastTick_);
   }

@@ -107,7 +107,12 @@ class MRP_API TimerWheel : public Entity {
   }
 
   // Arms `timer`, replacing an earlier arming; re-arming to the same deadline counts as anew.
-  void deadlineIs(Timer& timer, Seconds deadline);
+  void deadlineIs(Timer& timer, Seconds deadline) { arm(timer, deadline, clock_->now()); }
+  // The same for now plus `delay`.
+  void delayIs(Timer& timer, Seconds delay) {
+    const Seconds now = clock_->now();
+    arm(timer, now + delay, now);
+  }
 
  private:
   static constexpr std::int64_t kNoTick = -1;
@@ -125,6 +130,7 @@ class MRP_API TimerWheel : public Entity {
 
   std::size_t slotOf(std::int64_t tick) const;
   std::int64_t firstTickAt(Seconds time) const;
+  void arm(Timer& timer, Seconds deadline, Seconds now);
   void link(Timer& timer);
   void serve(std::int64_t tick);
   void fire(Timer& timer);

@@ -10,10 +10,10 @@ namespace EngineTest {
 namespace {
 
 // A bridge on a switch of its own.
-class Bridge : public Host {
+class Bridge : public Rig {
  public:
   explicit Bridge(bool standby = false)
-      : Host(kMvrp, makePtr<MvrpBridge>(), makePtr<VirtualClock>()),
+      : Rig(kMvrp, makePtr<MvrpBridge>(), makePtr<VirtualClock>()),
         bridge(static_cast<MvrpBridge*>(served.get())) {
     begin(standby);
   }
@@ -34,7 +34,7 @@ class Bridge : public Host {
   }
   Texts sent(IntfId intf) {
     clock->run(0.1);
-    return Host::sent(intf);
+    return Rig::sent(intf);
   }
   // VLANs that the engine declares on a port, and those that it has registered there.
   std::string declared(IntfId intf) const {
@@ -180,6 +180,13 @@ TEST_F(MvrpBridgeTest, PortsComeAndGo) {
   EXPECT_EQ(b.declared(two), "") << "nothing is declared where nothing can be sent";
   b.port(2);
   EXPECT_EQ(b.declared(two), "30");
+  // What was still to be sent when it went is out of date when it comes back.
+  b.sent(two);
+  b.bridge->declarationIs(VlanId(40), true);
+  b.sw->portDel(two);
+  b.bridge->declarationIs(VlanId(40), false);
+  b.port(2);
+  for (const std::string& text : b.sent(two)) EXPECT_EQ(text.find("40"), std::string::npos) << text;
   EXPECT_EQ(b.declared(late), "");
   b.bridge->portIs(one);
   EXPECT_EQ(b.declared(one), "30");
@@ -207,6 +214,7 @@ TEST_F(MvrpBridgeTest, RegistrarAdministrativeControl) {
   b.bridge->declarationIs(VlanId(10), true);
   // Forbidden while registered: ends here and in the engine; our own declaration stays.
   b.bridge->registrationIs(one, VlanId(10), Registration::forbidden);
+  EXPECT_EQ(b.declared(one), "10");
   b.bridge->declarationIs(VlanId(10), false);
   EXPECT_EQ(b.registered(one) + b.declared(one) + b.declared(two), "");
   b.joins(one, 10);

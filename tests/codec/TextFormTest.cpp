@@ -79,42 +79,6 @@ TEST(TextForm, RecordsPrintAndReadBack) {
   expectText(MvrpVlanAttribute{4094}, "4094", parseMvrpVlanAttribute);
 }
 
-TEST(TextForm, NearMissesAreRefused) {
-  const auto tspec = [](const std::string& size, const std::string& frames) {
-    return "Value('Mrp::Tspec', ** {'maxFrameSize': " + size + ", 'maxIntervalFrames': " + frames +
-           "})";
-  };
-  ASSERT_TRUE(parseTspec(tspec("0", "65535")));
-  for (const char* bad :
-       {"", "00", "01", "+1", "-1", " 1", "1 ", "0x1", "65536", "1a", "18446744073709551617"}) {
-    EXPECT_FALSE(parseTspec(tspec(bad, "1"))) << bad;
-    EXPECT_FALSE(parseTspec(tspec("1", bad))) << bad;
-    EXPECT_FALSE(parseMvrpVlanAttribute(bad)) << bad;
-  }
-  EXPECT_FALSE(parseTspec("Value('Mrp::Tspec', ** {'maxIntervalFrames': 1, 'maxFrameSize': 1})"));
-  EXPECT_FALSE(parseTspec("Value('Tspec', ** {'maxFrameSize': 1, 'maxIntervalFrames': 1})"));
-  EXPECT_FALSE(parseTspec("Value('Mrp::Tspec', ** {'maxFrameSize': 1,'maxIntervalFrames': 1})"));
-
-  const auto frame = [](const std::string& dmac) {
-    return "Value('Mrp::DataFrameParameters', ** {'dmac': " + dmac + ", 'vlanId': 2})";
-  };
-  ASSERT_TRUE(parseDataFrameParameters(frame("91:e0:f0:00:fe:01")));
-  EXPECT_FALSE(parseDataFrameParameters(frame("91:E0:F0:00:FE:01")));
-  EXPECT_FALSE(parseDataFrameParameters(frame("91:e0:f0:00:fe:1")));
-  EXPECT_FALSE(parseDataFrameParameters(frame("91-e0-f0-00-fe-01")));
-
-  // A listener event that has a name is not read by number.
-  const auto listener = [](const std::string& event) {
-    return "Value('Mrp::MsrpListenerAttribute', ** {'streamId': 1, 'listenerEvent': " + event +
-           "})";
-  };
-  ASSERT_TRUE(parseMsrpListenerAttribute(listener("ready")));
-  for (const char* bad : {"2", "Ready", "256", ""}) {
-    EXPECT_FALSE(parseMsrpListenerAttribute(listener(bad))) << bad;
-  }
-  EXPECT_FALSE(parsePriorityAndRank("127"));
-}
-
 TEST(TextForm, EnumsReadByNameOrNumberAndPrintUnknownNumbers) {
   EXPECT_EQ(msrpListenerEvent("readyFailed"), MsrpListenerEvent::readyFailed);
   EXPECT_EQ(msrpListenerEvent("3"), MsrpListenerEvent::readyFailed);

@@ -99,7 +99,7 @@ struct FillingLog final : AttrLogOutput {
 TEST_F(DatabaseTest, LogThatClogsBetweenEntriesStopsThere) {
   Station st(kMvrp, Station::Start::none);
   auto log = makePtr<FillingLog>(st.sw->attrLog());
-  st.manager->attrLog = log;
+  st.sw->stateDatabase()->attrLogIs(log);
   st.start();
   const IntfId p1 = st.port(1), p2 = st.port(2);
   for (const auto id : std::vector<std::uint16_t>{30, 10, 20}) st.request(p2, id, New);
@@ -154,7 +154,7 @@ TEST_F(DatabaseTest, BufferOfUnknownSizeIsAlwaysClogged) {
   Station st(kMvrp, Station::Start::none);
   auto log = makePtr<FillingLog>(st.sw->attrLog());
   log->sizeKnown = false;
-  st.manager->attrLog = log;
+  st.sw->stateDatabase()->attrLogIs(log);
   st.start();
   const IntfId port = st.port(1);
   st.request(port, 10, New);

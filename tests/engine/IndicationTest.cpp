@@ -225,6 +225,27 @@ TEST_F(IndicationTest, DisablingThePortWhileAnExpiryReadsItsFrame) {
   expectLeavesWork(st, port);
 }
 
+// The attribute is registered and left anew while its expiry reads a frame: that leave has its own
+// time.
+TEST_F(IndicationTest, LeaveInsideAnExpiryBeginsAnew) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  st.receive(port, vlans(10, {JoinIn}));
+  st.receive(port, vlans(10, {Lv}));
+  st.receive(port, vlans(20, {JoinIn}), 5);
+  st.lib->onJoin = [&](const MrpParameters& p) {
+    st.lib->onJoin = nullptr;
+    st.lib->mrpInterfaceDisable(p.intfId);
+    st.lib->mrpInterfaceEnable(p.intfId);
+    for (const Event event : {JoinIn, Lv}) st.receive(port, vlans(10, {event}));
+    return false;
+  };
+  st.clock->run(1.1);
+  EXPECT_EQ(st.attribute(port, 1, 10), "VO/LV");
+  st.clock->run(0.1);
+  EXPECT_EQ(st.attribute(port, 1, 10), "none");
+}
+
 // A LeaveAll walk whose answers lead to nothing that the application could disturb, and a flush
 // whose leaves do: the walk goes on at the next key.
 TEST_F(IndicationTest, FlushWalkSurvivesDeletionsAndAdditions) {

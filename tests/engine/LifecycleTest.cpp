@@ -120,6 +120,7 @@ TEST_F(LifecycleTest, NothingThatCameWhileNotificationsWereOffIsLost) {
   st.request(port, 20, New);
   st.engine->hasNotificationActiveIs(false);
   st.receive(port, vlans(10, {JoinIn}));
+  st.receive(port, vlans(15, {JoinIn}));
   st.sw->attrLog().reopen();
   st.clock->run(1);  // the review of VLAN 20 would have been
   EXPECT_EQ(st.attribute(port, 1, 10), "none");
@@ -127,14 +128,15 @@ TEST_F(LifecycleTest, NothingThatCameWhileNotificationsWereOffIsLost) {
 
   st.engine->hasNotificationActiveIs(true);
   EXPECT_EQ(st.attribute(port, 1, 10), "AO/IN");
+  EXPECT_EQ(st.attribute(port, 1, 15), "AO/IN");
   st.receive(port, vlans(11, {JoinIn}));
   EXPECT_EQ(st.attribute(port, 1, 11), "AO/IN") << "a frame is read for each notification again";
   st.clock->run(1);
-  EXPECT_EQ(st.committed(port, 1), 3u);
+  EXPECT_EQ(st.committed(port, 1), 4u);
   st.sw->attrLog().queueOctetsIs(1'000'000);
   st.receive(port, vlans(12, {JoinIn}));
   st.clock->run(1);
-  EXPECT_EQ(st.committed(port, 1), 3u) << "the log's new socket is the one that is watched";
+  EXPECT_EQ(st.committed(port, 1), 4u) << "the log's new socket is the one that is watched";
 }
 
 // Under the address sanitizer: nothing is used after its end, nothing is left behind.
@@ -198,9 +200,9 @@ bool accepts(const std::vector<FilterInstruction>& filter, const Octets& frame) 
 // engines have the filter of one and the same does not.
 TEST_F(LifecycleTest, SocketFilterIsThatOfTheFirstEngineOfTheProcess) {
   Station msrp(kMsrp), mvrp(kMvrp);
-  ASSERT_TRUE(filterIsValid(msrp.manager->filter));
-  EXPECT_EQ(msrp.manager->filter, mvrp.manager->filter);
-  const auto& filter = msrp.manager->filter;
+  const auto filter = msrp.sw->endpoint(msrp.port(1))->config().filter;
+  ASSERT_TRUE(filterIsValid(filter));
+  EXPECT_EQ(mvrp.sw->endpoint(mvrp.port(1))->config().filter, filter);
   const Octets talkers = frame(kMsrp, streams(1, talker(1), {JoinIn}));
   const bool msrpFirst = accepts(filter, talkers);
   EXPECT_NE(msrpFirst, accepts(filter, frame(kMvrp, vlans(1, {JoinIn}))));
@@ -226,7 +228,7 @@ TEST_F(LifecycleTest, BothApplicationsBesideEachOther) {
   lib->applicationEtypeIs(kMvrp.etype);
   auto mvrp = engineFactory({msrp.sw->bridgingConfig(), lib.get(), makePtr<MrpConfig>(),
                              msrp.status, nullptr, msrp.sw->bridgingTopologyConfig(),
-                             msrp.sw->ethPhyIntfStatusDir(), msrp.manager});
+                             msrp.sw->ethPhyIntfStatusDir(), msrp.sw->stateDatabase()});
   const IntfId port = msrp.port(1);
   lib->mrpInterfaceEnable(port);
   msrp.sw->receive(port, frame(kMvrp, vlans(10, {JoinIn})));

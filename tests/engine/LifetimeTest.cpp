@@ -97,39 +97,6 @@ TEST_P(LifetimeTest, MemoryIsFlatOverAttributesThatComeAndGo) {
                                                       static_cast<std::int64_t>(heap)));
 }
 
-// One switch and one database; every engine ends with timers running and packets open.
-TEST_P(LifetimeTest, AThousandEnginesAfterEachOther) {
-  Station st(GetParam(), Station::Start::none);
-  const IntfId p1 = st.port(1), p2 = st.port(2);
-  std::size_t heap = 0;
-  for (int n = 0; n < 1000; ++n) {
-    SCOPED_TRACE(n);
-    const bool standby = n % 3 != 0;
-    st.start(standby);
-    st.lib->mrpInterfaceEnable(p1);
-    if (standby) st.engine->activate();
-    st.lib->mrpInterfaceEnable(p2);
-    for (const IntfId p : {p1, p2}) {
-      st.receive(p, message(10, 4, JoinIn));
-      st.request(p, 1, value(50), JoinIn);
-    }
-    st.clock->run(0.25);
-    ASSERT_EQ(st.attributes(p1).size(), 5u);
-    ASSERT_EQ(st.attributes(p2).size(), 5u);
-    st.receive(p1, message(10, 2, Lv, true));
-    st.request(p2, 1, value(51), New);
-    st.request(p2, 1, value(50), Lv);
-    st.engine = nullptr;
-    st.clock->run(0.15);
-    st.lib->take();
-    st.sent();
-    st.logged();
-    if (n == 99) heap = heapInUse();
-  }
-  EXPECT_LE(heapInUse(), heap + kTolerance);
-  EXPECT_EQ(st.sw->pktAllocator().counters().inUse(), 0u);
-}
-
 // Whatever the application or the platform does to ports and attributes from inside an indication
 // or a transmission, drawn at random; afterwards the engine works as on its first day.
 class ReentryTest : public EngineTest, public testing::WithParamInterface<std::uint64_t> {

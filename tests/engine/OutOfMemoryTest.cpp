@@ -53,7 +53,7 @@ class ArmedByFrame final : public MrpObserver {
     if (frame.direction == Direction::received) failures.armed = true;
   }
   void discard(const Discard& discard) override {
-    if (discard.reason == Reason::outOfMemory) ++told;
+    if (discard.reason == Reason::outOfMemory || discard.reason == Reason::noPacket) ++told;
   }
   std::uint64_t told = 0;
 };

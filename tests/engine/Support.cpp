@@ -190,63 +190,11 @@ void RecordingLib::note(char sign, const MrpParameters& parameters) {
   log.push_back(std::move(text).str());
 }
 
-// --- The state database that leaves the filter open ----------------------------------------------
-
-namespace {
-
-class OpenPamManager final : public EthDevPamManager {
- public:
-  OpenPamManager(Ptr<EthDevPamManager> inner, std::vector<FilterInstruction>& filter)
-      : inner_(std::move(inner)), filter_(filter) {}
-  void ethProtocolIs(std::uint16_t protocol) override { inner_->ethProtocolIs(protocol); }
-  void listenAddrIs(EthAddr address) override { inner_->listenAddrIs(address); }
-  void socketFilterIs(std::vector<FilterInstruction> program) override { filter_ = program; }
-  void maxRxPktDataIs(std::size_t octets) override { inner_->maxRxPktDataIs(octets); }
-  void socketPerIntfIs(bool perIntf) override { inner_->socketPerIntfIs(perIntf); }
-  void enabledIs(bool enabled) override { inner_->enabledIs(enabled); }
-
- private:
-  Ptr<EthDevPamManager> inner_;
-  std::vector<FilterInstruction>& filter_;
-};
-
-}  // namespace
-
-class OpenFilterManager::Services final : public PlatformServices {
- public:
-  explicit Services(OpenFilterManager& manager) : manager_(manager) {}
-  Ptr<Clock> activityClock() override { return inner().activityClock(); }
-  Trace& trace() override { return inner().trace(); }
-  EventLog& eventLog() override { return inner().eventLog(); }
-  PktManager& pktManager() override { return inner().pktManager(); }
-  Ptr<IntfStatusManagerRoot> intfStatusManagerRoot(Ptr<IntfStatusDir> all,
-                                                   Ptr<IntfStatusDir> local) override {
-    return inner().intfStatusManagerRoot(all, local);
-  }
-  Ptr<EthDevPamManager> ethDevPamManager(Ptr<DesiredIntfDir> desired, Ptr<PamCollection> pams,
-                                         Ptr<DeviceIntfStatusDir> devices) override {
-    return makePtr<OpenPamManager>(inner().ethDevPamManager(desired, pams, devices),
-                                   manager_.filter);
-  }
-
- private:
-  PlatformServices& inner() { return manager_.inner_->services(); }
-  OpenFilterManager& manager_;
-};
-
-OpenFilterManager::OpenFilterManager(Ptr<EntityManager> inner)
-    : inner_(std::move(inner)), services_(makePtr<Services>(*this)) {}
-OpenFilterManager::~OpenFilterManager() = default;
-PlatformServices& OpenFilterManager::services() { return *services_; }
-
 // --- The switch ----------------------------------------------------------------------------------
 
-Host::Host(const App& of, Ptr<MrpLib> lib, Ptr<VirtualClock> by)
-    : clock(std::move(by)),
-      app(of),
-      sw(std::make_unique<Switch>(clock)),
-      manager(makePtr<OpenFilterManager>(sw->stateDatabase())),
-      served(std::move(lib)) {
+Rig::Rig(const App& of, Ptr<MrpLib> lib, Ptr<VirtualClock> by)
+    : clock(std::move(by)), app(of), sw(std::make_unique<Switch>(clock)), served(std::move(lib)) {
+  sw->bus()->filtersIs(false);
   sw->bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(0x020000000000));
   sw->onTransmit([this](IntfId intf, const Pkt& pkt) {
     sent_.push_back({intf, Octets(pkt.octets().begin(), pkt.octets().end())});
@@ -256,25 +204,25 @@ Host::Host(const App& of, Ptr<MrpLib> lib, Ptr<VirtualClock> by)
   served->applicationEtypeIs(app.etype);
 }
 
-Host::~Host() = default;
+Rig::~Rig() = default;
 
-void Host::start(bool standby) {
+void Rig::start(bool standby) {
   engine = nullptr;
-  engine =
-      engineFactory({sw->bridgingConfig(), served.get(), config, status, sw->stpStatus(),
-                     sw->bridgingTopologyConfig(), sw->ethPhyIntfStatusDir(), manager, standby});
+  engine = engineFactory({sw->bridgingConfig(), served.get(), config, status, sw->stpStatus(),
+                          sw->bridgingTopologyConfig(), sw->ethPhyIntfStatusDir(),
+                          sw->stateDatabase(), standby});
 }
 
-IntfId Host::device(unsigned n, std::uint32_t mtu) {
+IntfId Rig::device(unsigned n, std::uint32_t mtu) {
   return sw->portIs("port" + std::to_string(n), EthAddr::fromNumber(0x020000000000 + n), mtu);
 }
 
-void Host::roleIs(IntfId intf, Role role, const std::string& msti) {
+void Rig::roleIs(IntfId intf, Role role, const std::string& msti) {
   sw->stpStatus()->childIs("one").childIs(msti).childIs(intf.name()).roleIs(role);
 }
 
 Station::Station(const App& of, Start how, Ptr<VirtualClock> by)
-    : Host(of, makePtr<RecordingLib>(), std::move(by)),
+    : Rig(of, makePtr<RecordingLib>(), std::move(by)),
       lib(static_cast<RecordingLib*>(served.get())) {
   if (how != Start::none) start(how == Start::standby);
 }
@@ -299,7 +247,7 @@ void Station::request(IntfId intf, std::uint8_t type, const Octets& value, Event
   lib->mrpSendAttribute(parameters);
 }
 
-std::vector<Octets> Host::sentFrames(IntfId intf) {
+std::vector<Octets> Rig::sentFrames(IntfId intf) {
   std::vector<Octets> frames;
   std::erase_if(sent_, [&](const Frame& f) {
     if (f.intf == intf) frames.push_back(f.octets);
@@ -308,13 +256,13 @@ std::vector<Octets> Host::sentFrames(IntfId intf) {
   return frames;
 }
 
-Texts Host::sent(IntfId intf) {
+Texts Rig::sent(IntfId intf) {
   Texts texts;
   for (const Octets& octets : sentFrames(intf)) texts.push_back(decoded(app, octets));
   return texts;
 }
 
-Texts Host::sent() {
+Texts Rig::sent() {
   Texts texts;
   for (const Frame& f : std::exchange(sent_, {})) {
     texts.push_back(f.intf.name() + " " + decoded(app, f.octets));
@@ -322,7 +270,7 @@ Texts Host::sent() {
   return texts;
 }
 
-Texts Host::attributes(IntfId intf) const {
+Texts Rig::attributes(IntfId intf) const {
   Texts texts;
   for (std::uint8_t type = 1; type <= app.types; ++type) {
     engine->walkRecords(intf, type, [&](const MrpAttrDatabase& r) {
@@ -333,23 +281,23 @@ Texts Host::attributes(IntfId intf) const {
   return texts;
 }
 
-std::string Host::attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+std::string Rig::attribute(IntfId intf, std::uint8_t type, std::uint64_t key) const {
   const MrpAttrDatabase* r = record(intf, type, key);
   if (!r) return "none";
   return std::string(stringValue(r->applicantState())) + "/" + stringValue(r->registrarState());
 }
 
-MrpAttrDatabase* Host::record(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+MrpAttrDatabase* Rig::record(IntfId intf, std::uint8_t type, std::uint64_t key) const {
   MrpIntfTypeApplicant* types = typeApplicant(intf, type);
   return types ? types->visible(key) : nullptr;
 }
 
-Octets Host::value(IntfId intf, std::uint8_t type, std::uint64_t key) const {
-  const std::span<const std::uint8_t> value = record(intf, type, key)->value();
-  return Octets(value.begin(), value.end());
+Octets Rig::value(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+  const MrpAttrDatabase* r = record(intf, type, key);
+  return r ? Octets(r->value().begin(), r->value().end()) : Octets{};
 }
 
-std::set<std::uint64_t> Host::registered(IntfId intf, std::uint8_t type) const {
+std::set<std::uint64_t> Rig::registered(IntfId intf, std::uint8_t type) const {
   std::set<std::uint64_t> keys;
   engine->walkRecords(intf, type, [&](const MrpAttrDatabase& r) {
     if (r.registrarState() == Registrar::in) keys.insert(r.attributeKey());
@@ -369,27 +317,27 @@ std::size_t count(MrpIntfTypeApplicant* types, Wanted wanted) {
 
 }  // namespace
 
-std::size_t Host::committed(IntfId intf, std::uint8_t type) const {
+std::size_t Rig::committed(IntfId intf, std::uint8_t type) const {
   return count(typeApplicant(intf, type), [](const MrpAttrDatabase& r) { return r.committed(); });
 }
 
-std::size_t Host::records(IntfId intf, std::uint8_t type) const {
+std::size_t Rig::records(IntfId intf, std::uint8_t type) const {
   return count(typeApplicant(intf, type), [](const MrpAttrDatabase&) { return true; });
 }
 
-Texts Host::logged() {
+Texts Rig::logged() {
   Texts texts;
   for (const auto& m : sw->eventLog().messages()) texts.push_back(m.handle + " " + m.text);
   sw->eventLog().messagesDelAll();
   return texts;
 }
 
-double Host::leaveAllDue(IntfId intf, std::uint8_t type) const {
+double Rig::leaveAllDue(IntfId intf, std::uint8_t type) const {
   const std::optional<Seconds> due = engine->leaveAllDue({intf, type});
   return due ? due->value() : -1;
 }
 
-bool Host::leaving(IntfId intf, std::uint8_t type, std::uint64_t key, bool explicitLeave) const {
+bool Rig::leaving(IntfId intf, std::uint8_t type, std::uint64_t key, bool explicitLeave) const {
   MrpIntfTypeApplicant* types = typeApplicant(intf, type);
   MrpAttrDatabase* r = types ? types->any(key) : nullptr;
   if (!r) return false;

@@ -106,15 +106,13 @@ class RecordingLib final : public MrpLib {
   void note(char sign, const MrpParameters& parameters);
 };
 
-class OpenFilterManager;
-
-// A switch, and whatever service object its engine serves.
-class Host {
+// A switch whose endpoints take every frame, and whatever service object its engine serves.
+class Rig {
  public:
-  Host(const App& app, Ptr<MrpLib> served, Ptr<VirtualClock> clock);
-  ~Host();
-  Host(const Host&) = delete;
-  Host& operator=(const Host&) = delete;
+  Rig(const App& app, Ptr<MrpLib> served, Ptr<VirtualClock> clock);
+  ~Rig();
+  Rig(const Rig&) = delete;
+  Rig& operator=(const Rig&) = delete;
 
   // Makes the engine; the status of the one before it stays.
   void start(bool standby = false);
@@ -151,7 +149,6 @@ class Host {
   Ptr<VirtualClock> clock;
   App app;
   std::unique_ptr<Switch> sw;
-  Ptr<OpenFilterManager> manager;
   Ptr<MrpLib> served;
   Ptr<MrpConfig> config = makePtr<MrpConfig>();
   Ptr<MrpStatus> status = makePtr<MrpStatus>();
@@ -168,7 +165,7 @@ class Host {
   std::vector<Frame> sent_;
 };
 
-class Station : public Host {
+class Station : public Rig {
  public:
   enum class Start { active, standby, none };
   explicit Station(const App& app, Start start = Start::active,
@@ -184,37 +181,6 @@ class Station : public Host {
   }
 
   const Ptr<RecordingLib> lib;
-};
-
-// The state database of a switch, whose endpoints take every frame: the socket filter is one for
-// the process, and which engine comes first must not matter to a test. Keeps what it was given.
-class OpenFilterManager final : public EntityManager {
- public:
-  explicit OpenFilterManager(Ptr<EntityManager> inner);
-  ~OpenFilterManager() override;
-  std::string name() const override { return inner_->name(); }
-  Ptr<Entity> entity(const std::string& path) const override { return inner_->entity(path); }
-  Ptr<Entity> shmTableIs(const std::string& type, const std::string& path,
-                         const std::string& name) override {
-    return inner_->shmTableIs(type, path, name);
-  }
-  void entityIs(const std::string& name, Ptr<Entity> entity) override {
-    inner_->entityIs(name, entity);
-  }
-  void entityDel(const std::string& name) override { inner_->entityDel(name); }
-  Ptr<AttrLogOutput> attrLogOutput(const std::string& name) override {
-    return attrLog ? attrLog : inner_->attrLogOutput(name);
-  }
-  std::string defaultNamespace() const override { return inner_->defaultNamespace(); }
-  PlatformServices& services() override;
-
-  std::vector<FilterInstruction> filter;  // the program that the engine asked for
-  Ptr<AttrLogOutput> attrLog;             // instead of the switch's own
-
- private:
-  class Services;
-  Ptr<EntityManager> inner_;
-  Ptr<Services> services_;
 };
 
 // Sets or removes the variable that fixes LeaveAll periods, and puts it back.

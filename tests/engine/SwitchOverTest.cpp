@@ -250,29 +250,6 @@ TEST_P(SwitchOverTest, WithoutItTheNextLeaveAllRepairs) {
   RecordProperty("longest_outage_s", std::to_string(slowest));
 }
 
-// The endpoint goes while a frame of the active side is handed to it: of the two packets of an
-// answer one has left.
-TEST_P(SwitchOverTest, CutInsideATransmission) {
-  for (const Rhythm& rhythm : kRhythms) {
-    for (int last = 1; last <= 4; ++last) {
-      SCOPED_TRACE(std::string(rhythm.name) + " LeaveAlls, cut in frame " + std::to_string(last));
-      SwitchOver s(story, rhythm);
-      s.runUntil(s.kSettled);
-      int sent = 0;
-      s.active.sw->onTransmit([&](IntfId, const Pkt&) {
-        if (++sent != last) return;
-        s.cut();
-        s.standby.engine->activate();
-      });
-      s.runUntil(40);
-      EXPECT_EQ(sent, last) << "the cut was, and nothing left after it";
-      EXPECT_EQ(leaves(s.neighbour), 0u);
-      EXPECT_EQ(leaves(s.standby), 0u);
-      EXPECT_TRUE(s.exact());
-    }
-  }
-}
-
 // What was in progress. A record reaches the database 0.1 s after its attribute was new, and an
 // open packet leaves within 0.1 s.
 class InProgressTest : public EngineTest {

@@ -231,8 +231,6 @@ TEST_P(Conformance, FramesOfTheApplicationArriveUnchangedOneANotificationAndOthe
       frame(kMsrp.address, {0x88, 0xf5}, 9),
       frame(0x0180c2000020, {0x88, 0xf5}, 9),
       frame(0x020000000002, {0x88, 0xf5}, 9),
-      frame(kMvrp, 9, {0x88, 0xa8, 0x00, 0x64}),
-      frame(kMvrp, 9, {0x81, 0x00, 0x00, 0x01, 0x81, 0x00, 0x00, 0x01}),
       frame(kMvrp.address, {0x08, 0x00}, 9),
   };
   for (const Octets& octets : others) subject->arrive(octets);

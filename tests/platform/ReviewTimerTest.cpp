@@ -41,15 +41,6 @@ TEST_F(ReviewTimerTest, FourCreditsThenOneASecond) {
   EXPECT_EQ(r.at, (Times{0.1, 0.2, 0.3, 0.4, 1, 2, 3}));
 }
 
-TEST_F(ReviewTimerTest, RequestsBeforeTheReviewAreOne) {
-  Reviewed r(*clock);
-  for (int i = 0; i < 10; ++i) r.timer.doUpdateNextReview();
-  EXPECT_TRUE(r.timer.reviewPending());
-  clock->run(5);
-  EXPECT_EQ(r.at, Times{0.1});
-  EXPECT_FALSE(r.timer.reviewPending());
-}
-
 TEST_F(ReviewTimerTest, CreditsSpentAheadAreNotGivenAgain) {
   Reviewed r(*clock);
   r.eager = 4;

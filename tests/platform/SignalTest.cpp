@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <random>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace {
 
@@ -75,31 +78,20 @@ TEST_F(SignalTest, NestedNotificationSurvivesRemovalAndDestruction) {
 class SignalModel {
  public:
   explicit SignalModel(unsigned seed) : random_(seed) {
-    for (std::size_t i = 0; i < kReactors; ++i) rewatch(i);
-  }
-
-  void notify() {
-    std::vector<Watching> expected = watching_;
-    calls_.push_back({std::move(expected), 0});
-    signal_.notify();
-    // What is left unserved has stopped watching.
-    for (std::size_t i = calls_.back().served; i < calls_.back().of.size(); ++i) {
-      EXPECT_FALSE(watches(calls_.back().of[i]));
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+      slots_[i].model = this, slots_[i].number = i;
+      rewatch(i);
     }
-    calls_.pop_back();
+  }
+  void notify() {
+    expected_.emplace_back(watching_);
+    signal_.notify();
+    for (const Watching& unserved : expected_.back()) EXPECT_FALSE(watches(unserved));
+    expected_.pop_back();
   }
 
  private:
-  static constexpr std::size_t kReactors = 6;
-  struct Watching {
-    std::size_t reactor;
-    int since;
-    bool operator==(const Watching&) const = default;
-  };
-  struct Call {
-    std::vector<Watching> of;
-    std::size_t served;
-  };
+  using Watching = std::pair<std::size_t, int>;  // which reactor, since when
   struct Slot {
     void handle() { model->handle(number); }
     SignalModel* model = nullptr;
@@ -111,32 +103,32 @@ class SignalModel {
     return std::ranges::find(watching_, w) != watching_.end();
   }
   void unwatch(std::size_t i) {
-    std::erase_if(watching_, [i](const Watching& w) { return w.reactor == i; });
+    std::erase_if(watching_, [i](const Watching& w) { return w.first == i; });
     slots_[i].reactor.unwatch();
   }
   void rewatch(std::size_t i) {
     unwatch(i);
-    slots_[i].model = this, slots_[i].number = i;
     slots_[i].reactor.watch<&Slot::handle>(signal_, &slots_[i]);
-    watching_.push_back({i, ++serial_});
+    watching_.emplace_back(i, ++serial_);
   }
   void handle(std::size_t i) {
-    Call& call = calls_.back();
-    while (call.served < call.of.size() && !watches(call.of[call.served])) ++call.served;
-    ASSERT_LT(call.served, call.of.size());
-    ASSERT_EQ(call.of[call.served++].reactor, i);
+    std::deque<Watching>& expected = expected_.back();
+    while (!expected.empty() && !watches(expected.front())) expected.pop_front();
+    ASSERT_FALSE(expected.empty());
+    ASSERT_EQ(expected.front().first, i);
+    expected.pop_front();
     for (auto n = random_() % 4; n > 0; --n) {
-      const std::size_t other = random_() % kReactors;
+      const std::size_t other = random_() % slots_.size();
       random_() % 2 ? unwatch(other) : rewatch(other);
     }
-    if (calls_.size() < 3 && random_() % 4 == 0) notify();
+    if (expected_.size() < 3 && random_() % 4 == 0) notify();
   }
 
   std::mt19937 random_;
   Signal<> signal_;
-  std::vector<Slot> slots_{kReactors};
-  std::vector<Watching> watching_;
-  std::vector<Call> calls_;
+  std::array<Slot, 6> slots_;
+  std::deque<Watching> watching_;
+  std::list<std::deque<Watching>> expected_;  // of each notification in progress
   int serial_ = 0;
 };
 

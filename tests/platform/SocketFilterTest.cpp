@@ -4,13 +4,12 @@
 
 #include <vector>
 
-#include "platform/packet/GroupFilter.h"
-
 namespace {
 
 using namespace Platform;
 using namespace Platform::FilterCode;
 using Program = std::vector<FilterInstruction>;
+
 // What a valid program answers is compared with an interpreter of another origin by fuzzing.
 TEST(SocketFilter, RefusesWhatTheKernelRefuses) {
   const FilterInstruction accept{kReturn, 0, 0, 9};

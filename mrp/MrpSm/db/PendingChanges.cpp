@@ -44,14 +44,15 @@ MrpAttrDatabase* Records::addPending(const MrpAttribute& attribute) {
 }
 
 void Records::deletePending(const MrpAttribute& attribute) {
-  MrpIntfTypeApplicant* of = types(attribute.intfId, attribute.attributeType);
-  MrpAttrDatabase* record = of ? of->visible(attribute.attributeKey) : nullptr;
-  if (!record) return;
-  if (record->pendingAdd()) {
-    of->pendingAddDel(*record);  // added and deleted between two reviews: no trace of it
+  if (const Subject subject = find(attribute)) deletePending(subject);
+}
+
+void Records::deletePending(Subject subject) {
+  if (subject.record->pendingAdd()) {
+    subject.types->pendingAddDel(*subject.record);  // no trace of what no review has seen
     return;
   }
-  of->pendingDeleteIs(*record);
+  subject.types->pendingDeleteIs(*subject.record);
   if (deletes_) deletes_->doUpdateReviewTimer();
 }
 

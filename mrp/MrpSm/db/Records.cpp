@@ -1,19 +1,16 @@
 #include "mrp/MrpSm/db/Records.h"
 
-#include <algorithm>
-#include <new>
-
 #include "mrp/MrpSm/db/MrpDatabaseSm.h"
 #include "mrp/MrpSm/env/EventLogs.h"
 
 namespace Mrp {
 
-MrpAttrDatabase* Records::add(const MrpAttribute& attribute, std::span<const std::uint8_t> value) {
+Subject Records::add(const MrpAttribute& attribute, std::span<const std::uint8_t> value) {
   MrpAttrDatabase* record = addPending(attribute);
-  if (!record) return nullptr;
+  if (!record) return {};
   record->statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
   record->valueIs(value);
-  return record;
+  return {types(attribute.intfId, attribute.attributeType), record};
 }
 
 void Records::noMemory(const MrpAttribute& attribute) const {
@@ -23,15 +20,7 @@ void Records::noMemory(const MrpAttribute& attribute) const {
 
 void Records::deleteAll(IntfId intf) {
   for (const AttributeTypeInfo& type : env_.info.types) {
-    walk(intf, type.type, [this](const Subject& subject) { deletePending(subject.attribute()); });
-  }
-}
-
-void Records::currentIs(const Subject& subject) const {
-  env_.contextIs(subject.intf, subject.type, subject.key());
-  const std::span<const std::uint8_t> value = subject.record->value();
-  for (const auto& image : {env_.values.rxImage(subject.type), env_.values.txImage(subject.type)}) {
-    copyOctets(image.data(), value.data(), std::min(value.size(), image.size()));
+    walk(intf, type.type, [this](Subject subject) { deletePending(subject); });
   }
 }
 

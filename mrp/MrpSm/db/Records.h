@@ -8,15 +8,17 @@ namespace Mrp {
 
 class MrpDatabaseSm;
 
-// One attribute's record and where it stands, as a caller hands it on. Whatever lets the
+// One attribute's record and the collection it is in, as a caller hands them on. Whatever lets the
 // application run ends that: the record is then looked up again.
 struct Subject {
-  IntfId intf;
-  std::uint8_t type;
+  MrpIntfTypeApplicant* types;
   MrpAttrDatabase* record;
 
+  IntfId intf() const { return types->intfId(); }
+  std::uint8_t type() const { return types->attributeType(); }
   std::uint64_t key() const { return record->attributeKey(); }
-  MrpAttribute attribute() const { return {intf, type, key()}; }
+  MrpAttribute attribute() const { return {intf(), type(), key()}; }
+  explicit operator bool() const { return record != nullptr; }
 };
 
 // The one way to find, make, fill and delete the records of an application. Additions and deletions
@@ -38,9 +40,12 @@ class Records {
     return last_.types;
   }
   // What a look-up sees; null when there is nothing.
-  MrpAttrDatabase* find(const MrpAttribute& attribute) const {
-    MrpIntfTypeApplicant* of = types(attribute.intfId, attribute.attributeType);
-    return of ? of->visible(attribute.attributeKey) : nullptr;
+  Subject find(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+    MrpIntfTypeApplicant* of = types(intf, type);
+    return {of, of ? of->visible(key) : nullptr};
+  }
+  Subject find(const MrpAttribute& attribute) const {
+    return find(attribute.intfId, attribute.attributeType, attribute.attributeKey);
   }
   // Any record, hidden and vacant ones too.
   MrpAttrDatabase* any(const MrpAttribute& attribute) const {
@@ -50,10 +55,11 @@ class Records {
 
   // A record at rest with this value, new or revived; null, traced and discarded when memory for it
   // cannot be had. There is none that a look-up sees, or it is put back to rest.
-  MrpAttrDatabase* add(const MrpAttribute& attribute, std::span<const std::uint8_t> value);
+  Subject add(const MrpAttribute& attribute, std::span<const std::uint8_t> value);
   // Marks for addition, or takes a mark for deletion away; states and value stay as they are.
   MrpAttrDatabase* addPending(const MrpAttribute& attribute);
   void deletePending(const MrpAttribute& attribute);
+  void deletePending(Subject subject);
   // Deletes every attribute of a port.
   void deleteAll(IntfId intf);
 
@@ -67,16 +73,20 @@ class Records {
 
   // Makes an attribute current for whoever looks at the scratch records, its value too if it has
   // one.
-  void currentIs(const Subject& subject) const;
+  void currentIs(Subject subject) const {
+    const MrpAttrDatabase& record = *subject.record;
+    env_.contextIs(subject.intf(), subject.type(), record.attributeKey());
+    env_.values.takeImage(subject.type(), record.value());
+  }
 
   // The attribute index of one port and type; none when it is empty.
   std::optional<MrpAttrIter> index(const MrpAttrIter::Key& key) const;
-  // Visits its records in key order, see MrpAttrIter::walk.
+  // Visits its records in key order, see AttrTable::walk.
   template <class Visit>
   void walk(IntfId intf, std::uint8_t type, Visit visit) const {
-    if (const auto iter = index({intf, type})) {
-      iter->walk([&](MrpAttrDatabase& record) { visit(Subject{intf, type, &record}); });
-    }
+    MrpIntfTypeApplicant* of = types(intf, type);
+    if (!of) return;
+    of->walk(AttrTable::kVisible, [&](MrpAttrDatabase& record) { visit(Subject{of, &record}); });
   }
 
   // Whether the neighbour may not hold this attribute too, see MrpConfig::attributeLimit. A refusal

@@ -107,7 +107,7 @@ void MrpSm::mrpProcessRxLeaveAll(IntfId intf, std::uint8_t type) {
 
 bool MrpSm::mrpRxVectorSameAsDatabaseAttr() {
   const EngineRooms& rooms = activeRooms(*this);
-  const MrpAttrDatabase* record = rooms.records.find(rooms.env.current());
+  const MrpAttrDatabase* record = rooms.records.find(rooms.env.current()).record;
   const auto image = rooms.env.values.rxImage(rooms.env.context->attributeType());
   return record && !image.empty() && record->valueEquals(image);
 }
@@ -125,24 +125,24 @@ std::uint64_t MrpSm::mrpGetTxAttributeKey() const {
 
 MrpAttrDatabase* MrpSm::mrpGetAttrFromDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                                bool includePending) const {
-  MrpAttrDatabase* record = rooms_->records.find({intf, type, key});
+  MrpAttrDatabase* record = rooms_->records.find({intf, type, key}).record;
   return record && (includePending || !record->pendingAdd()) ? record : nullptr;
 }
 
 MrpAttrDatabase* MrpSm::mrpGetAttribute(bool create) {
   EngineRooms& rooms = activeRooms(*this);
   const MrpAttribute current = rooms.env.current();
-  MrpAttrDatabase* record = rooms.records.find(current);
-  if (record || !create) return record;
-  return rooms.records.add(current, rooms.env.values.rxImage(current.attributeType));
+  const Subject subject = rooms.records.find(current);
+  if (subject || !create) return subject.record;
+  return rooms.records.add(current, rooms.env.values.rxImage(current.attributeType)).record;
 }
 
 MrpAttrDatabase* MrpSm::mrpAddAttrToDatabase(IntfId intf, std::uint8_t type, std::uint64_t key,
                                              bool fromTransmitRecord) {
   EngineRooms& rooms = activeRooms(*this);
   ValueRecords& values = rooms.env.values;
-  return rooms.records.add({intf, type, key},
-                           fromTransmitRecord ? values.txImage(type) : values.rxImage(type));
+  const auto value = fromTransmitRecord ? values.txImage(type) : values.rxImage(type);
+  return rooms.records.add({intf, type, key}, value).record;
 }
 
 void MrpSm::mrpDeleteAttrFromDatabase() {
@@ -166,8 +166,7 @@ void MrpSm::mrpFillContextFromDatabase(const MrpAttribute& attribute) {
   const EngineRooms& rooms = activeRooms(*this);
   const auto& [intf, type, key] = attribute;
   rooms.env.contextIs(intf, type, key);
-  MrpAttrDatabase* record = rooms.records.find(attribute);
-  if (record) rooms.records.currentIs({intf, type, record});
+  if (const Subject subject = rooms.records.find(attribute)) rooms.records.currentIs(subject);
 }
 
 std::optional<MrpAttrIter> MrpSm::mrpAttrIter(const MrpAttrIter::Key& key) const {

@@ -47,7 +47,7 @@ const MrpApplicationDatabase& MrpSm::database() const { return rooms_->env.datab
 
 void MrpSm::walkRecords(IntfId intf, std::uint8_t type,
                         const std::function<void(const MrpAttrDatabase&)>& visit) const {
-  rooms_->records.walk(intf, type, [&](const Subject& subject) { visit(*subject.record); });
+  rooms_->records.walk(intf, type, [&](Subject subject) { visit(*subject.record); });
 }
 
 std::optional<Seconds> MrpSm::leaveAllDue(const MrpLeaveAllKey& key) const {

@@ -39,6 +39,17 @@ struct Environment {
     observe(&MrpObserver::discard, MrpObserver::Discard{reason, attribute});
   }
   bool observed() const { return __builtin_expect(observer != nullptr, 0); }
+  // An event was encoded, a LeaveAll when it is kLeaveAllEvent. Apart from the code that encodes.
+  void eventSent(const MrpAttribute& attribute, std::uint8_t event) const;
+  // A machine took an event.
+  template <class State, class Event>
+  void moved(MrpObserver::Machine machine, State from, Event by, State to,
+             const MrpAttribute& attribute) const {
+    observe(&MrpObserver::transition,
+            MrpObserver::Transition{machine, static_cast<std::uint8_t>(from),
+                                    static_cast<std::uint8_t>(by), static_cast<std::uint8_t>(to),
+                                    attribute});
+  }
 
   // The current attribute, where the application may look at it.
   void contextIs(IntfId intf, std::uint8_t type, std::uint64_t key) const {

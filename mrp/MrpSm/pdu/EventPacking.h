@@ -55,16 +55,20 @@ inline MsrpListenerEvent fourPackedEvent(const std::uint8_t* octets, std::uint32
 // Append one value to the current vector: its event (and a listener's event) is packed and
 // NumberOfValues grows by one, LeaveAll stays as it is. An octet that is opened is cleared first.
 // The result is the number of octets by which the vector grew.
-inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
-                                           std::uint8_t event, MrpApplication application) {
-  std::uint8_t* vector = context.vectorData();
-  std::uint8_t* events = vector + kVectorHeaderSize + attributeLength(application, attributeType);
+inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstValueSize,
+                                        std::uint8_t event) {
+  std::uint8_t* events = vector + kVectorHeaderSize + firstValueSize;
   const unsigned n = mrpGetNumOfValues(vector);
   const bool opens = n % 3 == 0;
   if (opens) events[n / 3] = 0;
   mrpEncodeThreePackedEvent(events, event, n + 1);
   countOneMoreValue(vector);
   return opens ? 1 : 0;
+}
+inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
+                                           std::uint8_t event, MrpApplication application) {
+  return packThreePackedEvent(context.vectorData(), attributeLength(application, attributeType),
+                              event);
 }
 // For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
 // move up when those grow.

@@ -19,7 +19,7 @@ class MRP_API MrpTxPacketContext : public Platform::PtrInterface {
   static constexpr std::size_t kNone = ~std::size_t{0};
 
   MrpTxPacketContext(Platform::IntfId intf, Platform::Ptr<Platform::Pkt> pkt)
-      : intf_(intf), pkt_(std::move(pkt)) {}
+      : intf_(intf), pkt_(std::move(pkt)), data_(pkt_ ? pkt_->data() : nullptr) {}
 
   Platform::IntfId intf() const { return intf_; }
   const Platform::Ptr<Platform::Pkt>& pkt() const { return pkt_; }
@@ -35,8 +35,8 @@ class MRP_API MrpTxPacketContext : public Platform::PtrInterface {
   bool hasVector() const { return curVector_ != kNone; }
 
   // The octets at the two positions; there must be a message or vector.
-  std::uint8_t* messageData() const { return pkt_->data() + curMessage_; }
-  std::uint8_t* vectorData() const { return pkt_->data() + curVector_; }
+  std::uint8_t* messageData() const { return data_ + curMessage_; }
+  std::uint8_t* vectorData() const { return data_ + curVector_; }
 
   // Attribute type of the message being filled.
   std::uint8_t currentAttrType() const { return currentAttrType_; }
@@ -45,6 +45,7 @@ class MRP_API MrpTxPacketContext : public Platform::PtrInterface {
  private:
   Platform::IntfId intf_;
   Platform::Ptr<Platform::Pkt> pkt_;
+  std::uint8_t* data_;  // stays where it is until the packet is finished
   std::size_t curMessage_ = kNone;
   std::size_t curVector_ = kNone;
   std::uint8_t currentAttrType_ = 0;

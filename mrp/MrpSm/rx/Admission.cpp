@@ -65,8 +65,8 @@ void Receiver::forget() {
   }
   intf_ = IntfId();
   staged_.delAll();
-  queue_.delAll();
-  firstQueue_.delAll();
+  queue_.clear();
+  firstQueue_.clear();
   rxLeaveAll_.clear();
   recycled_ = false;
   rxFutureVersionPdu() = false;

@@ -2,55 +2,55 @@
 
 #include <algorithm>
 
-#include "mrp/types/Octets.h"
-
 namespace Mrp {
 
+void MrpParsedAttributes::typeIs(std::uint8_t type, std::size_t n, std::size_t size) {
+  reserve(n, size);
+  if (size_ > 0 && type < type_ && ascending_) hashAll();
+  first_ = size_ == 0 || type != type_;
+  type_ = type;
+}
+
+void MrpParsedAttributes::reserve(std::size_t n, std::size_t size) {
+  const std::size_t attributes = size_ + n;
+  const std::size_t octets = valuesEnd_ + n * size;
+  if (octets > values_.size()) values_.resize(2 * octets);
+  if (attributes <= attributes_.size()) return;
+  std::size_t slots = std::max<std::size_t>(slots_.size(), 256);
+  while (slots < 8 * attributes) slots *= 2;
+  std::vector<Slot> hash(slots);
+  attributes_.resize(2 * attributes);
+  slots_.swap(hash);
+  generation_ = 0;
+  if (!ascending_) hashAll();
+}
+
 MrpParsedAttribute* MrpParsedAttributes::find(const MrpParsedAttributeKey& key) {
-  if (attributes_.empty()) return nullptr;
+  if (size_ == 0) return nullptr;
   if (!ascending_) {
     const Slot& slot = slotOf(key);
     return slot.generation == generation_ ? &attributes_[slot.position] : nullptr;
   }
-  if (next_ >= attributes_.size() || attributes_[next_].key() != key) {
-    const auto found = std::ranges::lower_bound(attributes_, key, {}, &MrpParsedAttribute::key);
+  if (next_ >= size_ || attributes_[next_].key() != key) {
+    const auto end = attributes_.begin() + static_cast<std::ptrdiff_t>(size_);
+    const auto found =
+        std::ranges::lower_bound(attributes_.begin(), end, key, {}, &MrpParsedAttribute::key);
     next_ = static_cast<std::size_t>(found - attributes_.begin());
-    if (found == attributes_.end() || found->key() != key) return nullptr;
+    if (found == end || found->key() != key) return nullptr;
   }
   return &attributes_[next_++];
 }
 
-std::uint32_t MrpParsedAttributes::is(const MrpParsedAttributeKey& key, std::uint8_t event,
-                                      std::span<const std::uint8_t> value) {
-  if (ascending_ && (attributes_.empty() || attributes_.back().key() < key)) {
-    return append(key, event, value);
-  }
-  if (ascending_ || 2 * (attributes_.size() + 1) > slots_.size()) hashAll();
-  Slot& slot = slotOf(key);
-  if (slot.generation != generation_) {
-    slot = {generation_, static_cast<std::uint32_t>(attributes_.size())};
-    return append(key, event, value);
-  }
-  // Values of one type have one size.
-  MrpParsedAttribute& attribute = attributes_[slot.position];
-  attribute.attributeEvent = event;
-  copyOctets(values_.data() + attribute.valueAt, value.data(), attribute.valueSize);
-  return slot.position;
-}
-
-std::uint32_t MrpParsedAttributes::append(const MrpParsedAttributeKey& key, std::uint8_t event,
-                                          std::span<const std::uint8_t> value) {
-  const std::size_t at = valuesEnd_;
-  valuesEnd_ += value.size();
-  if (valuesEnd_ > values_.size()) values_.resize(2 * valuesEnd_);
-  attributes_.push_back({key.attributeKey, key.attributeType, event,
-                         static_cast<std::uint8_t>(value.size()), static_cast<std::uint32_t>(at)});
-  copyOctets(values_.data() + at, value.data(), value.size());
-  return static_cast<std::uint32_t>(attributes_.size() - 1);
+MrpParsedAttribute& MrpParsedAttributes::isOutOfOrder(std::uint64_t key, std::uint8_t valueSize) {
+  if (ascending_) hashAll();
+  Slot& slot = slotOf({type_, key});
+  if (slot.generation == generation_) return attributes_[slot.position];
+  slot = {generation_, static_cast<std::uint32_t>(size_)};
+  return append(key, valueSize);
 }
 
 void MrpParsedAttributes::delAll() {
-  attributes_.clear();
+  size_ = 0;
   valuesEnd_ = 0;
   ascending_ = true;
   next_ = 0;
@@ -70,16 +70,12 @@ MrpParsedAttributes::Slot& MrpParsedAttributes::slotOf(const MrpParsedAttributeK
 }
 
 void MrpParsedAttributes::hashAll() {
-  ascending_ = false;
-  std::size_t size = std::max<std::size_t>(slots_.size(), 256);
-  while (size < 4 * (attributes_.size() + 1)) size *= 2;
-  if (size > slots_.size() || ++generation_ == 0) {
-    slots_.assign(size, Slot{});
+  if (++generation_ == 0) {
+    std::ranges::fill(slots_, Slot{});
     generation_ = 1;
   }
-  for (std::uint32_t i = 0; i < attributes_.size(); ++i) {
-    slotOf(attributes_[i].key()) = {generation_, i};
-  }
+  ascending_ = false;
+  for (std::uint32_t i = 0; i < size_; ++i) slotOf(attributes_[i].key()) = {generation_, i};
 }
 
 }  // namespace Mrp

@@ -16,22 +16,23 @@ void Receiver::processParsedAttributes(IntfId intf) {
   processRxLeaveAlls(intf);
   machines_.outbox.flush(intf);
   // A domain is settled before the streams that depend on it.
-  for (KeyQueue* queue : {&firstQueue_, &queue_}) {
-    while (!queue->empty()) {
-      const MrpParsedAttribute parsed = staged_.at(queue->deq());
-      const MrpAttribute attribute{intf, parsed.attributeType, parsed.attributeKey};
+  for (Queue* queue : {&firstQueue_, &queue_}) {
+    for (const std::uint32_t position : *queue) {
+      const MrpParsedAttribute& parsed = staged_.at(position);
       // An indication has closed the port: what is left would register on a dead one, or on what
       // has been opened in its place.
       if (closed_) {
-        env_.discarded(MrpObserver::Reason::portClosed, attribute);
+        env_.discarded(MrpObserver::Reason::portClosed,
+                       {intf, parsed.attributeType, parsed.attributeKey});
         continue;
       }
       try {
         processParsedAttribute(parsed, intf);
       } catch (const std::bad_alloc&) {
-        outOfMemory(attribute);
+        outOfMemory({intf, parsed.attributeType, parsed.attributeKey});
       }
     }
+    queue->clear();
   }
   staged_.delAll();
 }
@@ -55,45 +56,49 @@ void Receiver::processRxLeaveAlls(IntfId intf) {
 }
 
 void Receiver::processParsedAttribute(const MrpParsedAttribute& parsed, IntfId intf) {
-  const std::uint8_t type = parsed.attributeType;
-  const std::uint64_t key = parsed.attributeKey;
-  MrpIntfTypeApplicant* types = machines_.records.types(intf, type);
-  MrpAttrDatabase* record = types ? types->visible(key) : nullptr;
-  if (!record && types && machines_.records.refuses(*types, key)) return;
-  restoreValue(parsed, record);
-  env_.contextIs(intf, type, key);
-  env_.context->attributeEventIs(parsed.attributeEvent);
-  if (!record) record = machines_.records.add({intf, type, key}, env_.values.rxImage(type));
-  if (!record) return;
-  record = machines_.applicant.handle(
-      {intf, type, record}, MrpApplicantSm::mrpMapRxApplicantEvent(parsed.attributeEvent));
-  if (!record) return;
-  machines_.registrar.handle({intf, type, record},
-                             MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed.attributeEvent));
+  const Subject subject = machines_.records.find(intf, parsed.attributeType, parsed.attributeKey);
+  if (subject) {
+    takeValue(parsed, subject.record);
+    drive(subject, parsed.attributeEvent);
+  } else {
+    processUnknownAttribute(parsed, subject.types, intf);
+  }
+}
+
+void Receiver::processUnknownAttribute(const MrpParsedAttribute& parsed,
+                                       const MrpIntfTypeApplicant* types, IntfId intf) {
+  const MrpAttribute attribute{intf, parsed.attributeType, parsed.attributeKey};
+  if (types && machines_.records.refuses(*types, attribute.attributeKey)) return;
+  takeValue(parsed, nullptr);
+  const Subject added =
+      machines_.records.add(attribute, env_.values.rxImage(attribute.attributeType));
+  if (added) drive(added, parsed.attributeEvent);
 }
 
 // The receive record takes the staged value. So does the transmit record, that what the Applicant
 // answers names this attribute; but where a value is stored this station keeps declaring that one.
 // What a four-packed event says is always the received one.
-void Receiver::restoreValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record) {
-  const AttributeTypeInfo* type = env_.info.type(parsed.attributeType);
-  const std::span<std::uint8_t> rx = env_.values.rxImage(parsed.attributeType);
-  if (!type || rx.empty()) {
-    MRP_TRACE(env_.trace, 4, " valueSize = 0!! ");
-    return;
-  }
+inline void Receiver::takeValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record) {
   const std::uint8_t* received = staged_.value(parsed).data();
-  copyOctets(rx.data(), received, rx.size());
-  const bool stored = !type->fourPacked && record && record->value().size() == rx.size();
-  copyOctets(env_.values.txImage(parsed.attributeType).data(),
-             stored ? record->value().data() : received, rx.size());
+  const bool stored = record && record->value().size() == parsed.valueSize &&
+                      !env_.info.type(parsed.attributeType)->fourPacked;
+  env_.values.takeImages(parsed.attributeType, received,
+                         stored ? record->value().data() : received);
+}
+
+inline void Receiver::drive(Subject subject, std::uint8_t event) {
+  env_.contextIs(subject.intf(), subject.type(), subject.key());
+  env_.context->attributeEventIs(event);
+  subject.record =
+      machines_.applicant.handle(subject, MrpApplicantSm::mrpMapRxApplicantEvent(event));
+  if (subject) machines_.registrar.handle(subject, MrpRegistrarSm::mrpMapRxRegistrarEvent(event));
 }
 
 // The Applicant is to see what the PDU itself declares: IN for an attribute that the same PDU
 // joins, MT for any other. The Registrar works from its own state.
 void Receiver::processRxLeaveAll(IntfId intf, std::uint8_t type) {
   MRP_TRACE(env_.trace, 8, "MrpSm::mrpProcessRxLeaveAll( " << intf << ", " << +type << " )");
-  machines_.records.walk(intf, type, [&](const Subject& subject) {
+  machines_.records.walk(intf, type, [&](Subject subject) {
     const std::uint64_t key = subject.key();
     MRP_TRACE(env_.trace, 7,
               "mrpProcessRxLeaveAll: attributeKey = 0x"
@@ -102,10 +107,10 @@ void Receiver::processRxLeaveAll(IntfId intf, std::uint8_t type) {
     const MrpParsedAttribute* parsed = staged_.find({type, key});
     const bool joined = parsed && MrpRegistrarSm::mrpMapRxRegistrarEvent(parsed->attributeEvent) <
                                       MrpRegistrarEvent::rLv;
-    MrpAttrDatabase* record =
+    subject.record =
         machines_.applicant.handle(subject, MrpApplicantEvent::rxLvAll_,
                                    joined ? MrpRegistrarState::in : MrpRegistrarState::mt);
-    if (record) machines_.registrar.handle({intf, type, record}, MrpRegistrarEvent::regLvAll_);
+    if (subject) machines_.registrar.handle(subject, MrpRegistrarEvent::regLvAll_);
   });
 }
 

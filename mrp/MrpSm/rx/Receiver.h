@@ -1,11 +1,11 @@
 #pragma once
 
 #include <map>
+#include <vector>
 
 #include "mrp/MrpSm/db/Records.h"
 #include "mrp/MrpSm/rx/ParsedAttributes.h"
 #include "platform/packet/PktReader.h"
-#include "platform/reactor/SequencedQueue.h"
 
 namespace Mrp {
 
@@ -78,7 +78,7 @@ class Receiver {
   void processRxLeaveAll(IntfId intf, std::uint8_t type);
 
  private:
-  using KeyQueue = Platform::SequencedQueue<std::uint32_t>;  // positions in staged_
+  using Queue = std::vector<std::uint32_t>;  // positions in staged_
 
   bool admit(IntfId intf, Pkt& frame, const Listens& listens);
   void act(IntfId intf, Pkt& frame);
@@ -93,18 +93,20 @@ class Receiver {
   void leaveAllOnlyVector();
   template <class Value>
   MrpParseStatus parseEvents(Pkt& pkt, Value& value);
-  template <class Value>
-  void processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index);
-  void stage(const AttributeTypeInfo& type, std::uint64_t key, std::uint8_t event,
-             std::span<const std::uint8_t> image);
-  void restoreValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
+  [[gnu::noinline]] void processUnknownAttribute(const MrpParsedAttribute& parsed,
+                                                 const MrpIntfTypeApplicant* types, IntfId intf);
+  void takeValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
+  void drive(Subject subject, std::uint8_t event);
+  bool makeRoom(Queue& queue, std::size_t events, std::size_t valueSize);
+  // Of an event that is not staged, or that somebody watches.
+  [[gnu::cold]] void tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const;
 
   const Environment& env_;
   Machines machines_;
   Port& port_;
   MrpParsedAttributes staged_;
-  KeyQueue queue_;
-  KeyQueue firstQueue_;  // of the types that act before all others
+  Queue queue_;
+  Queue firstQueue_;  // of the types that act before all others
   std::map<std::uint8_t, bool> rxLeaveAll_;
   IntfId intf_;  // of the frame in progress
   int busy_ = 0;

@@ -20,11 +20,6 @@ constexpr bool isFourPacked = requires(Value value) {
   value.listenerEvent();
 };
 
-template <class Value>
-std::span<const std::uint8_t> imageOf(const Value& value) {
-  return {reinterpret_cast<const std::uint8_t*>(&value), sizeof value};
-}
-
 }  // namespace
 
 MrpParseStatus Receiver::parseVector(Pkt& pkt) {
@@ -61,7 +56,8 @@ MrpParseStatus Receiver::unidentifiedAttributeType() {
 }
 
 // `value` is the receive record that holds the FirstValue. Where there are four-packed events they
-// follow the three-packed ones.
+// follow the three-packed ones. No application runs in here, so the context tells of the last event
+// only.
 template <class Value>
 MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   MrpParseContext& context = *env_.context;
@@ -70,13 +66,24 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   const std::size_t packed = three + (isFourPacked<Value> ? fourPackedOctets(n) : 0);
   if (n == 0) leaveAllOnlyVector();
   if (packed > pkt.size()) return malformedVector(packed, pkt.size());
+  const std::uint8_t type = context.attributeType();
+  Queue& queue = env_.info.type(type)->first ? firstQueue_ : queue_;
+  const bool stages = !recycled_ && !env_.status.flood() && makeRoom(queue, n, sizeof value);
+  const bool told = !stages || env_.observed();
   const std::uint8_t* octets = pkt.data();
   forEachThreePacked(octets, n, [&](std::uint8_t event, std::uint32_t index) {
     if constexpr (isFourPacked<Value>) {
       value.listenerEventIs(fourPackedEvent(octets + three, index));
     }
-    processMrpEvent(value, event, index);
+    if (index > 0) nextValue(value, env_.trace);
+    const std::uint64_t key = keyOf(value);
+    context.attributeKeyIs(key);
+    context.attributeEventIs(event);
+    if (told) tellEvent(key, event, stages);
+    // A key that comes twice keeps one record, with the later event and value, and is queued twice.
+    if (stages) queue.push_back(staged_.is<sizeof value>(key, event, &value));
   });
+  context.eventsCounterInc(n);
   if constexpr (isFourPacked<Value>) {
     MRP_TRACE(env_.trace, 8,
               " attributeListBytesLeft before accounting this vector ="
@@ -85,6 +92,15 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   context.attributeListBytesLeftDec(packed + context.attributeLength() + kVectorHeaderSize);
   pkt.headDel(packed);
   return mrpParseContinue;
+}
+
+void Receiver::tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const {
+  const MrpParseContext& context = *env_.context;
+  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
+  env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
+  if (staged || !(recycled_ || env_.status.flood())) return;
+  MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
+  env_.discarded(MrpObserver::Reason::recycled, attribute);
 }
 
 // The log's first number is the octets that the events need, not the number of values.
@@ -107,34 +123,16 @@ void Receiver::leaveAllOnlyVector() {
   context.attributeEventIs(static_cast<std::uint8_t>(MrpThreePackedEvent::in));
 }
 
-template <class Value>
-void Receiver::processMrpEvent(Value& value, std::uint8_t event, std::uint32_t index) {
-  MrpParseContext& context = *env_.context;
-  if (index > 0) nextValue(value, env_.trace);
-  const std::uint64_t key = keyOf(value);
-  context.attributeKeyIs(key);
-  context.attributeEventIs(event);
-  context.eventsCounterInc(1);
-  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
-  if (env_.observed()) {
-    env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
-  }
-  if (recycled_ || env_.status.flood()) {
-    MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
-    env_.discarded(MrpObserver::Reason::recycled, attribute);
-    return;
-  }
-  stage(*env_.info.type(attribute.attributeType), key, event, imageOf(value));
-}
-
-// A key that comes twice keeps one record, with the later event and value, and is queued twice.
-void Receiver::stage(const AttributeTypeInfo& type, std::uint64_t key, std::uint8_t event,
-                     std::span<const std::uint8_t> image) {
+// For the events of one vector. Without it they are lost, and nothing else is.
+bool Receiver::makeRoom(Queue& queue, std::size_t events, std::size_t valueSize) {
   try {
-    const std::uint32_t position = staged_.is({type.type, key}, event, image);
-    (type.first ? firstQueue_ : queue_).enq(position);
+    staged_.typeIs(env_.context->attributeType(), events, valueSize);
+    if (queue.capacity() < queue.size() + events) queue.reserve(2 * (queue.size() + events));
+    return true;
   } catch (const std::bad_alloc&) {
-    outOfMemory({env_.context->intfId(), type.type, key});
+    const MrpParseContext& at = *env_.context;
+    outOfMemory({at.intfId(), at.attributeType(), 0});
+    return false;
   }
 }
 

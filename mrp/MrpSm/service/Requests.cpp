@@ -64,9 +64,8 @@ void Service::act(const MrpParameters& parameters, IntfId queued, Seconds period
 void Service::declare(MrpApplicantEvent event) {
   machines_.applicant->applicantEventIs(event);
   machines_.applicant->handleApplicantEvent();
-  const MrpAttribute current = env_.current();
-  if (MrpAttrDatabase* record = records_.find(current)) {
-    record->valueIs(env_.values.txImage(current.attributeType));
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->valueIs(env_.values.txImage(subject.type()));
   }
 }
 
@@ -96,11 +95,12 @@ void Service::internalLeave() {
 
 void Service::deleteOnDefaultStates() {
   const MrpAttribute current = env_.current();
-  const MrpAttrDatabase* record = records_.find(current);
-  if (!record) return;
-  MRP_TRACE(env_.trace, 6,
-            " mrpDeleteAttrOnDefaultStates called. reg state= " << record->registrarState());
-  if (record->atRest()) remove(current);
+  const Subject subject = records_.find(current);
+  if (!subject) return;
+  MRP_TRACE(
+      env_.trace, 6,
+      " mrpDeleteAttrOnDefaultStates called. reg state= " << subject.record->registrarState());
+  if (subject.record->atRest()) remove(current);
 }
 
 void Service::remove(const MrpAttribute& attribute) {

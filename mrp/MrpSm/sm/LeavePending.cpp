@@ -41,18 +41,17 @@ Seconds leaveTimeOf(const MrpConfig& config, IntfId intf) {
 }
 
 void MrpRegistrarSm::mrpAddAttrToLeavePending() {
-  const MrpAttribute current = env_.current();
-  if (MrpAttrDatabase* record = records_.find(current)) {
-    addLeavePending({current.intfId, current.attributeType, record}, registrarEvent_);
+  if (const Subject subject = records_.find(env_.current())) {
+    addLeavePending(subject, registrarEvent_);
   }
 }
 
-void MrpRegistrarSm::addLeavePending(const Subject& subject, MrpRegistrarEvent event) {
+void MrpRegistrarSm::addLeavePending(Subject subject, MrpRegistrarEvent event) {
   MrpLeaveSm& sm = event == MrpRegistrarEvent::rLv ? subject.record->explicitLeaveSm()
                                                    : subject.record->leaveSm();
   if (sm.leavePending() && sm.armed()) return;
   sm.leavePendingIs(true);
-  doScheduleLeaveTimer(sm, leaveTime(subject.intf, event));
+  doScheduleLeaveTimer(sm, leaveTime(subject.intf(), event));
 }
 
 Seconds MrpRegistrarSm::leaveTime(IntfId intf, MrpRegistrarEvent event) const {
@@ -64,14 +63,18 @@ Seconds MrpRegistrarSm::leaveTime(IntfId intf, MrpRegistrarEvent event) const {
 
 // (Re)arms the timer for now plus the leave time.
 void MrpRegistrarSm::doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime) {
-  const Seconds deadline = timerWheel_->clock().now() + leaveTime;
-  timerWheel_->deadlineIs(sm, deadline);
-  MRP_TRACE(env_.trace, 8,
-            "Leave timer will expire at: " << deadline << " " << attributeOf(sm.record()));
-  if (env_.observed()) observeTimer(sm, Step::armed, deadline);
+  timerWheel_->delayIs(sm, leaveTime);
+  if (env_.trace.isOn(8) || env_.observed()) tellArmed(sm, leaveTime);
 }
 
-void MrpRegistrarSm::observeTimer(MrpLeaveSm& sm, Step step, Seconds due) const {
+void MrpRegistrarSm::tellArmed(MrpLeaveSm& sm, Seconds leaveTime) const {
+  const Seconds deadline = timerWheel_->clock().now() + leaveTime;
+  MRP_TRACE(env_.trace, 8,
+            "Leave timer will expire at: " << deadline << " " << attributeOf(sm.record()));
+  tellTimer(sm, Step::armed, deadline);
+}
+
+void MrpRegistrarSm::tellTimer(MrpLeaveSm& sm, Step step, Seconds due) const {
   env_.observe(&MrpObserver::timer, {sm.explicitLeave() ? Kind::explicitLeave : Kind::leave, step,
                                      attributeOf(sm.record()), due});
 }
@@ -92,7 +95,7 @@ void MrpRegistrarSm::delLeavePending(MrpAttrDatabase& record) const {
 
 void MrpRegistrarSm::unmark(MrpLeaveSm& sm) const {
   if (env_.observed() && sm.leavePending() && sm.armed()) {
-    observeTimer(sm, Step::stopped, env_.clock.now());
+    tellTimer(sm, Step::stopped, env_.clock.now());
   }
   sm.leavePendingIs(false);
 }
@@ -111,15 +114,14 @@ void MrpRegistrarSm::handleLeaveTimer(Platform::Timer& timer) {
 
 void MrpRegistrarSm::handleLeavePending(MrpLeaveSm& sm) {
   if (!sm.leavePending()) return;
-  if (env_.observed()) observeTimer(sm, Step::fired, env_.clock.now());
+  if (env_.observed()) tellTimer(sm, Step::fired, env_.clock.now());
   const MrpAttribute attribute = attributeOf(sm.record());
-  MrpAttrDatabase* record = records_.find(attribute);
-  if (!record) {
+  const Subject subject = records_.find(attribute);
+  if (!subject) {
     env_.contextIs(attribute.intfId, attribute.attributeType, attribute.attributeKey);
     MRP_TRACE(env_.trace, 8, " attribute not found, returning@!!! ");
     return;
   }
-  const Subject subject{attribute.intfId, attribute.attributeType, record};
   records_.currentIs(subject);
   handle(subject, MrpRegistrarEvent::leaveTimer);
 }

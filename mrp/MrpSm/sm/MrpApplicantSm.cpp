@@ -123,76 +123,76 @@ MrpApplicantSm::MrpApplicantSm(const Environment& env, Records& records, Transmi
 
 void MrpApplicantSm::handleApplicantEvent() {
   const MrpAttribute current = env_.current();
-  MrpAttrDatabase* record = records_.find(current);
-  if (!record) record = records_.add(current, env_.values.rxImage(current.attributeType));
-  if (!record) return;
-  handle({current.intfId, current.attributeType, record}, applicantEvent_);
+  Subject subject = records_.find(current);
+  if (!subject) subject = records_.add(current, env_.values.rxImage(current.attributeType));
+  if (subject) handle(subject, applicantEvent_);
 }
 
-MrpAttrDatabase* MrpApplicantSm::handle(const Subject& subject, MrpApplicantEvent event) {
+MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event) {
   return handle(subject, event, subject.record->registrarState());
 }
 
-MrpAttrDatabase* MrpApplicantSm::handle(const Subject& subject, MrpApplicantEvent event,
+MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event,
                                         MrpRegistrarState registered) {
-  MrpAttrDatabase* record = subject.record;
-  const bool traced = env_.trace.isOn(7);
-  if (traced) traceEvent(subject, event);
-  const auto from = static_cast<std::size_t>(record->applicantState());
+  const bool told = env_.trace.isOn(7) || env_.observed();
+  if (told) tellEvent(subject, event);
+  auto from = static_cast<std::size_t>(subject.record->applicantState());
   const auto column = static_cast<std::size_t>(event);
   if (from >= kStates) {
-    traceInvalidState(from);
-    return record;
+    tellInvalid(from);
+    return subject.record;
   }
   const Cell cell = column < kEvents ? kApplicantTable[from][column] : none_;
   if (cell.action != Action::none) {
-    const MrpAttribute attribute = subject.attribute();
-    const bool in = registered == MrpRegistrarState::in;
-    bool sent = false;
-    const Sends& sends = kSends[static_cast<std::size_t>(cell.action)];
-    for (std::size_t i = 0; i < sends.count; ++i) {
-      const Send& send = sends.send[i];
-      sent |= transmitter_.send(subject.intf, subject.type,
-                                static_cast<std::uint8_t>(in ? send.whenRegistered : send.event),
-                                send.into);
-    }
-    if (sent) record = records_.find(attribute);
-    if (!record) return nullptr;
+    subject.record = send(subject, static_cast<std::uint8_t>(cell.action), registered);
+    if (!subject.record) return nullptr;
+    // Whoever ran inside a transmission may have driven this very machine.
+    if (told) from = static_cast<std::size_t>(subject.record->applicantState());
   }
-  // As it is now: whoever ran inside a transmission may have driven this very machine.
-  const MrpApplicantState before = record->applicantState();
-  const MrpApplicantState to =
-      cell.next == kStays ? before : static_cast<MrpApplicantState>(cell.next);
-  if (cell.next != kStays) record->applicantStateIs(to);
-  if (env_.observed()) {
-    env_.observe(&MrpObserver::transition, {MrpObserver::Machine::applicant,
-                                            static_cast<std::uint8_t>(before),
-                                            static_cast<std::uint8_t>(event),
-                                            static_cast<std::uint8_t>(to),
-                                            {subject.intf, subject.type, record->attributeKey()}});
+  if (cell.next != kStays) {
+    subject.record->applicantStateIs(static_cast<MrpApplicantState>(cell.next));
   }
-  if (traced) traceExit(record->applicantState());
-  return record;
+  if (told) tellExit(subject, from, event);
+  return subject.record;
 }
 
-void MrpApplicantSm::traceExit(MrpApplicantState state) const {
-  MRP_TRACE(env_.trace, 7, " Exit: handleApplicantEvent, state = " << state);
+MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
+                                      MrpRegistrarState registered) {
+  const bool in = registered == MrpRegistrarState::in;
+  const std::uint64_t key = subject.key();
+  const Sends& sends = kSends[action];
+  bool sent = false;
+  for (std::size_t i = 0; i < sends.count; ++i) {
+    const Send& send = sends.send[i];
+    const auto event = static_cast<std::uint8_t>(in ? send.whenRegistered : send.event);
+    sent |= transmitter_.send(subject.intf(), subject.type(), event, send.into);
+  }
+  return sent ? records_.find(subject.intf(), subject.type(), key).record : subject.record;
 }
 
-void MrpApplicantSm::traceInvalidState(std::size_t state) const {
-  MRP_TRACE(env_.trace, 4, "Invalid applicant State = " << state);
-}
-
-void MrpApplicantSm::traceEvent(const Subject& subject, MrpApplicantEvent event) const {
+void MrpApplicantSm::tellEvent(Subject subject, MrpApplicantEvent event) const {
   MRP_TRACE(env_.trace, 7,
             "handleApplicantEvent Key = 0x"
-                << std::hex << subject.key() << std::dec << " Type= " << +subject.type
-                << " intf = " << subject.intf
+                << std::hex << subject.key() << std::dec << " Type= " << +subject.type()
+                << " intf = " << subject.intf()
                 << " Enter: state = " << subject.record->applicantState() << " event = " << event);
 }
 
+void MrpApplicantSm::tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const {
+  const MrpApplicantState to = subject.record->applicantState();
+  MRP_TRACE(env_.trace, 7, " Exit: handleApplicantEvent, state = " << to);
+  env_.moved(MrpObserver::Machine::applicant, static_cast<MrpApplicantState>(from), event, to,
+             subject.attribute());
+}
+
+void MrpApplicantSm::tellInvalid(std::size_t state) const {
+  MRP_TRACE(env_.trace, 4, "Invalid applicant State = " << state);
+}
+
 void MrpApplicantSm::mrpSetApplicantState(MrpApplicantState state) {
-  if (MrpAttrDatabase* record = records_.find(env_.current())) record->applicantStateIs(state);
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->applicantStateIs(state);
+  }
 }
 
 }  // namespace Mrp

@@ -21,9 +21,8 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
   // Takes an event. The value of the attribute stands in the transmit record where it may have to
   // be sent. `registered` is the registrar's state as the neighbours are told of it. Gives the
   // record; null when the application, which runs inside transmissions, has taken it away.
-  MrpAttrDatabase* handle(const Subject& subject, MrpApplicantEvent event,
-                          MrpRegistrarState registered);
-  MrpAttrDatabase* handle(const Subject& subject, MrpApplicantEvent event);
+  MrpAttrDatabase* handle(Subject subject, MrpApplicantEvent event, MrpRegistrarState registered);
+  MrpAttrDatabase* handle(Subject subject, MrpApplicantEvent event);
 
   // The stored event against the current attribute, whose record is made when absent.
   void applicantEventIs(MrpApplicantEvent event) { applicantEvent_ = event; }
@@ -38,10 +37,12 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
 
  private:
   void handleInitialized() { initialized_ = true; }
-  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
-  void traceEvent(const Subject& subject, MrpApplicantEvent event) const;
-  void traceExit(MrpApplicantState state) const;
-  void traceInvalidState(std::size_t state) const;
+  // Carries out the action of a cell of the table; gives the record as `handle` does.
+  MrpAttrDatabase* send(Subject subject, std::uint8_t action, MrpRegistrarState registered);
+  // What is told of an event, apart from the hot path: it costs that registers even when it is off.
+  [[gnu::cold]] void tellEvent(Subject subject, MrpApplicantEvent event) const;
+  [[gnu::cold]] void tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const;
+  [[gnu::cold]] void tellInvalid(std::size_t state) const;
 
   const Environment& env_;
   Records& records_;

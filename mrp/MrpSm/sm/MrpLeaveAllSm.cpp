@@ -71,15 +71,14 @@ void MrpLeaveAllSm::mrpPostLeaveAllToSm(IntfId intf, std::uint8_t type,
   MRP_ASSERT_TEXT(applicantEvent != MrpApplicantEvent::rxLvAll_ &&
                       registrarEvent != MrpRegistrarEvent::regLvAll_,
                   "applicantEvent != rxLvAll_ && registrarEvent != regLvAll_");
-  machines_.records.walk(intf, type, [&](const Subject& subject) {
+  machines_.records.walk(intf, type, [&](Subject subject) {
     MRP_TRACE(env().trace, 7,
               "PostLeaveAllToSm: attributeKey = 0x" << std::hex << subject.key() << std::dec
                                                     << " Type= " << +type
                                                     << "interface = " << intf);
     machines_.records.currentIs(subject);
-    if (MrpAttrDatabase* record = machines_.applicant.handle(subject, applicantEvent)) {
-      machines_.registrar.handle({intf, type, record}, registrarEvent);
-    }
+    subject.record = machines_.applicant.handle(subject, applicantEvent);
+    if (subject) machines_.registrar.handle(subject, registrarEvent);
   });
 }
 
@@ -107,7 +106,7 @@ void MrpLeaveAllSm::sendPending(IntfId intf, std::uint8_t type) {
 
 void MrpLeaveAllSm::mrpAllLeaveAllSm(IntfId intf, std::uint8_t type) {
   env().context->sendTxLvAllIs(true);
-  machines_.records.walk(intf, type, [&](const Subject& subject) {
+  machines_.records.walk(intf, type, [&](Subject subject) {
     MRP_TRACE(env().trace, 7, "AllLeaveAllSm: attributeKey = 0x" << std::hex << subject.key());
     machines_.records.currentIs(subject);
     machines_.applicant.handle(subject, MrpApplicantEvent::txLvAll);

@@ -12,10 +12,6 @@ const Seconds kTxPeriod{0.1};
 
 }  // namespace
 
-// What the application is to hear of an event, once the state is written. An indication ends the
-// hand-on of the record: the application may have moved or deleted it.
-enum class MrpRegistrarSm::Tells : std::uint8_t { nothing, join, leave };
-
 MrpRegistrarSm::MrpRegistrarSm(const Environment& env, Records& records, Indications& indications,
                                Inbox& inbox, Outbox& outbox, Ptr<MrpConfig> mrpConfig,
                                Ptr<Platform::TimerWheel> timerWheel)
@@ -57,56 +53,141 @@ void MrpRegistrarSm::handleCfgTimersEnabled() {
 }
 
 void MrpRegistrarSm::handleRegistrarEvent() {
-  const MrpAttribute current = env_.current();
-  MrpAttrDatabase* record = records_.find(current);
-  if (!record) {
+  if (const Subject subject = records_.find(env_.current())) {
+    handle(subject, registrarEvent_);
+  } else {
     MRP_TRACE(env_.trace, 8, " attribute not found, returning@!!! ");
-    return;
   }
-  handle({current.intfId, current.attributeType, record}, registrarEvent_);
 }
 
-void MrpRegistrarSm::handle(const Subject& subject, MrpRegistrarEvent event) {
-  MrpAttrDatabase* record = subject.record;
-  const bool traced = env_.trace.isOn(7);
-  if (traced) traceEvent(subject, event);
-  if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
-
-  const MrpAttribute attribute = subject.attribute();
-  const MrpRegistrarState from = record->registrarState();
-  const Tells tells = dispatch(subject, event);
-  if (env_.observed()) observeTransition(attribute, from, event, record->registrarState());
-  bool discarded = false;
-  if (tells != Tells::nothing) {
-    discarded = indicate(attribute, tells);
-    if (event == MrpRegistrarEvent::leaveTimer) mrpDeleteAttrFromLeavePending(attribute);
-    record = records_.find(attribute);
-  }
-  if (record && traced) traceExit(record->registrarState());
-  if (discarded) joinDiscarded(attribute);
-  if (!record) return;
-  if (discarded) record->registrarStateIs(MrpRegistrarState::mt);
-  if (!record->atRest()) return;
-  delLeavePending(*record);
-  records_.deletePending(attribute);
-}
-
-void MrpRegistrarSm::observeTransition(const MrpAttribute& attribute, MrpRegistrarState from,
-                                       MrpRegistrarEvent event, MrpRegistrarState to) const {
-  env_.observe(&MrpObserver::transition,
-               {MrpObserver::Machine::registrar, static_cast<std::uint8_t>(from),
-                static_cast<std::uint8_t>(event), static_cast<std::uint8_t>(to), attribute});
-}
-
-void MrpRegistrarSm::traceEvent(const Subject& subject, MrpRegistrarEvent event) const {
+void MrpRegistrarSm::tellEvent(Subject subject, MrpRegistrarEvent event) const {
   MRP_TRACE(env_.trace, 7,
             "handleRegistrarEvent Key = 0x"
-                << std::hex << subject.key() << std::dec << " Type= " << +subject.type
-                << " intf = " << subject.intf
+                << std::hex << subject.key() << std::dec << " Type= " << +subject.type()
+                << " intf = " << subject.intf()
                 << " Enter: state = " << subject.record->registrarState() << " event = " << event);
 }
 
-MrpRegistrarSm::Tells MrpRegistrarSm::dispatch(const Subject& subject, MrpRegistrarEvent event) {
+void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
+}
+
+void MrpRegistrarSm::tellMove(Subject subject, Cause cause) const {
+  env_.moved(MrpObserver::Machine::registrar, cause.from, cause.event,
+             subject.record->registrarState(), subject.attribute());
+}
+
+void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
+  MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
+}
+
+// A repeated join of an attribute that is registered: the application hears of it when the value
+// has changed. Where the value is each station's own, every join is indicated and none is stored.
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject, Cause cause) {
+  const AttributeTypeInfo* type = subject.types->info();
+  const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
+  if (!type || type->own || !subject.record->valueEquals(received)) return joinChanged(subject, cause);
+  env_.counters->numOfJoinIndicationsInc();
+  return Outcome::quiet;
+}
+
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinChanged(Subject subject, Cause cause) {
+  const AttributeTypeInfo* type = subject.types->info();
+  if (!type || !type->own) subject.record->valueIs(env_.values.rxImage(subject.type()));
+  return joinIndication(subject, cause);
+}
+
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
+                                                                      MrpRegistrarEvent event) {
+  switch (event) {
+    case MrpRegistrarEvent::rNew:
+      logJoin(subject, event);
+      return joinIndication(subject, {MrpRegistrarState::in, event});
+    case MrpRegistrarEvent::rJoinIn:
+    case MrpRegistrarEvent::rJoinMt:
+      return joinUpdate(subject, {MrpRegistrarState::in, event});
+    case MrpRegistrarEvent::rLv:
+    case MrpRegistrarEvent::regLvAll_:
+    case MrpRegistrarEvent::txLvAll:
+    case MrpRegistrarEvent::reDeclare:
+      addLeavePending(subject, event);
+      subject.record->registrarStateIs(MrpRegistrarState::lv);
+      return Outcome::quiet;
+    case MrpRegistrarEvent::flush:
+      subject.record->registrarStateIs(MrpRegistrarState::mt);
+      return Outcome::quiet;
+    case MrpRegistrarEvent::leaveTimer:
+    case MrpRegistrarEvent::none:
+      return Outcome::quiet;
+  }
+  return Outcome::quiet;
+}
+
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(Subject subject,
+                                                               MrpRegistrarEvent event) {
+  MrpAttrDatabase& record = *subject.record;
+  switch (event) {
+    case MrpRegistrarEvent::rNew:
+      record.registrarStateIs(MrpRegistrarState::in);
+      delLeavePending(record);
+      return joinIndication(subject, {MrpRegistrarState::lv, event});
+    case MrpRegistrarEvent::rJoinIn:
+    case MrpRegistrarEvent::rJoinMt:
+      record.registrarStateIs(MrpRegistrarState::in);
+      delLeavePending(record);
+      return joinUpdate(subject, {MrpRegistrarState::lv, event});
+    case MrpRegistrarEvent::rLv:
+    case MrpRegistrarEvent::regLvAll_:
+    case MrpRegistrarEvent::txLvAll:
+    case MrpRegistrarEvent::reDeclare:
+      addLeavePending(subject, event);
+      return Outcome::quiet;
+    case MrpRegistrarEvent::flush:
+      logLeave("notified", subject, event);
+      record.registrarStateIs(MrpRegistrarState::mt);
+      return leaveIndication(subject, {MrpRegistrarState::lv, event});
+    case MrpRegistrarEvent::leaveTimer: {
+      const MrpAttribute attribute = subject.attribute();
+      logLeave("notified", subject, event);
+      record.registrarStateIs(MrpRegistrarState::mt);
+      const Outcome outcome = leaveIndication(subject, {MrpRegistrarState::lv, event});
+      mrpDeleteAttrFromLeavePending(attribute);
+      return outcome;
+    }
+    case MrpRegistrarEvent::none:
+      return Outcome::quiet;
+  }
+  return Outcome::quiet;
+}
+
+MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(Subject subject,
+                                                               MrpRegistrarEvent event) {
+  MrpAttrDatabase& record = *subject.record;
+  switch (event) {
+    case MrpRegistrarEvent::rNew:
+    case MrpRegistrarEvent::rJoinIn:
+    case MrpRegistrarEvent::rJoinMt:
+      // Our own declaration has its record beyond the limit, the neighbour's has none there.
+      if (record.onlyDeclared() && records_.refuses(*subject.types, record.attributeKey())) {
+        return Outcome::quiet;
+      }
+      logJoin(subject, event);
+      record.registrarStateIs(MrpRegistrarState::in);
+      MRP_TRACE(env_.trace, 7, "Join Indication called");
+      return joinIndication(subject, {MrpRegistrarState::mt, event});
+    case MrpRegistrarEvent::rLv:
+    case MrpRegistrarEvent::regLvAll_:
+    case MrpRegistrarEvent::txLvAll:
+    case MrpRegistrarEvent::reDeclare:
+    case MrpRegistrarEvent::flush:
+    case MrpRegistrarEvent::leaveTimer:
+    case MrpRegistrarEvent::none:
+      return Outcome::quiet;
+  }
+  return Outcome::quiet;
+}
+
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegistrarEvent event) {
   switch (subject.record->registrarState()) {
     case MrpRegistrarState::in:
       return handleInStateRegistrar(subject, event);
@@ -115,127 +196,46 @@ MrpRegistrarSm::Tells MrpRegistrarSm::dispatch(const Subject& subject, MrpRegist
     case MrpRegistrarState::mt:
       return handleMtStateRegistrar(subject, event);
   }
-  traceInvalidState(subject.record->registrarState());
-  return Tells::nothing;
+  tellInvalid(subject.record->registrarState());
+  return Outcome::quiet;
 }
 
-void MrpRegistrarSm::traceExit(MrpRegistrarState state) const {
-  MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
-}
+void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
+  const bool traced = env_.trace.isOn(7);
+  if (traced) tellEvent(subject, event);
+  if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
 
-void MrpRegistrarSm::traceInvalidState(MrpRegistrarState state) const {
-  MRP_TRACE(env_.trace, 8, "Invalid registrar State = " << state);
-}
-
-MrpRegistrarSm::Tells MrpRegistrarSm::handleInStateRegistrar(const Subject& subject,
-                                                               MrpRegistrarEvent event) {
-  switch (event) {
-    case MrpRegistrarEvent::rNew:
-      logJoin(subject, event);
-      return Tells::join;
-    case MrpRegistrarEvent::rJoinIn:
-    case MrpRegistrarEvent::rJoinMt:
-      return joinUpdate(subject);
-    case MrpRegistrarEvent::rLv:
-    case MrpRegistrarEvent::regLvAll_:
-    case MrpRegistrarEvent::txLvAll:
-    case MrpRegistrarEvent::reDeclare:
-      addLeavePending(subject, event);
-      subject.record->registrarStateIs(MrpRegistrarState::lv);
-      return Tells::nothing;
-    case MrpRegistrarEvent::flush:
-      subject.record->registrarStateIs(MrpRegistrarState::mt);
-      return Tells::nothing;
-    case MrpRegistrarEvent::leaveTimer:
-    case MrpRegistrarEvent::none:
-      return Tells::nothing;
-  }
-  return Tells::nothing;
-}
-
-MrpRegistrarSm::Tells MrpRegistrarSm::handleLvStateRegistrar(const Subject& subject,
-                                                               MrpRegistrarEvent event) {
+  const MrpRegistrarState from = subject.record->registrarState();
+  const std::uint64_t key = subject.key();
+  const Outcome outcome = dispatch(subject, event);
+  if (outcome == Outcome::quiet && env_.observed()) tellMove(subject, {from, event});
+  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
+  if (subject && traced) tellExit(subject.record->registrarState());
+  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
+  if (!subject) return;
   MrpAttrDatabase& record = *subject.record;
-  switch (event) {
-    case MrpRegistrarEvent::rNew:
-      record.registrarStateIs(MrpRegistrarState::in);
-      delLeavePending(record);
-      return Tells::join;
-    case MrpRegistrarEvent::rJoinIn:
-    case MrpRegistrarEvent::rJoinMt:
-      record.registrarStateIs(MrpRegistrarState::in);
-      delLeavePending(record);
-      return joinUpdate(subject);
-    case MrpRegistrarEvent::rLv:
-    case MrpRegistrarEvent::regLvAll_:
-    case MrpRegistrarEvent::txLvAll:
-    case MrpRegistrarEvent::reDeclare:
-      addLeavePending(subject, event);
-      return Tells::nothing;
-    case MrpRegistrarEvent::flush:
-    case MrpRegistrarEvent::leaveTimer:
-      logLeave("notified", subject, event);
-      record.registrarStateIs(MrpRegistrarState::mt);
-      return Tells::leave;
-    case MrpRegistrarEvent::none:
-      return Tells::nothing;
-  }
-  return Tells::nothing;
+  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
+  if (!record.atRest()) return;
+  delLeavePending(record);
+  records_.deletePending(subject);
 }
 
-MrpRegistrarSm::Tells MrpRegistrarSm::handleMtStateRegistrar(const Subject& subject,
-                                                               MrpRegistrarEvent event) {
-  MrpAttrDatabase& record = *subject.record;
-  switch (event) {
-    case MrpRegistrarEvent::rNew:
-    case MrpRegistrarEvent::rJoinIn:
-    case MrpRegistrarEvent::rJoinMt:
-      // Our own declaration has its record beyond the limit, the neighbour's has none there.
-      if (record.onlyDeclared() &&
-          records_.refuses(AttrTable::ownerOf(record), record.attributeKey())) {
-        return Tells::nothing;
-      }
-      logJoin(subject, event);
-      record.registrarStateIs(MrpRegistrarState::in);
-      MRP_TRACE(env_.trace, 7, "Join Indication called");
-      return Tells::join;
-    case MrpRegistrarEvent::rLv:
-    case MrpRegistrarEvent::regLvAll_:
-    case MrpRegistrarEvent::txLvAll:
-    case MrpRegistrarEvent::reDeclare:
-    case MrpRegistrarEvent::flush:
-    case MrpRegistrarEvent::leaveTimer:
-    case MrpRegistrarEvent::none:
-      return Tells::nothing;
-  }
-  return Tells::nothing;
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject, Cause cause) {
+  if (env_.observed()) tellMove(subject, cause);
+  return indications_.join(subject.attribute()) ? Outcome::discarded : Outcome::indicated;
 }
 
-// A repeated join of an attribute that is registered: the application hears of it when the value
-// has changed. Where the value is each station's own, every join is indicated and none is stored.
-MrpRegistrarSm::Tells MrpRegistrarSm::joinUpdate(const Subject& subject) {
-  const AttributeTypeInfo* type = env_.info.type(subject.type);
-  if (!type || !type->own) {
-    const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type);
-    if (!received.empty() && subject.record->valueEquals(received)) {
-      env_.counters->numOfJoinIndicationsInc();
-      return Tells::nothing;
-    }
-    subject.record->valueIs(received);
-  }
-  return Tells::join;
-}
-
-// True when the application has discarded a join. The record may be gone afterwards.
-bool MrpRegistrarSm::indicate(const MrpAttribute& attribute, Tells tells) {
-  if (tells == Tells::join) return indications_.join(attribute);
+MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject, Cause cause) {
+  if (env_.observed()) tellMove(subject, cause);
   MRP_TRACE(env_.trace, 7, "LeaveIndication called");
-  indications_.leave(attribute);
-  return false;
+  indications_.leave(subject.attribute());
+  return Outcome::indicated;
 }
 
 void MrpRegistrarSm::mrpSetRegistrarState(MrpRegistrarState state) {
-  if (MrpAttrDatabase* record = records_.find(env_.current())) record->registrarStateIs(state);
+  if (const Subject subject = records_.find(env_.current())) {
+    subject.record->registrarStateIs(state);
+  }
 }
 
 // The log's numbers are crossed against its labels, the trace's are not; readers of the log rely on
@@ -253,18 +253,19 @@ void MrpRegistrarSm::joinDiscarded(const MrpAttribute& attribute) {
   env_.discarded(MrpObserver::Reason::joinDiscarded, attribute);
 }
 
-void MrpRegistrarSm::logJoin(const Subject& subject, MrpRegistrarEvent event) const {
+void MrpRegistrarSm::logJoin(Subject subject, MrpRegistrarEvent event) const {
   logEvent(env_.eventLog, kMrpJoin, [&] {
-    return formatText(kMrpJoin.format, subject.intf.name(), +subject.type, hexStr(subject.key()),
-                      stringValue(subject.record->registrarState()), stringValue(event));
+    return formatText(kMrpJoin.format, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 
-void MrpRegistrarSm::logLeave(const char* how, const Subject& subject,
-                              MrpRegistrarEvent event) const {
+void MrpRegistrarSm::logLeave(const char* how, Subject subject, MrpRegistrarEvent event) const {
   logEvent(env_.eventLog, kMrpLv, [&] {
-    return formatText(kMrpLv.format, how, subject.intf.name(), +subject.type, hexStr(subject.key()),
-                      stringValue(subject.record->registrarState()), stringValue(event));
+    return formatText(kMrpLv.format, how, subject.intf().name(), +subject.type(),
+                      hexStr(subject.key()), stringValue(subject.record->registrarState()),
+                      stringValue(event));
   });
 }
 

@@ -30,7 +30,7 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
 
   // Takes an event; the value received stands in the receive record. The record may be gone
   // afterwards.
-  void handle(const Subject& subject, MrpRegistrarEvent event);
+  void handle(Subject subject, MrpRegistrarEvent event);
 
   // The stored event against the current attribute; nothing when it has no record.
   void registrarEventIs(MrpRegistrarEvent event) { registrarEvent_ = event; }
@@ -61,25 +61,32 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   void handleCfgTimersEnabled();
 
  private:
-  enum class Tells : std::uint8_t;
+  // What an event came to: an indication ends the hand-on of the record, which the application may
+  // have moved or deleted.
+  enum class Outcome : std::uint8_t { quiet, indicated, discarded };
+  // What has led to a state: for the observer, who hears of it before the application does.
+  struct Cause {
+    MrpRegistrarState from;
+    MrpRegistrarEvent event;
+  };
 
   void handleInitialized();
-  // Traces of the hot path, apart from it: text building costs it registers even when it is off.
-  void traceEvent(const Subject& subject, MrpRegistrarEvent event) const;
-  void traceExit(MrpRegistrarState state) const;
-  void traceInvalidState(MrpRegistrarState state) const;
+  // What is told of an event, apart from the hot path: it costs that registers even when it is off.
+  [[gnu::cold]] void tellEvent(Subject subject, MrpRegistrarEvent event) const;
+  [[gnu::cold]] void tellExit(MrpRegistrarState state) const;
+  [[gnu::cold]] void tellMove(Subject subject, Cause cause) const;
+  [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
 
-  Tells dispatch(const Subject& subject, MrpRegistrarEvent event);
-  Tells handleInStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Tells handleLvStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Tells handleMtStateRegistrar(const Subject& subject, MrpRegistrarEvent event);
-  Tells joinUpdate(const Subject& subject);
-  bool indicate(const MrpAttribute& attribute, Tells tells);
-  void joinDiscarded(const MrpAttribute& attribute);
-  void observeTransition(const MrpAttribute& attribute, MrpRegistrarState from,
-                         MrpRegistrarEvent event, MrpRegistrarState to) const;
-
-  void addLeavePending(const Subject& subject, MrpRegistrarEvent event);
+  Outcome dispatch(Subject subject, MrpRegistrarEvent event);
+  Outcome handleInStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome handleLvStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome handleMtStateRegistrar(Subject subject, MrpRegistrarEvent event);
+  Outcome joinUpdate(Subject subject, Cause cause);
+  Outcome joinChanged(Subject subject, Cause cause);
+  Outcome joinIndication(Subject subject, Cause cause);
+  Outcome leaveIndication(Subject subject, Cause cause);
+  [[gnu::cold]] void joinDiscarded(const MrpAttribute& attribute);
+  void addLeavePending(Subject subject, MrpRegistrarEvent event);
   void delLeavePending(MrpAttrDatabase& record) const;
   Seconds leaveTime(IntfId intf, MrpRegistrarEvent event) const;
   void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
@@ -88,10 +95,11 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   void drop(MrpLeaveSm& sm) const;
   void unmark(MrpLeaveSm& sm) const;
   void dropAll(MrpLeaveSm& (MrpAttrDatabase::*which)());
-  void observeTimer(MrpLeaveSm& sm, MrpObserver::TimerStep step, Seconds due) const;
+  [[gnu::cold]] void tellArmed(MrpLeaveSm& sm, Seconds leaveTime) const;
+  [[gnu::cold]] void tellTimer(MrpLeaveSm& sm, MrpObserver::TimerStep step, Seconds due) const;
 
-  void logJoin(const Subject& subject, MrpRegistrarEvent event) const;
-  void logLeave(const char* how, const Subject& subject, MrpRegistrarEvent event) const;
+  [[gnu::cold]] void logJoin(Subject subject, MrpRegistrarEvent event) const;
+  [[gnu::cold]] void logLeave(const char* how, Subject subject, MrpRegistrarEvent event) const;
 
   const Environment& env_;
   Records& records_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <sstream>
+#include <type_traits>
 #include <utility>
 
 #include "mrp/MrpSm/env/ApplicationScope.h"
@@ -41,6 +42,24 @@ std::size_t writeEndMarks(MrpTxPacketContext& context, MrpApplication applicatio
 
 }  // namespace
 
+Transmitter::Transmitter(const Environment& env, const Ports& ports)
+    : env_(env),
+      ports_(ports),
+      first_(ports.lib.txPackets(false)),
+      second_(ports.lib.txPackets(true)) {
+  for (const AttributeTypeInfo& type : env.info.types) {
+    env.values.with(env.application, type.type, [&](const auto& slots) {
+      using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
+      encoders_[type.type] = {[](MrpTxPacketContext& context, const void* value, std::uint8_t event,
+                                 const Environment& of) {
+                                return addToPacket(context, *static_cast<const Value*>(value),
+                                                   event, of);
+                              },
+                              &slots.tx};
+    });
+  }
+}
+
 // --- Declarations --------------------------------------------------------------------------------
 
 bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into) {
@@ -52,11 +71,13 @@ bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into 
   const std::size_t room = roomOf(intf);
   bool sent = false;
   if (into != Into::second) sent |= put(intf, type, event, false, room);
+  if (into == Into::first) return sent;
   // Whoever runs inside a transmission may close the port.
-  if (into != Into::first && (!sent || ports_.pams.pam(intf))) {
-    sent |= put(intf, type, event, true, room);
+  if (sent && !ports_.pams.pam(intf)) {
+    noEndpoint(intf, type);
+    return sent;
   }
-  return sent;
+  return put(intf, type, event, true, room) || sent;
 }
 
 void Transmitter::noEndpoint(IntfId intf, std::uint8_t type) const {
@@ -75,21 +96,20 @@ bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool s
   }
   if (!context) context = open(intf, type, event, second);
   if (!context) return sent;
-  encode(*context, type, event);
-  if (mrpGetNumOfPackedBytes(*context, env_.application) + kMargin < room) return sent;
+  if (encode(*context, type, event) + kMargin < room) return sent;
   return transmit(intf, second) || sent;
 }
 
-void Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event) {
-  const bool known = env_.values.with(env_.application, type, [&](const auto& slots) {
-    addToPacket(context, slots.tx, event, env_);
-  });
-  if (!known) return notEncoded(context.intf());
-  if (!env_.observed()) return;
-  const bool leaveAll = event == kLeaveAllEvent;
-  const std::uint64_t key = leaveAll ? 0 : env_.values.txKey(type);
-  env_.observe(&MrpObserver::event,
-               {MrpObserver::Direction::sent, leaveAll, event, {context.intf(), type, key}});
+std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
+                                std::uint8_t event) {
+  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
+  if (!encoder.add) return notEncoded(context);
+  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
+  if (env_.observed()) {
+    const std::uint64_t key = event == kLeaveAllEvent ? 0 : env_.values.txKey(type);
+    env_.eventSent({context.intf(), type, key}, event);
+  }
+  return packed;
 }
 
 void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
@@ -116,20 +136,19 @@ std::size_t Transmitter::roomOf(IntfId intf) const {
   return status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
 }
 
-void Transmitter::notEncoded(IntfId intf) const {
-  switch (env_.application) {
-    case MrpApplication::msrp:
-      MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
-      return;
-    case MrpApplication::mvrp:
-      MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
-      return;
-    default:
-      MRP_TRACE(env_.trace, 8, " Not supported Application:  " << env_.application);
-      std::ostringstream text;
-      text << "unsupported application " << env_.application;
-      env_.trace.record(std::move(text).str());
+std::size_t Transmitter::notEncoded(const MrpTxPacketContext& context) const {
+  const IntfId intf = context.intf();
+  if (env_.application == MrpApplication::msrp) {
+    MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendAttributeIntf for " << intf);
+  } else if (env_.application == MrpApplication::mvrp) {
+    MRP_TRACE(env_.trace, 4, " Invalid Attribute type in mrpSendMvrpAttributeIntf for " << intf);
+  } else {
+    MRP_TRACE(env_.trace, 8, " Not supported Application:  " << env_.application);
+    std::ostringstream text;
+    text << "unsupported application " << env_.application;
+    env_.trace.record(std::move(text).str());
   }
+  return mrpGetNumOfPackedBytes(context, env_.application);
 }
 
 void Transmitter::noPacket(const MrpParameters& parameters) const {

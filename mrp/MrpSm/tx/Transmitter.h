@@ -22,11 +22,7 @@ class Transmitter final : public Outbox {
     Platform::PktManager& packets;
   };
 
-  Transmitter(const Environment& env, const Ports& ports)
-      : env_(env),
-        ports_(ports),
-        first_(ports.lib.txPackets(false)),
-        second_(ports.lib.txPackets(true)) {}
+  Transmitter(const Environment& env, const Ports& ports);
 
   // Which of a port's open packets an event goes into. Of both, the first comes before.
   enum class Into : std::uint8_t { first, second, both };
@@ -35,8 +31,8 @@ class Transmitter final : public Outbox {
   bool send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into);
   // A LeaveAll of a type goes into the first packet.
   void sendLeaveAll(IntfId intf, std::uint8_t type);
-  // Puts the event into the open packet that is given.
-  void encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event);
+  // Puts the event into the open packet that is given. Gives the octets packed so far.
+  std::size_t encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event);
 
   // Finishes and sends one open packet of a port; true when it was handed to the endpoint.
   bool transmit(IntfId intf, bool second);
@@ -47,6 +43,12 @@ class Transmitter final : public Outbox {
   void drop(IntfId intf);
 
  private:
+  // How a type's value is encoded, and where it stands; null for a type that the application lacks.
+  struct Encoder {
+    std::size_t (*add)(MrpTxPacketContext&, const void* value, std::uint8_t event,
+                       const Environment&) = nullptr;
+    const void* value = nullptr;
+  };
   bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second, std::size_t room);
   MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
   void finish(MrpTxPacketContext& context) const;
@@ -54,14 +56,15 @@ class Transmitter final : public Outbox {
   // Octets that a packet of the port may hold.
   std::size_t roomOf(IntfId intf) const;
   EthAddr sourceAddress(IntfId intf) const;
-  void noEndpoint(IntfId intf, std::uint8_t type) const;
-  void notEncoded(IntfId intf) const;
-  void noPacket(const MrpParameters& parameters) const;
+  [[gnu::cold]] void noEndpoint(IntfId intf, std::uint8_t type) const;
+  [[gnu::cold]] std::size_t notEncoded(const MrpTxPacketContext& context) const;
+  [[gnu::cold]] void noPacket(const MrpParameters& parameters) const;
 
   const Environment& env_;
   Ports ports_;
   TxPackets& first_;
   TxPackets& second_;
+  std::array<Encoder, kMostTypes + 1> encoders_{};
 };
 
 }  // namespace Mrp

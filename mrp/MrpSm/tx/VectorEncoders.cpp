@@ -121,7 +121,7 @@ std::size_t appendEvent(MrpTxPacketContext& context, const Value& value, std::ui
   if constexpr (C::info.fourPacked) {
     return mrpPackThreeAndFourPackedEvent(context, event, value.listenerEvent());
   } else {
-    return mrpPackThreePackedEvent(context, C::info.type, event, C::application);
+    return packThreePackedEvent(context.vectorData(), C::info.firstValue, event);
   }
 }
 
@@ -174,19 +174,14 @@ std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::ui
   const bool leaveAll = env.context->sendTxLvAll();
   writeU16(vector, leaveAll ? kVectorHeaderLeaveAll : std::uint16_t{0});
   env.context->sendTxLvAllIs(false);
-  if (leaveAll && env.observed()) {
-    env.observe(&MrpObserver::event, {MrpObserver::Direction::sent,
-                                      true,
-                                      kLeaveAllEvent,
-                                      {context.intf(), Codec<Value>::info.type, 0}});
-  }
+  if (leaveAll) env.eventSent({context.intf(), Codec<Value>::info.type, 0}, kLeaveAllEvent);
   std::memcpy(vector + kVectorHeaderSize, &value, firstValue);
   return kVectorHeaderSize + firstValue + appendEvent(context, value, event);
 }
 
 template <class Value>
-void addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
-                 const Environment& env) {
+std::size_t addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
+                        const Environment& env) {
   using C = Codec<Value>;
   if (env.trace.isOn(8)) traceSending(env.trace, value, event, context.intf());
 
@@ -207,11 +202,14 @@ void addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t e
     if (env.trace.isOn(8)) traceListLength(env.trace, old, added);
   }
   context.currentAttrTypeIs(C::info.type);
+  if constexpr (C::listLength) return endOfAttributeList(context);
+  return context.curVector() + mvrpGetSizeOfVector(context.vectorData());
 }
 
-#define MRP_ENCODER(Value)                                                                        \
-  template void addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t, const Environment&); \
-  template std::size_t writeVector(MrpTxPacketContext&, const Value&, std::uint8_t,               \
+#define MRP_ENCODER(Value)                                                          \
+  template std::size_t addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t, \
+                                   const Environment&);                             \
+  template std::size_t writeVector(MrpTxPacketContext&, const Value&, std::uint8_t, \
                                    const Environment&);
 MRP_ENCODER(MsrpTalkerAdvertiseAttribute)
 MRP_ENCODER(MsrpTalkerFailedAttribute)

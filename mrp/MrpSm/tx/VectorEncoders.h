@@ -13,10 +13,10 @@ struct Environment;
 // Adds one event of `value` to an open packet: to the current vector when the value follows in
 // sequence, else in a new vector of the message, or in a new message. A LeaveAll (kLeaveAllEvent)
 // always opens a message of its own. A LeaveAll that is pending in the parse context rides on the
-// first new vector written, whatever its port and type.
+// first new vector written, whatever its port and type. Gives the octets packed so far.
 template <class Value>
-void addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
-                 const Environment& env);
+std::size_t addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
+                        const Environment& env);
 
 // Writes a whole new vector at the context's current vector and gives its octets.
 template <class Value>
@@ -24,8 +24,8 @@ std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::ui
                         const Environment& env);
 
 #define MRP_ENCODER(Value)                                                                 \
-  extern template void addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t,        \
-                                   const Environment&);                                    \
+  extern template std::size_t addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t, \
+                                          const Environment&);                             \
   extern template std::size_t writeVector(MrpTxPacketContext&, const Value&, std::uint8_t, \
                                           const Environment&);
 MRP_ENCODER(MsrpTalkerAdvertiseAttribute)

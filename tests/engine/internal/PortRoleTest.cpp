@@ -36,38 +36,13 @@ TEST_F(PortRoleTest, OnlyTheGoverningInstanceOfAnEnabledPortCounts) {
   EXPECT_FALSE(machines(st).oldPortRole(port));
   EXPECT_FALSE(machines(st).oldPortRole(away));
   EXPECT_EQ(st.attributes(port), Texts{"1:10 AO/IN"});
-  // A second spanning-tree instance with the governing name counts as well; one that has gone and
-  // come back is watched anew, in the role it then has.
+  // A second spanning-tree instance with the governing name counts as well.
   role(port, Role::designated, "Cist", "two");
   EXPECT_EQ(machines(st).oldPortRole(port), Role::designated);
-  st.sw->stpStatus()->childDel("two");
-  auto& ports = st.sw->stpStatus()->childIs("two").childIs("Cist");
-  auto status = makePtr<Stp::MstiPortStatus>();
-  status->roleIs(Role::alternate);
-  ports.childIs(port.name(), status);
-  EXPECT_EQ(machines(st).oldPortRole(port), Role::alternate);
-  EXPECT_EQ(st.attributes(port), Texts{"1:10 AO/MT"});
-  ports.childDel(port.name());
-  status->roleIs(Role::root);
-  EXPECT_EQ(machines(st).oldPortRole(port), Role::alternate) << "no longer watched";
   // The mode decides anew at each change.
   st.sw->stpStatus()->modeIs(0xFFFFFFFF);
   role(port, Role::root, "NoStp");
   EXPECT_EQ(machines(st).oldPortRole(port), Role::root);
-}
-
-// Instances that existed before the engine are watched from the start, and none after its end.
-TEST_F(PortRoleTest, InstancesOutliveEngines) {
-  st.engine = nullptr;
-  role(port, Role::designated);
-  st.start();
-  st.lib->mrpInterfaceEnable(port);
-  EXPECT_FALSE(machines(st).oldPortRole(port)) << "no port was enabled when it was read";
-  role(port, Role::alternate);
-  EXPECT_EQ(machines(st).oldPortRole(port), Role::alternate);
-  st.engine = nullptr;
-  role(port, Role::designated);
-  st.sw->stpStatus()->childDel("one");
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Mrp {
+namespace Platform {
 
 inline constexpr std::uint16_t kMinVlan = 1;
 inline constexpr std::uint16_t kMaxVlan = 4094;
@@ -66,4 +66,4 @@ class VlanSet {
   std::array<std::uint64_t, 64> words_{};
 };
 
-}  // namespace Mrp
+}  // namespace Platform

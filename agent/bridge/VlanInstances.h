@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "agent/mvrp/VlanSet.h"
+#include "agent/bridge/VlanSet.h"
 #include "platform/bridging/BridgingConfig.h"
 #include "platform/stp/StpStatus.h"
 

@@ -1,4 +1,4 @@
-#include "agent/mvrp/VlanInstances.h"
+#include "agent/bridge/VlanInstances.h"
 
 #include <charconv>
 #include <optional>

@@ -1,0 +1,357 @@
+#include "agent/msrp/MsrpBridge.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <set>
+
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpAttrDatabase.h"
+#include "mrp/types/MrpConfig.h"
+#include "platform/bridging/BridgingConfig.h"
+
+namespace Mrp {
+namespace {
+
+using Streams::StreamId;
+
+constexpr std::uint8_t number(MsrpAttrType type) { return static_cast<std::uint8_t>(type); }
+constexpr std::uint8_t number(MrpThreePackedEvent event) {
+  return static_cast<std::uint8_t>(event);
+}
+
+constexpr std::uint8_t kNew = number(MrpThreePackedEvent::newEvent);
+constexpr std::uint8_t kJoin = number(MrpThreePackedEvent::joinIn);
+constexpr std::uint8_t kLeave = number(MrpThreePackedEvent::lv);
+// Octets of the bridge identifier that stand before the address.
+constexpr std::uint64_t kBridgePriority = 0x8000;
+
+constexpr std::uint8_t typeOf(TalkerKind kind) {
+  return number(kind == TalkerKind::failed ? MsrpAttrType::talkerFailed
+                                           : MsrpAttrType::talkerAdvertise);
+}
+constexpr TalkerKind other(TalkerKind kind) {
+  return kind == TalkerKind::failed ? TalkerKind::advertise : TalkerKind::failed;
+}
+
+template <class Value>
+Value valueOf(const MrpAttrDatabase& record) {
+  Value value;
+  const auto octets = record.value();
+  std::memcpy(static_cast<void*>(&value), octets.data(), std::min(octets.size(), sizeof value));
+  return value;
+}
+
+}  // namespace
+
+MsrpBridge::MsrpBridge(StreamForwarding& forwarding, Platform::Ptr<Platform::Clock> clock)
+    : forwarding_(forwarding),
+      clock_(std::move(clock)),
+      propagation_(forwarding, *clock_, *this),
+      alarm_(*clock_, Platform::Alarm::Class::wheel) {
+  applicationIs(MrpApplication::msrp);
+  applicationMacAddrIs(EthAddr::fromNumber(0x0180C200000E));
+  applicationEtypeIs(0x22EA);
+  hasNotificationActiveIs(true);
+  alarm_.bind<&MsrpBridge::handleAlarm>(this);
+  forwarding_.reactorIs(this);
+}
+
+MsrpBridge::~MsrpBridge() { forwarding_.reactorIs(nullptr); }
+
+// --- Settling ------------------------------------------------------------------------------------
+
+// What a request makes happen to the bridge is settled after it.
+void MsrpBridge::settle() {
+  if (settling_) return;
+  settling_ = true;
+  do {
+    propagation_.settle();
+    adopted_.clear();
+  } while (!propagation_.settled());
+  settling_ = false;
+  const Platform::Seconds deadline = propagation_.deadline();
+  deadline == Platform::Seconds::never() ? alarm_.cancel() : alarm_.dueIs(deadline);
+}
+
+// Several attributes may leave at one tick: all of them are known when the clock calls next.
+void MsrpBridge::settleSoon() {
+  if (!settling_ && !settlesLater()) alarm_.dueIs(clock_->now());
+}
+
+void MsrpBridge::handleAlarm() { settle(); }
+
+// --- Ports ---------------------------------------------------------------------------------------
+
+void MsrpBridge::handleMember(const Member& member, bool there) {
+  there ? propagation_.portIs(member.intf) : propagation_.portDel(member.intf);
+}
+
+void MsrpBridge::handleStart() {
+  const Engine::Inputs& inputs = engine()->inputs();
+  inputs.mrpConfig->wholeTalkersInSequenceIs(true);
+  propagation_.bridgeIdIs(kBridgePriority << 48 | inputs.brConfig->bridgeMacAddr().number());
+  propagation_.restart();
+}
+
+void MsrpBridge::handleOpen(const Member& member) {
+  propagation_.openIs(member.intf, member.open);
+  if (member.open) requestDomains(member.intf, kJoin);
+}
+
+void MsrpBridge::handleDisable(const Member& member) {
+  if (member.open) requestDomains(member.intf, kLeave);
+}
+
+void MsrpBridge::handleForwards(const Member& member, const VlanSet&) {
+  propagation_.forwardsIs(member.intf, member.forwards);
+}
+
+void MsrpBridge::handleStreamPort(IntfId intf) {
+  propagation_.portChanged(intf);
+  settleSoon();
+}
+
+// Every class on every port at all times (35.2.4); the lower number first, so that one vector
+// carries both.
+void MsrpBridge::requestDomains(IntfId intf, std::uint8_t event) {
+  if (event == kLeave) sendWhatIsOpen(intf);
+  for (std::size_t c = kSrClasses; c-- > 0;) {
+    const SrClassInfo& info = kSrClassTable[c];
+    msrpDomainVectorTxIs({static_cast<std::uint8_t>(info.id), info.priority, info.vid});
+    request(intf, number(MsrpAttrType::domain), event);
+  }
+}
+
+// The engine's records say what is registered, but not with which value: what was indicated as New
+// is not stored. So of what is known here only what has gone is taken over, and what is not known
+// from an engine that was there before.
+void MsrpBridge::readRecords(const Member& member) {
+  const IntfId intf = member.intf;
+  std::array<std::set<std::uint64_t>, 5> registered;
+  for (std::uint8_t type = 1; type < registered.size() && engine()->active(); ++type) {
+    engine()->walkRecords(intf, type, [&](const MrpAttrDatabase& record) {
+      if (record.registrarState() != MrpRegistrarState::mt) {
+        registered[type].insert(record.attributeKey());
+      }
+      if (declares(record.applicantState())) adopt(intf, type, record);
+    });
+  }
+  const auto isRegistered = [&](MsrpAttrType type, std::uint64_t key) {
+    return registered[number(type)].contains(key);
+  };
+  for (const StreamId id : propagation_.streamsOn(intf)) {
+    const TalkerKind kind = propagation_.talker(intf, id);
+    if (kind != TalkerKind::none && !registered[typeOf(kind)].contains(id)) {
+      propagation_.talkerDel(intf, id);
+    }
+    if (!isRegistered(MsrpAttrType::listener, id)) {
+      propagation_.listenerIs(intf, id, MsrpListenerEvent::ignore);
+    }
+  }
+  for (const SrClassInfo& c : kSrClassTable) {
+    if (!isRegistered(MsrpAttrType::domain, static_cast<std::uint64_t>(c.id))) {
+      propagation_.domainIs(intf, c.id, std::nullopt);
+    }
+  }
+  const auto known = [&](StreamId id) { return propagation_.talker(intf, id) != TalkerKind::none; };
+  for (const TalkerKind kind : {TalkerKind::advertise, TalkerKind::failed}) {
+    if (!member.open || registered[typeOf(kind)].empty()) continue;
+    engine()->walkRecords(intf, typeOf(kind), [&](const MrpAttrDatabase& record) {
+      if (record.registrarState() == MrpRegistrarState::mt || known(record.attributeKey())) return;
+      propagation_.talkerIs(intf, valueOf<MsrpTalkerFailedAttribute>(record),
+                            kind == TalkerKind::failed);
+    });
+  }
+  if (!member.open) return;
+  const auto streams = propagation_.streamsOn(intf);
+  engine()->walkRecords(intf, number(MsrpAttrType::listener), [&](const MrpAttrDatabase& record) {
+    if (record.registrarState() == MrpRegistrarState::mt) return;
+    if (std::ranges::binary_search(streams, record.attributeKey())) return;
+    const auto value = valueOf<MsrpListenerAttribute>(record);
+    propagation_.listenerIs(intf, value.streamId, value.listenerEvent());
+  });
+}
+
+// --- Indications ---------------------------------------------------------------------------------
+
+bool MsrpBridge::mrpJoinIndication(const MrpParameters& parameters) {
+  const IntfId intf = parameters.intfId;
+  if (!member(intf)) return false;
+  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
+    case MsrpAttrType::talkerAdvertise:
+      talkerIs(intf, TalkerKind::advertise);
+      break;
+    case MsrpAttrType::talkerFailed:
+      talkerIs(intf, TalkerKind::failed);
+      break;
+    case MsrpAttrType::listener: {
+      const MsrpListenerAttribute& value = msrpListenerVectorRx();
+      propagation_.listenerIs(intf, value.streamId, value.listenerEvent());
+      break;
+    }
+    case MsrpAttrType::domain: {
+      const MsrpDomainAttribute& value = msrpDomainVectorRx();
+      const auto srClass = srClassNumbered(value.srClassId);
+      if (srClass) propagation_.domainIs(intf, *srClass, value.srClassPriority);
+      break;
+    }
+    default:
+      break;
+  }
+  if (!propagation_.settled()) settleSoon();
+  return false;
+}
+
+void MsrpBridge::mrpLeaveIndication(const MrpParameters& parameters) {
+  const IntfId intf = parameters.intfId;
+  switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
+    case MsrpAttrType::talkerAdvertise:
+      talkerLeaves(intf, TalkerKind::advertise);
+      break;
+    case MsrpAttrType::talkerFailed:
+      talkerLeaves(intf, TalkerKind::failed);
+      break;
+    case MsrpAttrType::listener:
+      propagation_.listenerIs(intf, msrpListenerVectorRx().streamId, MsrpListenerEvent::ignore);
+      break;
+    case MsrpAttrType::domain:
+      if (const auto srClass = srClassNumbered(msrpDomainVectorRx().srClassId)) {
+        propagation_.domainIs(intf, *srClass, std::nullopt);
+      }
+      break;
+    default:
+      break;
+  }
+  if (!propagation_.settled()) settleSoon();
+}
+
+// A stream's Talker Advertise takes the place of its Talker Failed from the same neighbour, and the
+// other way round, as though that had left at once (35.2.6).
+void MsrpBridge::talkerIs(IntfId intf, TalkerKind kind) {
+  MsrpTalkerFailedAttribute value;
+  if (kind == TalkerKind::failed) {
+    value = msrpTalkerFailedRx();
+  } else {
+    value.talkerAdvertiseAttribute = msrpTalkerAdvertiseRx();
+  }
+  const StreamId id = keyOf(value);
+  if (propagation_.talker(intf, id) == other(kind)) endRegistration(intf, other(kind), id);
+  propagation_.talkerIs(intf, value, kind == TalkerKind::failed);
+}
+
+// What leaves may have been replaced already.
+void MsrpBridge::talkerLeaves(IntfId intf, TalkerKind kind) {
+  const StreamId id =
+      kind == TalkerKind::failed ? keyOf(msrpTalkerFailedRx()) : keyOf(msrpTalkerAdvertiseRx());
+  if (propagation_.talker(intf, id) == kind) propagation_.talkerDel(intf, id);
+}
+
+// Its record goes, and with it what we declare by the same record.
+void MsrpBridge::endRegistration(IntfId intf, TalkerKind kind, StreamId id) {
+  if (propagation_.declared(intf, id) == kind) {
+    sendWhatIsOpen(intf);
+    requestTalker(intf, kind, id, kLeave);
+    propagation_.forgetDeclared(intf, id);
+  }
+  requestTalker(intf, kind, id, kInternalLeaveEvent);
+}
+
+// --- Declarations --------------------------------------------------------------------------------
+
+void MsrpBridge::beginPort(IntfId intf, bool withdraws) {
+  if (withdraws) sendWhatIsOpen(intf);
+}
+
+void MsrpBridge::advertise(IntfId intf, const MsrpTalkerAdvertiseAttribute& value) {
+  msrpTalkerAdvertiseTxIs(value);
+  const std::uint8_t type = number(MsrpAttrType::talkerAdvertise);
+  if (!adopted(intf, type, value.streamId)) request(intf, type, kNew);
+}
+
+void MsrpBridge::fail(IntfId intf, const MsrpTalkerFailedAttribute& value) {
+  msrpTalkerFailedTxIs(value);
+  const std::uint8_t type = number(MsrpAttrType::talkerFailed);
+  if (!adopted(intf, type, keyOf(value))) request(intf, type, kNew);
+}
+
+void MsrpBridge::withdrawTalker(IntfId intf, TalkerKind kind, StreamId id) {
+  requestTalker(intf, kind, id, kLeave);
+}
+
+void MsrpBridge::requestTalker(IntfId intf, TalkerKind kind, StreamId id, std::uint8_t event) {
+  if (kind == TalkerKind::failed) {
+    msrpTalkerFailedTx().talkerAdvertiseAttribute.streamId = id;
+  } else {
+    msrpTalkerAdvertiseTx().streamId = id;
+  }
+  request(intf, typeOf(kind), event);
+}
+
+void MsrpBridge::listen(IntfId intf, StreamId id, MsrpListenerEvent event) {
+  MsrpListenerAttribute value;
+  value.streamId = id;
+  value.listenerEventIs(event);
+  msrpListenerVectorTxIs(value);
+  const std::uint8_t type = number(MsrpAttrType::listener);
+  if (!adopted(intf, type, id)) request(intf, type, kNew);
+}
+
+void MsrpBridge::withdrawListener(IntfId intf, StreamId id) {
+  msrpListenerVectorTx().streamId = id;
+  request(intf, number(MsrpAttrType::listener), kLeave);
+}
+
+// --- Taking over ---------------------------------------------------------------------------------
+
+void MsrpBridge::adopt(IntfId intf, std::uint8_t type, const MrpAttrDatabase& record) {
+  const StreamId id = record.attributeKey();
+  if (type == number(MsrpAttrType::domain)) return;
+  if (type == number(MsrpAttrType::listener)) {
+    if (propagation_.mergedOn(id) == intf) return;
+    propagation_.mergedIs(intf, id, valueOf<MsrpListenerAttribute>(record).listenerEvent());
+  } else {
+    const bool failed = type == number(MsrpAttrType::talkerFailed);
+    const TalkerKind kind = failed ? TalkerKind::failed : TalkerKind::advertise;
+    if (propagation_.declared(intf, id) != TalkerKind::none) return;
+    propagation_.declaredIs(intf, id, kind);
+  }
+  const auto octets = record.value();
+  adopted_[{intf, type, id}] = {octets.begin(), octets.end()};
+}
+
+// Whether this very value, in the transmit record, is declared already.
+bool MsrpBridge::adopted(IntfId intf, std::uint8_t type, StreamId id) {
+  if (adopted_.empty()) return false;
+  const auto found = adopted_.find({intf, type, id});
+  return found != adopted_.end() && std::ranges::equal(found->second, txImage(type));
+}
+
+// --- Settings ------------------------------------------------------------------------------------
+
+void MsrpBridge::talkerPruningIs(bool pruning) {
+  propagation_.talkerPruningIs(pruning);
+  settleSoon();
+}
+
+void MsrpBridge::fanInLimitIs(std::uint32_t ports) {
+  propagation_.fanInLimitIs(ports);
+  settleSoon();
+}
+
+void MsrpBridge::overheadIs(std::uint32_t octets) {
+  propagation_.overheadIs(octets);
+  settleSoon();
+}
+
+void MsrpBridge::streamLimitIs(std::uint32_t streams) {
+  propagation_.streamLimitIs(streams);
+  settleSoon();
+}
+
+void MsrpBridge::recoveryIs(Platform::Seconds time) {
+  propagation_.recoveryIs(time);
+  settleSoon();
+}
+
+}  // namespace Mrp

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <tuple>
+#include <vector>
+
+#include "agent/bridge/Bridge.h"
+#include "agent/msrp/StreamPropagation.h"
+
+namespace Mrp {
+
+class MrpAttrDatabase;
+
+// MSRP in a bridge (IEEE 802.1Q-2018 35.2.4): a talker that is registered on one port is declared
+// on the others, listeners are declared towards it, and the switch reserves what lies between.
+// StreamPropagation decides; this carries what an engine registers to it, and its declarations
+// back.
+//
+// Everything is settled once: at the end of a received frame, else before the clock moves on.
+class MsrpBridge : public Bridge, private Streams::Declarations, private StreamForwarding::Reactor {
+ public:
+  // The switch outlives the bridge. `clock` is that of the engines.
+  MsrpBridge(StreamForwarding& forwarding, Platform::Ptr<Platform::Clock> clock);
+  ~MsrpBridge() override;
+
+  // Settings, see StreamPropagation.
+  void talkerPruningIs(bool pruning);
+  void fanInLimitIs(std::uint32_t ports);
+  void overheadIs(std::uint32_t octets);
+  void streamLimitIs(std::uint32_t streams);
+  void recoveryIs(Platform::Seconds time);
+
+  // What has been decided, as of the last settlement.
+  const Streams::StreamPropagation& propagation() const { return propagation_; }
+
+  bool mrpJoinIndication(const MrpParameters& parameters) override;
+  void mrpLeaveIndication(const MrpParameters& parameters) override;
+
+ private:
+  using StreamId = Streams::StreamId;
+
+  void handleMember(const Member& member, bool there) override;
+  void handleStart() override;
+  void handleOpen(const Member& member) override;
+  void handleDisable(const Member& member) override;
+  void readRecords(const Member& member) override;
+  void handleForwards(const Member& member, const VlanSet& vlans) override;
+  void settle() override;
+
+  void handleStreamPort(IntfId intf) override;
+
+  void beginPort(IntfId intf, bool withdraws) override;
+  void advertise(IntfId intf, const MsrpTalkerAdvertiseAttribute& value) override;
+  void fail(IntfId intf, const MsrpTalkerFailedAttribute& value) override;
+  void withdrawTalker(IntfId intf, TalkerKind kind, StreamId id) override;
+  void listen(IntfId intf, StreamId id, MsrpListenerEvent event) override;
+  void withdrawListener(IntfId intf, StreamId id) override;
+
+  void talkerIs(IntfId intf, TalkerKind kind);
+  void talkerLeaves(IntfId intf, TalkerKind kind);
+  void endRegistration(IntfId intf, TalkerKind kind, StreamId id);
+  void requestDomains(IntfId intf, std::uint8_t event);
+  void requestTalker(IntfId intf, TalkerKind kind, StreamId id, std::uint8_t event);
+  void adopt(IntfId intf, std::uint8_t type, const MrpAttrDatabase& record);
+  bool adopted(IntfId intf, std::uint8_t type, StreamId id);
+  void settleSoon();
+  void handleAlarm();
+
+  StreamForwarding& forwarding_;
+  Platform::Ptr<Platform::Clock> clock_;
+  Streams::StreamPropagation propagation_;
+  Platform::Alarm alarm_;
+  bool settling_ = false;
+  // Values that the engine declared before start(), by port, type and stream, until the settlement
+  // that follows: what stays the same is left alone.
+  std::map<std::tuple<IntfId, std::uint8_t, StreamId>, std::vector<std::uint8_t>> adopted_;
+};
+
+}  // namespace Mrp

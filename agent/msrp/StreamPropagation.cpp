@@ -1,0 +1,349 @@
+// What has happened: ports, registrations and settings as they change. Deciding waits for settle().
+
+#include "agent/msrp/StreamPropagation.h"
+
+#include <algorithm>
+
+namespace Mrp::Streams {
+namespace {
+
+// All of a value that belongs to the FirstValue that must not change (IEEE 802.1Q-2018 35.2.2.8.7,
+// code 16): not its latency, nor why it failed.
+bool sameStream(const MsrpTalkerAdvertiseAttribute& a, const MsrpTalkerAdvertiseAttribute& b) {
+  return a.frame == b.frame && a.tSpec == b.tSpec && a.priorityAndRank == b.priorityAndRank;
+}
+
+}  // namespace
+
+StreamPropagation::StreamPropagation(StreamForwarding& forwarding, const Platform::Clock& clock,
+                                     Declarations& declarations)
+    : forwarding_(forwarding), clock_(clock), declarations_(declarations) {}
+
+StreamPropagation::~StreamPropagation() = default;
+
+Port* StreamPropagation::find(IntfId intf) const {
+  const auto found = std::ranges::lower_bound(ports_, intf, std::less<>(),
+                                              [](const auto& port) { return port->intf; });
+  return found != ports_.end() && (*found)->intf == intf ? found->get() : nullptr;
+}
+
+Stream* StreamPropagation::find(StreamId id) const {
+  const auto found = streams_.find(id);
+  return found == streams_.end() ? nullptr : const_cast<Stream*>(&found->second);
+}
+
+Stream& StreamPropagation::streamIs(StreamId id) {
+  Stream& stream = streams_.try_emplace(id, id).first->second;
+  stream.fates.resize(ports_.size());
+  return stream;
+}
+
+void StreamPropagation::change() { unsettled_ = true; }
+
+void StreamPropagation::dirty(Stream& stream) {
+  change();
+  if (!std::exchange(stream.dirty, true)) dirty_.push_back(&stream);
+}
+
+void StreamPropagation::touch(Stream& stream, Port& port) {
+  change();
+  Fate& fate = stream.fate(port);
+  if (fate.touched) return;
+  fate.touched = 1;
+  port.touched.push_back(&stream);
+}
+
+void StreamPropagation::changed(Port& port) {
+  change();
+  port.changed = true;
+}
+
+// --- Ports ---------------------------------------------------------------------------------------
+
+void StreamPropagation::portIs(IntfId intf) {
+  if (find(intf)) return;
+  const auto at = std::ranges::lower_bound(ports_, intf, std::less<>(),
+                                           [](const auto& port) { return port->intf; });
+  const auto index = at - ports_.begin();
+  ports_.insert(at, std::make_unique<Port>(intf));
+  for (auto& [id, stream] : streams_) stream.fates.insert(stream.fates.begin() + index, Fate());
+  for (std::size_t i = 0; i < ports_.size(); ++i) ports_[i]->index = i;
+  operations_.resize(ports_.size());
+  portChanged(intf);
+}
+
+void StreamPropagation::portDel(IntfId intf) {
+  const Port* port = find(intf);
+  if (!port) return;
+  const auto index = static_cast<std::ptrdiff_t>(port->index);
+  granting_.portDel(*find(intf));
+  for (auto& [id, stream] : streams_) stream.fates.erase(stream.fates.begin() + index);
+  ports_.erase(ports_.begin() + index);
+  for (std::size_t i = 0; i < ports_.size(); ++i) ports_[i]->index = i;
+}
+
+void StreamPropagation::openIs(IntfId intf, bool open) {
+  Port* const port = find(intf);
+  if (!port || port->open == open) return;
+  port->open = open;
+  if (!open) forgetDeclared(*port);
+  takePart(*port);
+}
+
+void StreamPropagation::forgetDeclared(Port& port) {
+  for (auto& [id, stream] : streams_) {
+    forgetDeclared(port.intf, id);
+    if (stream.mergedOn != &port) continue;
+    stream.mergedOn = nullptr;
+    stream.merged = MsrpListenerEvent::ignore;
+    mergeAgain(stream);
+  }
+}
+
+void StreamPropagation::forwardsIs(IntfId intf, const VlanSet& vlans) {
+  Port* const port = find(intf);
+  if (!port || port->forwards == vlans) return;
+  port->forwards = vlans;
+  takePart(*port);
+}
+
+// Talkers that begin to take part at one moment do so by ascending identifier.
+void StreamPropagation::takePart(Port& port) {
+  changed(port);
+  for (auto& [id, stream] : streams_) refresh(stream);
+}
+
+void StreamPropagation::portChanged(IntfId intf) {
+  Port* const port = find(intf);
+  if (!port) return;
+  port->settings = forwarding_.streamPort(intf);
+  port->bandwidth.limitsIs(port->settings);
+  granting_.contend(*port);
+  changed(*port);
+}
+
+// --- Registrations -------------------------------------------------------------------------------
+
+void StreamPropagation::domainIs(IntfId intf, SrClass srClass,
+                                 std::optional<std::uint8_t> priority) {
+  Port* const port = find(intf);
+  if (!port || port->domain[indexOf(srClass)] == priority) return;
+  port->domain[indexOf(srClass)] = priority;
+  changed(*port);
+}
+
+void StreamPropagation::talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& value, bool failed) {
+  Port* const port = find(intf);
+  if (!port) return;
+  Stream& stream = streamIs(keyOf(value));
+  const auto found = std::ranges::find(stream.talkers, port, &TalkerRegistration::port);
+  if (found == stream.talkers.end()) {
+    stream.talkers.push_back({port, failed, 0, value});
+  } else {
+    const TalkerRegistration before = std::exchange(*found, {port, failed, found->since, value});
+    const bool sameType = before.failed == failed;
+    if (sameType && before.value == value) return;
+    if (stream.in == port) {
+      // Of the other type it is another registration.
+      const bool same = sameStream(before.talker(), found->talker());
+      if (!sameType) firstValueChanged(stream, false);
+      if (sameType && !same) firstValueChanged(stream, true);
+      if (!std::exchange(stream.again, true)) again_.push_back(&stream);
+    }
+  }
+  dirty(stream);
+  refresh(stream);
+}
+
+void StreamPropagation::talkerDel(IntfId intf, StreamId id) {
+  const Port* const port = find(intf);
+  Stream* const stream = find(id);
+  if (!port || !stream) return;
+  if (std::erase_if(stream->talkers, [&](const auto& t) { return t.port == port; }) == 0) return;
+  doubtful_.push_back(stream);
+  dirty(*stream);
+  refresh(*stream);
+}
+
+TalkerKind StreamPropagation::talker(IntfId intf, StreamId id) const {
+  const Stream* stream = find(id);
+  const TalkerRegistration* talker = stream ? stream->on(find(intf)) : nullptr;
+  if (!talker) return TalkerKind::none;
+  return talker->failed ? TalkerKind::failed : TalkerKind::advertise;
+}
+
+// Of several talkers of one stream the one that takes part longest is the talker.
+void StreamPropagation::refresh(Stream& stream) {
+  const TalkerRegistration* first = nullptr;
+  for (TalkerRegistration& t : stream.talkers) {
+    const bool part = t.port->open && t.port->forwards.has(t.talker().frame.vlanId);
+    if (!part) t.since = 0;
+    if (part && t.since == 0) t.since = ++order_;
+    if (part && (!first || t.since < first->since)) first = &t;
+  }
+  Port* const in = first ? first->port : nullptr;
+  if (in != stream.in) moved(stream, in);
+  addresses_.addressIs(stream, first ? addressOf(first->talker()) : 0,
+                       [this](Stream& s) { dirty(s); });
+}
+
+void StreamPropagation::moved(Stream& stream, Port* in) {
+  stream.in = in;
+  dirty(stream);
+  firstValueChanged(stream, false);
+  forgetLatencies(stream);
+  mergeAgain(stream);
+  const auto reviewed = [this](Stream& s) { dirty(s); };
+  if (in) {
+    kept_.join(stream, ++order_, reviewed);
+  } else {
+    kept_.leave(stream, reviewed);
+  }
+}
+
+void StreamPropagation::firstValueChanged(Stream& stream, bool is) {
+  recovering_.erase({stream.changedAt, &stream});
+  stream.changedAt = is ? clock_.now() : Seconds::never();
+  if (is) recovering_.emplace(stream.changedAt, &stream);
+}
+
+void StreamPropagation::forgetLatencies(Stream& stream) {
+  for (Fate& fate : stream.fates) fate.hasLatency = 0;
+  if (!std::exchange(stream.again, true)) again_.push_back(&stream);
+}
+
+void StreamPropagation::listenerIs(IntfId intf, StreamId id, MsrpListenerEvent event) {
+  Port* const port = find(intf);
+  if (!port) return;
+  if (event == MsrpListenerEvent::ignore && !find(id)) return;
+  Stream& stream = streamIs(id);
+  Fate& fate = stream.fate(*port);
+  if (stream.mergedOn == port) {
+    // One record holds what the neighbour declares and what we declare, whichever came last.
+    stream.repeatMerged = true;
+    mergeAgain(stream);
+  }
+  if (fate.listener() == event) return;
+  const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
+  fate.listenerIs(event);
+  contribute(stream, before, listenerBehind(fate.declared(), event));
+  touch(stream, *port);
+  if (event == MsrpListenerEvent::ignore) doubtful_.push_back(&stream);
+}
+
+std::vector<StreamId> StreamPropagation::streamsOn(IntfId intf) const {
+  std::vector<StreamId> ids;
+  const Port* const port = find(intf);
+  if (!port) return ids;
+  for (const auto& [id, stream] : streams_) {
+    if (stream.on(port) || stream.fate(*port).listener() != MsrpListenerEvent::ignore) {
+      ids.push_back(id);
+    }
+  }
+  return ids;
+}
+
+void StreamPropagation::restart() {
+  for (const auto& port : ports_) {
+    port->open = false;
+    port->forwards = {};
+    port->domain = {};
+    changed(*port);
+  }
+  for (auto& [id, stream] : streams_) {
+    stream.talkers.clear();
+    refresh(stream);
+    for (Fate& fate : stream.fates) {
+      fate.listenerIs(MsrpListenerEvent::ignore);
+      fate.declaredIs(TalkerKind::none);
+    }
+    stream.counts = {};
+    stream.mergedOn = nullptr;
+    stream.merged = MsrpListenerEvent::ignore;
+    doubtful_.push_back(&stream);
+  }
+}
+
+void StreamPropagation::declaredIs(IntfId intf, StreamId id, TalkerKind kind) {
+  Port* const port = find(intf);
+  if (!port) return;
+  Stream& stream = streamIs(id);
+  stream.fate(*port).declaredIs(kind);
+  doubtful_.push_back(&stream);
+  touch(stream, *port);
+  if (!std::exchange(stream.again, true)) again_.push_back(&stream);
+}
+
+void StreamPropagation::mergedIs(IntfId intf, StreamId id, MsrpListenerEvent event) {
+  Port* const port = find(intf);
+  if (!port) return;
+  Stream& stream = streamIs(id);
+  stream.mergedOn = port;
+  stream.merged = event;
+  doubtful_.push_back(&stream);
+  mergeAgain(stream);
+}
+
+TalkerKind StreamPropagation::declared(IntfId intf, StreamId id) const {
+  const Stream* stream = find(id);
+  const Port* port = find(intf);
+  return stream && port ? stream->fate(*port).declared() : TalkerKind::none;
+}
+
+IntfId StreamPropagation::mergedOn(StreamId id) const {
+  const Stream* stream = find(id);
+  return stream && stream->mergedOn ? stream->mergedOn->intf : IntfId();
+}
+
+void StreamPropagation::forgetDeclared(IntfId intf, StreamId id) {
+  Stream* stream = find(id);
+  Port* port = find(intf);
+  if (!stream || !port) return;
+  Fate& fate = stream->fate(*port);
+  const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
+  fate.declaredIs(TalkerKind::none);
+  fate.hasLatency = fate.preempted = 0;
+  contribute(*stream, before, MsrpListenerEvent::ignore);
+  touch(*stream, *port);
+}
+
+// --- Settings ------------------------------------------------------------------------------------
+
+void StreamPropagation::bridgeIdIs(std::uint64_t id) {
+  bridgeId_ = id;
+  for (auto& [streamId, stream] : streams_) {
+    if (!std::exchange(stream.again, true)) again_.push_back(&stream);
+    dirty(stream);
+  }
+}
+
+void StreamPropagation::talkerPruningIs(bool pruning) {
+  talkerPruning_ = pruning;
+  for (const auto& port : ports_) changed(*port);
+}
+
+void StreamPropagation::fanInLimitIs(std::uint32_t ports) {
+  fanIn_.limitIs(ports);
+  change();
+  reviewFanIn();
+}
+
+void StreamPropagation::overheadIs(std::uint32_t octets) {
+  overhead_ = octets;
+  for (auto& [id, stream] : streams_) dirty(stream);
+}
+
+void StreamPropagation::streamLimitIs(std::uint32_t streams) {
+  kept_.limitIs(streams, [this](Stream& s) { dirty(s); });
+}
+
+void StreamPropagation::recoveryIs(Seconds time) {
+  recovery_ = time;
+  change();
+}
+
+Seconds StreamPropagation::deadline() const {
+  return recovering_.empty() ? Seconds::never() : recovering_.begin()->first + recovery_;
+}
+
+}  // namespace Mrp::Streams
