@@ -5,6 +5,7 @@
 
 #include "cli/BadInput.h"
 #include "cli/ReplayCommand.h"
+#include "cli/agent/AgentCommands.h"
 #include "cli/replay/JsonMembers.h"
 
 namespace Cli {
@@ -81,7 +82,7 @@ std::string oneLine(std::string text) {
   return text;
 }
 
-void runParsed(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
+int runParsed(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
   CLI::App app("The Multiple Registration Protocol (IEEE 802.1Q), MSRP and MVRP, at work", "mrp");
   app.set_version_flag("--version", kVersion);
   app.require_subcommand(1);
@@ -91,22 +92,24 @@ void runParsed(std::span<const char* const> arguments, std::ostream& out, std::o
       "replay",
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
+  AgentCommands agentCommands(app);
   try {
     app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& asked) {  // --help, --version
     app.exit(asked, out, err);
-    return;
+    return 0;
   }
+  if (const auto status = agentCommands.run(out, err)) return *status;
   command.files.application = applicationNamed(application);
   replay(command, out, err);
+  return 0;
 }
 
 }  // namespace
 
 int run(std::span<const char* const> arguments, std::ostream& out, std::ostream& err) {
   try {
-    runParsed(arguments, out, err);
-    return 0;
+    return runParsed(arguments, out, err);
   } catch (const std::exception& error) {
     err << "mrp: " << oneLine(error.what()) << std::endl;
     return kBadInput;

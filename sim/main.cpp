@@ -1,4 +1,5 @@
-// Runs simulations: --seed N for one, --seeds FIRST-LAST for many; --table measures.
+// Runs simulations: --seed N for one, --seeds FIRST-LAST for many; --streams for bridges of streams
+// instead of VLANs; --table measures.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <iostream>
 #include <vector>
 
+#include "sim/msrp/StreamRun.h"
 #include "sim/mvrp/Run.h"
 #include "sim/mvrp/Table.h"
 
@@ -26,16 +28,18 @@ std::string parseRange(const std::string& text, Range& range) {
   return {};
 }
 
+using Run = Sim::Outcome (*)(std::uint64_t seed, std::ostream* story);
+
 // Tells of a broken promise and how to see it again.
-bool kept(std::uint64_t seed, const Sim::Outcome& outcome, const char* program) {
+bool kept(std::uint64_t seed, const Sim::Outcome& outcome, const std::string& program) {
   if (outcome.failure.empty()) return true;
   std::cout << "seed " << seed << " FAILED: " << outcome.failure << "\n  replay: " << program
             << " --seed " << seed << " --verbose" << std::endl;
   return false;
 }
 
-bool one(std::uint64_t seed, bool verbose, const char* program) {
-  const Sim::Outcome outcome = Sim::run(seed, verbose ? &std::cout : nullptr);
+bool one(Run run, std::uint64_t seed, bool verbose, const std::string& program) {
+  const Sim::Outcome outcome = run(seed, verbose ? &std::cout : nullptr);
   if (verbose) {
     std::cout << "converged " << outcome.converged << " s after the last loss (promised "
               << outcome.bound << "), longest path " << outcome.diameter << " links, "
@@ -45,11 +49,11 @@ bool one(std::uint64_t seed, bool verbose, const char* program) {
   return kept(seed, outcome, program);
 }
 
-int many(Range range, std::uint64_t progress, const char* program) {
+int many(Run run, Range range, std::uint64_t progress, const std::string& program) {
   std::uint64_t failed = 0, frames = 0, lost = 0;
   double worst = 0, share = 0;
   for (std::uint64_t seed = range.first; seed <= range.last; ++seed) {
-    const Sim::Outcome outcome = Sim::run(seed, nullptr);
+    const Sim::Outcome outcome = run(seed, nullptr);
     frames += outcome.frames;
     lost += outcome.lost;
     worst = std::max(worst, outcome.converged);
@@ -70,15 +74,17 @@ int many(Range range, std::uint64_t progress, const char* program) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Simulated networks of bridges that run MVRP, judged by plain reachability."};
+  CLI::App app{
+      "Simulated networks of bridges: of VLANs, judged by plain reachability, or of streams."};
   std::uint64_t seed = 0, progress = 0;
   std::string seeds;
   Range range;
-  bool verbose = false;
+  bool verbose = false, streams = false;
   int tableSeeds = 0;
   auto* single = app.add_option("--seed", seed, "Run this one");
   app.add_option("--seeds", seeds, "Run all of FIRST-LAST")->excludes(single);
   app.add_option("--progress", progress, "A line after every so many runs");
+  app.add_flag("--streams", streams, "Bridges of streams (MSRP) instead of VLANs (MVRP)");
   app.add_flag("--verbose", verbose, "Tell what happens");
   app.add_option("--table", tableSeeds, "Convergence against loss, of so many runs a cell");
   CLI11_PARSE(app, argc, argv);
@@ -86,12 +92,14 @@ int main(int argc, char** argv) {
     Sim::table(tableSeeds, std::cout);
     return 0;
   }
-  if (*single) return one(seed, verbose, argv[0]) ? 0 : 1;
+  const Run run = streams ? Sim::runStreams : Sim::run;
+  const std::string program = std::string(argv[0]) + (streams ? " --streams" : "");
+  if (*single) return one(run, seed, verbose, program) ? 0 : 1;
   if (!seeds.empty()) {
     if (const std::string bad = parseRange(seeds, range); !bad.empty()) {
       std::cerr << bad << '\n';
       return 2;
     }
   }
-  return many(range, progress, argv[0]);
+  return many(run, range, progress, program);
 }

@@ -172,10 +172,14 @@ void MvrpBridge::registrationIs(IntfId intf, Platform::VlanId vlan, Registration
 }
 
 void MvrpBridge::registrationIs(IntfId intf, Registration registration) {
+  registrationIs(intf, VlanSet::all(), registration);
+}
+
+void MvrpBridge::registrationIs(IntfId intf, const VlanSet& vlans, Registration registration) {
   Port* const p = port(intf);
   if (!p) return;
   bool ask = false;
-  VlanSet::all().walk([&](std::uint16_t vlan) { ask |= registrationIs(*p, vlan, registration); });
+  vlans.walk([&](std::uint16_t vlan) { ask |= registrationIs(*p, vlan, registration); });
   if (ask) askNeighbour(p->member.intf);
 }
 

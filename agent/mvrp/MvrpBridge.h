@@ -28,6 +28,7 @@ class MvrpBridge : public Bridge {
   void declarationIs(IntfId intf, Platform::VlanId vlan, bool declared);
   // Normal at first. Of one VLAN, or of all of them.
   void registrationIs(IntfId intf, Platform::VlanId vlan, Registration registration);
+  void registrationIs(IntfId intf, const VlanSet& vlans, Registration registration);
   void registrationIs(IntfId intf, Registration registration);
 
   // VLANs registered on a port that forwards them, as the neighbour declares or fixed: the port is

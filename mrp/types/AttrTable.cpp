@@ -25,7 +25,7 @@ MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key) {
   }
   void* place = reinterpret_cast<std::byte*>(pages_[i].get() + 1) + number * recordSize_;
   auto& record = *new (place) MrpAttrDatabase(key, number, layout_.wide);
-  memberIs(kPresent, record, true);
+  toggle(kPresent, *pages_[i], std::uint64_t{1} << number);
   return record;
 }
 
@@ -55,8 +55,10 @@ void AttrTable::del(MrpAttrDatabase& record) {
   const std::uint64_t key = record.attributeKey();
   record.reset();  // leaves onlyDeclared
   if (layout_.keys == AttributeKeys::sparse) delSparse(key);
+  Page& page = pageOf(record);
+  const std::uint64_t bit = std::uint64_t{1} << record.number();
   for (const Set set : {kVisible, kPendingAdd, kPendingDelete, kPresent}) {
-    memberIs(set, record, false);
+    if (page.sets[set] & bit) toggle(set, page, bit);
   }
   record.~MrpAttrDatabase();
   if (layout_.keys == AttributeKeys::sparse) {
@@ -81,10 +83,14 @@ void AttrTable::delSparse(std::uint64_t key) {
 }
 
 void AttrTable::marksAre(MrpAttrDatabase& record, unsigned marks) {
+  const unsigned changed = record.marks() ^ marks;
+  const bool wasVisible = record.visible();
   record.marksAre(marks);
-  memberIs(kVisible, record, record.visible());
-  memberIs(kPendingAdd, record, record.pendingAdd());
-  memberIs(kPendingDelete, record, record.pendingDelete());
+  Page& page = pageOf(record);
+  const std::uint64_t bit = std::uint64_t{1} << record.number();
+  if (record.visible() != wasVisible) toggle(kVisible, page, bit);
+  if (changed & MrpAttrDatabase::kPendingAdd) toggle(kPendingAdd, page, bit);
+  if (changed & MrpAttrDatabase::kPendingDelete) toggle(kPendingDelete, page, bit);
   if (record.idle()) del(record);
 }
 

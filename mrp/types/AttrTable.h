@@ -123,12 +123,10 @@ class MRP_API AttrTable {
   static bool isMember(Set set, MrpAttrDatabase& record) {
     return pageOf(record).sets[set] >> record.number() & 1;
   }
-  void memberIs(Set set, MrpAttrDatabase& record, bool member) {
-    std::uint64_t& bits = pageOf(record).sets[set];
-    const std::uint64_t bit = std::uint64_t{1} << record.number();
-    if (((bits & bit) != 0) == member) return;
-    bits ^= bit;
-    count_[set] += member ? 1 : std::size_t(-1);
+  // Enters a record that is no member into a set, or takes a member out.
+  void toggle(Set set, Page& page, std::uint64_t bit) {
+    page.sets[set] ^= bit;
+    count_[set] += page.sets[set] & bit ? 1 : std::size_t(-1);
   }
 
   MrpAttrDatabase* findDense(std::uint64_t key) const {

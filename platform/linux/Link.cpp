@@ -54,6 +54,9 @@ Bridge parseBridge(const nlattr* nest) {
       case IFLA_BR_VLAN_FILTERING:
         bridge.vlanFiltering = number(attribute) != 0;
         break;
+      case IFLA_BR_STP_STATE:
+        bridge.spanningTree = number(attribute) != 0;
+        break;
       case IFLA_BR_ROOT_PORT:
         bridge.rootPort = static_cast<std::uint16_t>(number(attribute));
         break;
@@ -130,8 +133,8 @@ std::optional<LinkMessage> parseLink(const nlmsghdr& message) {
   return link;
 }
 
-Stp::MstiPortStatus::Role roleOf(const Link& link, const Bridge& bridge) {
-  using Role = Stp::MstiPortStatus::Role;
+Stp::Role roleOf(const Link& link, const Bridge& bridge) {
+  using Stp::Role;
   if (!link.port || !link.up) return Role::none;
   switch (link.port->state) {
     case BridgePort::State::forwarding:

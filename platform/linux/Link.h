@@ -25,6 +25,7 @@ struct BridgePort {
 
 struct Bridge {
   bool vlanFiltering = false;
+  bool spanningTree = false;   // runs one, of the kernel's or of a process
   std::uint16_t rootPort = 0;  // number of the port towards the root; 0: none
 
   friend bool operator==(const Bridge&, const Bridge&) = default;
@@ -64,6 +65,6 @@ std::optional<LinkMessage> parseLink(const nlmsghdr& message);
 
 // Role of a port in the tree of its bridge, as far as the kernel knows it: root, designated,
 // alternate, or none while it is disabled or without carrier. `bridge` is that of the port.
-Stp::MstiPortStatus::Role roleOf(const Link& link, const Bridge& bridge);
+Stp::Role roleOf(const Link& link, const Bridge& bridge);
 
 }  // namespace Platform::Linux

@@ -9,8 +9,15 @@
 #include <vector>
 
 namespace Platform::Linux {
+namespace {
 
-Links::Links(Ptr<Loop> loop) : loop_(std::move(loop)), events_(*loop_, *this, {RTNLGRP_LINK}) {
+constexpr Seconds kBridgePeriod = 1;
+
+}  // namespace
+
+Links::Links(Ptr<Loop> loop)
+    : loop_(std::move(loop)), bridgeTimer_(*loop_), events_(*loop_, *this, {RTNLGRP_LINK}) {
+  bridgeTimer_.bind<&Links::readBridges>(this);
   reread();
 }
 
@@ -115,12 +122,28 @@ void Links::delLink(int index) {
 }
 
 void Links::linkIs(const Link& now) {
-  if (const Link* known = link(now.index)) {
-    if (*known == now) return;
-    if (known->name != now.name) delLink(now.index);
-  }
+  const Link* const known = link(now.index);
+  if (known && *known == now) return;
+  const bool bridgeChanged = known && known->bridge != now.bridge;
+  if (known && known->name != now.name) delLink(now.index);
   links_[now.index] = now;
   onLink_.notify(now);
+  if (now.bridge && now.bridge->spanningTree) bridgeTimer_.startIn(kBridgePeriod);
+  if (bridgeChanged) tellPorts(now.index);
+}
+
+void Links::tellPorts(int bridge) {
+  for (const auto& [index, link] : std::map(links_)) {
+    if (link.port && link.port->bridge == bridge) onLink_.notify(link);
+  }
+}
+
+void Links::readBridges() {
+  for (const auto& [index, link] : std::map(links_)) {
+    if (!link.bridge || !link.bridge->spanningTree) continue;
+    bridgeTimer_.startIn(kBridgePeriod);
+    readBridge(index);
+  }
 }
 
 void Links::readBridge(int index) {

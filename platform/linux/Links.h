@@ -27,7 +27,8 @@ class Links final : private RouteEvents::Listener {
   // What the bridge of a port knows; null for an interface that is no port.
   const Bridge* bridgeOf(const Link& port) const;
 
-  // Notified when an interface has appeared or something of it has changed.
+  // Notified when an interface has appeared or something of it has changed, or of the bridge that
+  // it is a port of.
   Signal<const Link&>& onLink() { return onLink_; }
   // Notified when an interface has gone, as it was last. A renamed one goes under its old name and
   // then appears.
@@ -46,8 +47,11 @@ class Links final : private RouteEvents::Listener {
   void newPort(const LinkMessage& message);
   void delLink(int index);
   void linkIs(const Link& link);
-  // The kernel tells of no new root port of a bridge, only of the states that follow.
+  void tellPorts(int bridge);
+  // The kernel tells of no new root port of a bridge, only of the states that may follow. So a
+  // bridge is read when a port of it changes and, while it runs a spanning tree, once a second.
   void readBridge(int index);
+  void readBridges();
 
   Ptr<Loop> loop_;
   RouteRequests requests_;
@@ -55,6 +59,7 @@ class Links final : private RouteEvents::Listener {
   Signal<const Link&> onLink_;
   Signal<const Link&> onLinkGone_;
   Signal<> onLost_;
+  LoopTimer bridgeTimer_;
   RouteEvents events_;
 };
 

@@ -6,8 +6,6 @@
 
 namespace Stp {
 
-using Role = MstiPortStatus::Role;
-
 // Follows the roles of all ports in all instances of a spanning-tree status and tells a listener of
 // each one that is there at first, appears or changes, and on request of role `none` when it goes.
 //

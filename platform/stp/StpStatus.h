@@ -27,6 +27,8 @@ class MRP_API MstiPortStatus : public Entity {
   Signal<> onRole_;
 };
 
+using Role = MstiPortStatus::Role;
+
 // An entity that holds entities of one kind by name.
 template <class Child>
 class StatusDir : public Entity {

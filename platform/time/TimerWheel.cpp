@@ -39,6 +39,16 @@ std::int64_t TimerWheel::firstTickAt(Seconds time) const {
   return ns / tickNs_ + (ns % tickNs_ != 0 ? 1 : 0);
 }
 
+inline void TimerWheel::link(Timer& timer) {
+  TimerLink& slot = slots_[lastSlot_];
+  std::uint64_t& occupied = occupied_[lastSlot_ / 64];
+  const std::uint64_t bit = std::uint64_t{1} << lastSlot_ % 64;
+  if (!(occupied & bit)) slot = {&slot, &slot};
+  occupied |= bit;
+  timer.tick_ = static_cast<std::uint64_t>(lastTick_) & kTickMask;
+  timer.putBefore(slot);
+}
+
 void TimerWheel::arm(Timer& timer, Seconds deadline, Seconds now) {
   timer.cancel();
   const Arming arming{deadline, now, servingTick_};
@@ -50,16 +60,6 @@ void TimerWheel::arm(Timer& timer, Seconds deadline, Seconds now) {
   }
   link(timer);
   if (wakeTick_ == kNoTick || lastTick_ < wakeTick_) wakeAt(lastTick_);
-}
-
-void TimerWheel::link(Timer& timer) {
-  TimerLink& slot = slots_[lastSlot_];
-  std::uint64_t& occupied = occupied_[lastSlot_ / 64];
-  const std::uint64_t bit = std::uint64_t{1} << lastSlot_ % 64;
-  if (!(occupied & bit)) slot = {&slot, &slot};
-  occupied |= bit;
-  timer.tick_ = static_cast<std::uint64_t>(lastTick_) & kTickMask;
-  timer.putBefore(slot);
 }
 
 // Timers of later turns of the wheel share the slot: they stay, in their order, before a mark that

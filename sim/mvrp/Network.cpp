@@ -55,6 +55,10 @@ class Bridge final : public Mvrp {
   void portDown(IntfId intf, Down how) override {
     if (how == Down::disabled) bridge_.portDel(intf);
   }
+  void blink(Platform::VlanId vlan) {
+    bridge_.declarationIs(vlan, true);
+    bridge_.declarationIs(vlan, false);
+  }
   // What the bridge believes to be registered.
   Vlans believed(IntfId intf) const {
     Vlans vlans;
@@ -93,6 +97,8 @@ class Station final : public Mvrp {
   void request(std::uint16_t vlan, Mrp::MrpThreePackedEvent event) {
     if (!up_) return;
     const IntfId intf = portId(1);
+    // What is withdrawn may still be declared in the second packet, which leaves after the first.
+    if (event == Mrp::MrpThreePackedEvent::lv) lib().mrpTransmitTxAttributes(intf);
     lib().mvrpVlanVectorTx().vlanId = vlan;
     lib().mrpOutIntfQueueEnq(intf);
     lib().mrpSendAttribute({.intfId = intf,
@@ -127,6 +133,17 @@ void Network::declare(int station, std::uint16_t vlan, bool asNew) {
 void Network::withdraw(int station, std::uint16_t vlan) {
   declared_[static_cast<std::size_t>(station)].erase(vlan);
   request(station, vlan, Mrp::MrpThreePackedEvent::lv);
+}
+
+void Network::blink(int node, std::uint16_t vlan) {
+  if (topology().isBridge(node)) {
+    static_cast<Bridge*>(application(node))->blink(Platform::VlanId(vlan));
+  } else {
+    const int station = node - topology().bridges;
+    if (declared_[static_cast<std::size_t>(station)].contains(vlan)) return;
+    declare(station, vlan, false);
+    withdraw(station, vlan);
+  }
 }
 
 void Network::request(int station, std::uint16_t vlan, Mrp::MrpThreePackedEvent event) {

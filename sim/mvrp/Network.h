@@ -16,6 +16,8 @@ class Network : public Fabric {
 
   void declare(int station, std::uint16_t vlan, bool asNew);
   void withdraw(int station, std::uint16_t vlan);
+  // A node declares the VLAN and withdraws it again within one tick; not one that it declares.
+  void blink(int node, std::uint16_t vlan);
   const std::vector<Vlans>& declared() const { return declared_; }
 
   // What each end of each link has registered (IN or LV).

@@ -64,6 +64,7 @@ class Simulation {
     outcome_.diameter = topology_.diameter();
     if (outcome_.diameter <= kSoundWithin) expectSound();
     if (outcome_.failure.empty()) expectConvergence();
+    if (outcome_.failure.empty()) expectGone();
     outcome_.virtualSeconds = now();
     outcome_.frames = network_.framesSent();
     outcome_.lost = network_.framesLost();
@@ -255,6 +256,16 @@ class Simulation {
       if (network_.registered() != expected()) return fail("did not stay");
       if (const std::string what = network_.inconsistency(); !what.empty()) return fail(what);
     }
+  }
+
+  // Nobody but bridges and stations whose links are up says it.
+  void expectGone() {
+    for (int node = 0; node < topology_.nodes(); ++node) {
+      if (topology_.nodes() > 20 && !random_.chance(0.1)) continue;
+      network_.blink(node, vlans_[random_.below(vlans_.size())]);
+    }
+    runUntil(now() + (outcome_.diameter + 1) * kGonePerHop);
+    if (network_.registered() != expected()) fail("came and went, and stayed");
   }
 
   Random random_;

@@ -18,6 +18,9 @@ inline constexpr double kStaleOnHop = kPeriod + 0.6 + 0.1 + 0.7;
 // and this much for each hop of the longest path, on which a withdrawal waits out the leave time.
 inline constexpr double kConvergencePeriods = 2;
 inline constexpr double kConvergencePerHop = 0.8;
+// What a node declares and withdraws within a tick, while nothing is lost, is gone everywhere
+// within this much for each hop.
+inline constexpr double kGonePerHop = 0.6 + 0.3;
 // And stays so: this many more periods are watched.
 inline constexpr double kSteadyPeriods = 2;
 

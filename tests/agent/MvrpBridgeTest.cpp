@@ -209,6 +209,30 @@ TEST_F(MvrpBridgeTest, StaticDeclarations) {
   b.bridge->declarationIs(IntfId("port77"), VlanId(30), true);
 }
 
+// Declared and withdrawn between two transmissions: the second packet must not come last.
+TEST_F(MvrpBridgeTest, WhatCameAndWentIsGone) {
+  b.sent(one);
+  b.bridge->declarationIs(VlanId(10), true);
+  b.bridge->declarationIs(VlanId(10), false);
+  EXPECT_EQ(b.sent(one), (Texts{"1:10=JoinMt", "1:10=JoinMt", "1:10=Lv"}));
+}
+
+// A frame's VLANs stand in one vector on each port, whatever their order in the frame.
+TEST_F(MvrpBridgeTest, FrameIsSettledPortByPort) {
+  b.sent(two);
+  b.receive(one, pdu(message(kMvrp, 1, vec(vlan(12), {JoinIn}) + vec(vlan(10), {JoinIn, JoinIn}))));
+  EXPECT_EQ(b.sent(two).front(), "1:10=JoinMt,JoinMt,JoinMt");
+}
+
+TEST_F(MvrpBridgeTest, DisabledPortKeepsItsSettings) {
+  b.bridge->declarationIs(two, VlanId(20), true);
+  b.bridge->registrationIs(two, VlanId(30), Registration::fixed);
+  b.bridge->portEnabledIs(two, false);
+  EXPECT_EQ(b.declared(one), "");
+  b.bridge->portEnabledIs(two, true);
+  EXPECT_EQ(b.declared(one) + "," + b.declared(two), "30,20");
+}
+
 TEST_F(MvrpBridgeTest, RegistrarAdministrativeControl) {
   b.joins(one, 10);
   b.bridge->declarationIs(VlanId(10), true);

@@ -47,6 +47,7 @@ StreamBridge::StreamBridge(unsigned ports, Ptr<VirtualClock> onClock, std::uint6
     told_.push_back("boundary " + numberOf(intf) + " " + std::to_string(static_cast<int>(c)) +
                     (on ? " on" : " off"));
   };
+  sw.bus()->filtersIs(false);
   start();
   for (unsigned n = 1; n <= ports; ++n) {
     port(n);
@@ -67,7 +68,7 @@ void StreamBridge::start(bool standby) {
                           .stpStatus = sw.stpStatus(),
                           .brTopoConfig = sw.bridgingTopologyConfig(),
                           .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
-                          .entityManager = manager,
+                          .entityManager = sw.stateDatabase(),
                           .standbyMode = standby});
   bridge->start();
 }

@@ -75,7 +75,6 @@ class StreamBridge {
 
   Ptr<VirtualClock> clock;
   Switch sw{clock};
-  Ptr<OpenFilterManager> manager = makePtr<OpenFilterManager>(sw.stateDatabase());
   Ptr<MrpConfig> config = makePtr<MrpConfig>();
   Ptr<MrpStatus> status = makePtr<MrpStatus>();
   StreamSwitch forwarding;

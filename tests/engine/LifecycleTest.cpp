@@ -35,6 +35,7 @@ TEST_F(LifecycleTest, StandbyHasEndpointsAndNothingElse) {
   st.receive(port, vlans(10, {JoinIn}, true));
   st.lib->mrpCleanUpIntfDatabaseAttribute(port, 1, 1000);
   st.request(port, 20, New);
+  EXPECT_TRUE(st.lib->mrpOutIntfQueueEmpty());
   st.lib->mrpInterfaceDisable(port);
   st.lib->mrpInterfaceEnable(port);
   st.clock->runUntil(30);

@@ -158,6 +158,24 @@ TEST_F(TransmitTest, ValuesShareAVectorWhileTheirIdentitiesFollow) {
   }
 }
 
+// The application declares another VLAN on another port while the first one's packet is handed to
+// its endpoint: what is stored, and declared again, is still the first one.
+TEST_F(TransmitTest, RequestsInsideATransmissionLeaveItsValueAlone) {
+  Station st(kMvrp);
+  const IntfId p1 = st.port(1, 60), p2 = st.port(2);
+  bool requested = false;
+  st.sw->onTransmit([&](IntfId intf, const Pkt&) {
+    if (intf == p1 && !std::exchange(requested, true)) st.request(p2, 4000, New);
+  });
+  st.request(p1, 574, New);
+  EXPECT_TRUE(requested) << "one vector fills a packet";
+  EXPECT_EQ(st.value(p1, 1, 574), vlan(574));
+  EXPECT_EQ(st.value(p2, 1, 4000), vlan(4000));
+  st.sent();
+  st.clock->runUntil(10);
+  EXPECT_EQ(st.sent(p1), Texts{"1:LA 574=JoinMt"});
+}
+
 TEST_F(TransmitTest, SuppressionDropsWithoutATrace) {
   Station st(kMvrp);
   const IntfId port = st.port(1);

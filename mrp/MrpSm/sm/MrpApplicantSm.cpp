@@ -78,39 +78,27 @@ static_assert(kEvents == static_cast<std::size_t>(MrpApplicantEvent::none) + 1);
 
 using Into = Transmitter::Into;
 
-// What an action puts into the port's open packets, one entry after the other.
+// What an action puts into the port's open packets: an event, by the registrar's state, and in one
+// case a Join into the second packet behind it.
 struct Send {
-  // By the registrar's state: not registered, and registered.
   MrpThreePackedEvent event;
   MrpThreePackedEvent whenRegistered;
   Into into;
+  bool thenJoin;
 };
 
 using enum MrpThreePackedEvent;
 
-constexpr Send kNew{newEvent, newEvent, Into::first};
-constexpr Send kNewTwice{newEvent, newEvent, Into::both};
-constexpr Send kJoin{joinMt, joinIn, Into::first};
-constexpr Send kJoinTwice{joinMt, joinIn, Into::both};
-constexpr Send kJoinSecond{joinMt, joinIn, Into::second};
-constexpr Send kRegistered{mt, in, Into::first};
-constexpr Send kLeave{lv, lv, Into::first};
-
-struct Sends {
-  std::uint8_t count;
-  std::array<Send, 2> send;
-};
-
 // In the order of Action.
-constexpr std::array<Sends, 8> kSends{{
-    /* none           */ {0, {}},
-    /* newTwice       */ {1, {kNewTwice}},
-    /* newOnce        */ {1, {kNew}},
-    /* joinTwice      */ {1, {kJoinTwice}},
-    /* joinOnce       */ {1, {kJoin}},
-    /* registered     */ {1, {kRegistered}},
-    /* registeredJoin */ {2, {kRegistered, kJoinSecond}},
-    /* leave          */ {1, {kLeave}},
+constexpr std::array<Send, 8> kSends{{
+    /* none           */ {},
+    /* newTwice       */ {newEvent, newEvent, Into::both, false},
+    /* newOnce        */ {newEvent, newEvent, Into::first, false},
+    /* joinTwice      */ {joinMt, joinIn, Into::both, false},
+    /* joinOnce       */ {joinMt, joinIn, Into::first, false},
+    /* registered     */ {mt, in, Into::first, false},
+    /* registeredJoin */ {mt, in, Into::first, true},
+    /* leave          */ {lv, lv, Into::first, false},
 }};
 static_assert(kSends.size() == static_cast<std::size_t>(Action::leave) + 1);
 
@@ -160,12 +148,13 @@ MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
                                       MrpRegistrarState registered) {
   const bool in = registered == MrpRegistrarState::in;
   const std::uint64_t key = subject.key();
-  const Sends& sends = kSends[action];
-  bool sent = false;
-  for (std::size_t i = 0; i < sends.count; ++i) {
-    const Send& send = sends.send[i];
-    const auto event = static_cast<std::uint8_t>(in ? send.whenRegistered : send.event);
-    sent |= transmitter_.send(subject.intf(), subject.type(), event, send.into);
+  const Send& what = kSends[action];
+  const MrpThreePackedEvent event = in ? what.whenRegistered : what.event;
+  bool sent = transmitter_.send(subject.intf(), subject.type(), static_cast<std::uint8_t>(event),
+                                what.into);
+  if (what.thenJoin) {
+    sent |= transmitter_.send(subject.intf(), subject.type(),
+                              static_cast<std::uint8_t>(in ? joinIn : joinMt), Into::second);
   }
   return sent ? records_.find(subject.intf(), subject.type(), key).record : subject.record;
 }

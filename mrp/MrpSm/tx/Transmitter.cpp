@@ -62,6 +62,40 @@ Transmitter::Transmitter(const Environment& env, const Ports& ports)
 
 // --- Declarations --------------------------------------------------------------------------------
 
+inline std::size_t Transmitter::roomOf(IntfId intf) const {
+  const Platform::IntfStatus* status = ports_.status.intfStatus(intf);
+  return status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
+}
+
+std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
+                                std::uint8_t event) {
+  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
+  if (!encoder.add) return notEncoded(context);
+  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
+  if (env_.observed()) tellSent(context.intf(), type, event);
+  return packed;
+}
+
+void Transmitter::tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) const {
+  const std::uint64_t key = event == kLeaveAllEvent ? 0 : env_.values.txKey(type);
+  env_.eventSent({intf, type, key}, event);
+}
+
+inline bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second,
+                             std::size_t room) {
+  MrpTxPacketContext* context = packets(second).find(intf);
+  bool sent = false;
+  // Messages of one MRPDU stand in ascending order of type, so a packet that is past it leaves.
+  if (!context || context->currentAttrType() > type) {
+    sent = transmit(intf, second);
+    context = packets(second).find(intf);
+    if (!context) context = open(intf, type, event, second);
+    if (!context) return sent;
+  }
+  if (encode(*context, type, event) + kMargin < room) return sent;
+  return transmit(intf, second) || sent;
+}
+
 bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into) {
   if (!ports_.pams.pam(intf)) {
     noEndpoint(intf, type);
@@ -85,33 +119,6 @@ void Transmitter::noEndpoint(IntfId intf, std::uint8_t type) const {
   env_.discarded(MrpObserver::Reason::noEndpoint, {intf, type, env_.values.txKey(type)});
 }
 
-bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second,
-                      std::size_t room) {
-  MrpTxPacketContext* context = packets(second).find(intf);
-  bool sent = false;
-  // Messages of one MRPDU stand in ascending order of type, so a packet that is past it leaves.
-  if (context && context->currentAttrType() > type) {
-    sent = transmit(intf, second);
-    context = packets(second).find(intf);
-  }
-  if (!context) context = open(intf, type, event, second);
-  if (!context) return sent;
-  if (encode(*context, type, event) + kMargin < room) return sent;
-  return transmit(intf, second) || sent;
-}
-
-std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
-                                std::uint8_t event) {
-  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
-  if (!encoder.add) return notEncoded(context);
-  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
-  if (env_.observed()) {
-    const std::uint64_t key = event == kLeaveAllEvent ? 0 : env_.values.txKey(type);
-    env_.eventSent({context.intf(), type, key}, event);
-  }
-  return packed;
-}
-
 void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
   MRP_TRACE(env_.trace, 8, " \n mrpSendLeaveAll: type = " << +type << " intfId = " << intf);
   send(intf, type, kLeaveAllEvent, Into::first);
@@ -129,11 +136,6 @@ MrpTxPacketContext* Transmitter::open(IntfId intf, std::uint8_t type, std::uint8
   }
   noPacket({.intfId = intf, .attributeType = type, .attributeEvent = event});
   return nullptr;
-}
-
-std::size_t Transmitter::roomOf(IntfId intf) const {
-  const Platform::IntfStatus* status = ports_.status.intfStatus(intf);
-  return status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
 }
 
 std::size_t Transmitter::notEncoded(const MrpTxPacketContext& context) const {

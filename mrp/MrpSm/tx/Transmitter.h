@@ -35,7 +35,7 @@ class Transmitter final : public Outbox {
   std::size_t encode(MrpTxPacketContext& context, std::uint8_t type, std::uint8_t event);
 
   // Finishes and sends one open packet of a port; true when it was handed to the endpoint.
-  bool transmit(IntfId intf, bool second);
+  [[gnu::noinline]] bool transmit(IntfId intf, bool second);
   void flush(IntfId intf) override;
   void flush() override;
 
@@ -50,13 +50,15 @@ class Transmitter final : public Outbox {
     const void* value = nullptr;
   };
   bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second, std::size_t room);
-  MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
+  [[gnu::noinline]] MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event,
+                                             bool second);
   void finish(MrpTxPacketContext& context) const;
   TxPackets& packets(bool second) { return second ? second_ : first_; }
   // Octets that a packet of the port may hold.
   std::size_t roomOf(IntfId intf) const;
   EthAddr sourceAddress(IntfId intf) const;
   [[gnu::cold]] void noEndpoint(IntfId intf, std::uint8_t type) const;
+  [[gnu::cold]] void tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) const;
   [[gnu::cold]] std::size_t notEncoded(const MrpTxPacketContext& context) const;
   [[gnu::cold]] void noPacket(const MrpParameters& parameters) const;
 

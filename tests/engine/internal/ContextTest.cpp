@@ -20,6 +20,19 @@ TEST_F(ContextTest, RequestsPutTheCurrentAttributeBack) {
   EXPECT_EQ(context.attributeKey(), 77u);
 }
 
+TEST_F(ContextTest, IndicationsPutTheCurrentAttributeBack) {
+  Station st(kMvrp);
+  const IntfId p1 = st.port(1), p2 = st.port(2);
+  st.receive(p2, vlans(99, {New}));
+  st.lib->onJoin = [&](const MrpParameters&) {
+    st.engine->sendLeaveAll(p2);
+    return false;
+  };
+  st.receive(p1, vlans(10, {JoinIn}));
+  EXPECT_EQ(machines(st).parseContext()->intfId(), p1);
+  EXPECT_EQ(machines(st).parseContext()->attributeKey(), 10u);
+}
+
 TEST_F(ContextTest, IndexOfNothingIsNone) {
   Station st(kMvrp);
   const IntfId port = st.port(1);

@@ -5,7 +5,6 @@
 #include <linux/rtnetlink.h>
 
 #include "platform/linux/BridgeVlans.h"
-#include "platform/stp/RoleWatcher.h"
 #include "tests/platform/linux/Namespace.h"
 
 namespace PlatformTest {
@@ -121,6 +120,25 @@ TEST_F(LinksTest, FollowsPortsOfABridgeAndTheirStates) {
   EXPECT_TRUE(until([&] { return link("before")->port.has_value(); }));
   ip("link del br0");
   EXPECT_TRUE(until([&] { return !link("br0") && !link("before")->port; }));
+}
+
+TEST_F(LinksTest, FindsTheRootPortOfARunningSpanningTree) {
+  ip("link add root up type bridge stp_state 1 hello_time 100 priority 0");
+  ip("link add leaf up type bridge stp_state 1 hello_time 100");
+  ip("link set before up master leaf");
+  ip("link set other up master root");
+  EXPECT_TRUE(until([&] { return link("leaf") && link("leaf")->bridge->rootPort != 0; }));
+  EXPECT_EQ(role("before"), Stp::Role::alternate) << "still listening";
+  Link forwarding = *link("before");
+  EXPECT_EQ(forwarding.port->number, link("leaf")->bridge->rootPort);
+  forwarding.port->state = BridgePort::State::forwarding;
+  EXPECT_EQ(roleOf(forwarding, *link("leaf")->bridge), Stp::Role::root);
+  // Nothing of the port itself changes when its bridge becomes the root.
+  told.clear();
+  ip("link set leaf type bridge priority 0");
+  ip("link set root type bridge priority 8192");
+  EXPECT_TRUE(until([&] { return link("leaf")->bridge->rootPort == 0; }));
+  EXPECT_TRUE(told.contains(forwarding.index));
 }
 
 TEST_F(LinksTest, LostMessagesAreMadeUpForByReadingEverything) {

@@ -1,5 +1,3 @@
-#include <pcap/pcap.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -9,63 +7,21 @@
 #include "platform/linux/Links.h"
 #include "tests/platform/Conformance.h"
 #include "tests/platform/linux/Namespace.h"
+#include "tests/platform/linux/Tap.h"
 
 namespace PlatformTest {
 namespace {
 
 using namespace Platform;
 
-// Frames that arrive at an interface, with their tags, and a way to send some, independent of what
-// is tested.
-class Tap {
- public:
-  explicit Tap(const char* interface) : pcap_(pcap_create(interface, error_.data())) {
-    pcap_set_snaplen(pcap_, 65535);
-    pcap_set_immediate_mode(pcap_, 1);
-    pcap_set_promisc(pcap_, 1);
-    if (pcap_activate(pcap_) < 0) ADD_FAILURE() << pcap_geterr(pcap_);
-    pcap_setdirection(pcap_, PCAP_D_IN);
-    pcap_setnonblock(pcap_, 1, error_.data());
-  }
-  ~Tap() { pcap_close(pcap_); }
-  Tap(const Tap&) = delete;
-  Tap& operator=(const Tap&) = delete;
-
-  bool send(std::span<const std::uint8_t> frame) {
-    return pcap_inject(pcap_, frame.data(), frame.size()) >= 0;
-  }
-  std::vector<Subject::Octets> take() {
-    std::vector<Subject::Octets> frames;
-    pcap_dispatch(
-        pcap_, -1,
-        [](u_char* to, const pcap_pkthdr* header, const u_char* octets) {
-          reinterpret_cast<std::vector<Subject::Octets>*>(to)->emplace_back(
-              octets, octets + header->caplen);
-        },
-        reinterpret_cast<u_char*>(&frames));
-    return frames;
-  }
-  // Waits until this very frame has arrived, five seconds at most.
-  bool await(std::span<const std::uint8_t> frame) {
-    for (int i = 0; i < 500; ++i) {
-      for (const Subject::Octets& octets : take()) {
-        if (std::equal(octets.begin(), octets.end(), frame.begin(), frame.end())) return true;
-      }
-      pollfd poll{pcap_get_selectable_fd(pcap_), POLLIN, 0};
-      ::poll(&poll, 1, 10);
-    }
-    return false;
-  }
-
- private:
-  std::array<char, PCAP_ERRBUF_SIZE> error_{};
-  pcap_t* pcap_;
-};
-
-// Two virtual interfaces back to back; "here" is the platform's.
+// Two virtual interfaces back to back; "here" is the platform's, alone or as a port of a bridge.
 class LinuxSubject final : public Subject {
  public:
-  explicit LinuxSubject(std::unique_ptr<Namespace> ns) : namespace_(std::move(ns)) {
+  LinuxSubject(std::unique_ptr<Namespace> ns, bool ofBridge)
+      : namespace_(std::move(ns)), ofBridge_(ofBridge) {
+    if (ofBridge) {
+      EXPECT_TRUE(namespace_->ip("link add bridge0 up type bridge"));
+    }
     linkReactor_.watch<&LinuxSubject::handleLink>(links_.onLink(), this);
     goneReactor_.watch<&LinuxSubject::handleLinkGone>(links_.onLinkGone(), this);
     deviceIs(true);
@@ -98,6 +54,9 @@ class LinuxSubject final : public Subject {
     EXPECT_TRUE(namespace_->ip("link add here mtu 12000 type veth peer name there mtu 12000"));
     EXPECT_TRUE(namespace_->ip("link set here up"));
     EXPECT_TRUE(namespace_->ip("link set there up"));
+    if (ofBridge_) {
+      EXPECT_TRUE(namespace_->ip("link set here master bridge0"));
+    }
     here_.emplace("here");
     there_.emplace("there");
   }
@@ -148,6 +107,7 @@ class LinuxSubject final : public Subject {
   }
 
   std::unique_ptr<Namespace> namespace_;
+  bool ofBridge_;
   Ptr<Linux::Loop> loop_ = makePtr<Linux::Loop>();
   Host::Directories directories_;
   Linux::Links links_{loop_};
@@ -159,12 +119,15 @@ class LinuxSubject final : public Subject {
   Reactor<const Linux::Link&> goneReactor_;
 };
 
-std::unique_ptr<Subject> make(std::string& why) {
-  std::unique_ptr<Namespace> ns = Namespace::make(why);
-  return ns ? std::make_unique<LinuxSubject>(std::move(ns)) : nullptr;
+SubjectKind kind(const char* name, bool ofBridge) {
+  return {name, [ofBridge](std::string& why) -> std::unique_ptr<Subject> {
+            std::unique_ptr<Namespace> ns = Namespace::make(why);
+            return ns ? std::make_unique<LinuxSubject>(std::move(ns), ofBridge) : nullptr;
+          }};
 }
 
-INSTANTIATE_TEST_SUITE_P(Linux, Conformance, testing::Values(SubjectKind{"linux", make}),
+INSTANTIATE_TEST_SUITE_P(Linux, Conformance,
+                         testing::Values(kind("linux", false), kind("bridgePort", true)),
                          [](const auto& of) { return of.param.name; });
 
 }  // namespace

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "agent/daemon/Control.h"
+#include "agent/daemon/Params.h"
+
+namespace Daemon {
+
+struct Call {
+  Control& control;
+  Rpc::Peer& peer;
+  Params params;
+
+  Agent& agent() const { return control.agent(); }
+};
+
+struct Method {
+  const char* name;
+  bool changes;    // refused on the query socket
+  bool needsLead;  // refused in standby
+  Rpc::Json (*call)(const Call& call);
+};
+
+// Null when there is none of this name.
+const Method* methodNamed(const std::string& name);
+
+Rpc::Json vlansJson(const Mrp::VlanSet& vlans);
+
+// Methods that show: agent/daemon/Queries.cpp, Streams.cpp and Figures.cpp.
+Rpc::Json callStatus(const Call& call);
+Rpc::Json callPorts(const Call& call);
+Rpc::Json callVlans(const Call& call);
+Rpc::Json callAttributes(const Call& call);
+Rpc::Json callStreams(const Call& call);
+Rpc::Json callDomains(const Call& call);
+Rpc::Json callCounters(const Call& call);
+Rpc::Json callTimers(const Call& call);
+// agent/daemon/ByName.cpp
+Rpc::Json callGet(const Call& call);
+Rpc::Json callSet(const Call& call);
+
+}  // namespace Daemon

@@ -1,0 +1,14 @@
+#include "agent/daemon/Values.h"
+
+namespace Daemon {
+
+std::uint64_t keyOfImage(Mrp::MrpApplication application, std::uint8_t type,
+                         std::span<const std::uint8_t> image) {
+  const bool domain = type == static_cast<std::uint8_t>(Mrp::MsrpAttrType::domain);
+  const std::size_t octets = application == Mrp::MrpApplication::mvrp ? 2 : domain ? 1 : 8;
+  std::uint64_t key = 0;
+  for (std::size_t i = 0; i < octets && i < image.size(); ++i) key = key << 8 | image[i];
+  return key;
+}
+
+}  // namespace Daemon

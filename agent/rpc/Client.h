@@ -1,0 +1,38 @@
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "agent/rpc/Message.h"
+
+namespace Rpc {
+
+// A blocking client. Whatever goes wrong with the connection is a std::system_error, an answer
+// that is an error an Rpc::Error.
+class Client {
+ public:
+  explicit Client(const std::string& path);
+  ~Client();
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  Json call(const std::string& method, const Json& params = Json::object());
+  // The params of the next notification of this method; none when the server has ended the
+  // connection.
+  std::optional<Json> next(const std::string& method);
+
+ private:
+  void send(std::string_view octets);
+  // The next line; none at the end.
+  std::optional<Json> read();
+
+  int fd_;
+  std::int64_t lastId_ = 0;
+  std::string buffer_;
+  std::size_t searched_ = 0;  // of the buffer, without a line end
+  std::deque<Json> notifications_;
+};
+
+}  // namespace Rpc

@@ -1,0 +1,302 @@
+// What people see of an agent's answers.
+
+#include "cli/agent/Shown.h"
+
+#include <array>
+#include <cstdio>
+#include <map>
+
+#include "agent/daemon/config/VlanRanges.h"
+
+namespace Cli {
+namespace {
+
+using Rpc::Json;
+
+std::string textOf(const Json& value, const char* none = "-") {
+  if (value.is_null()) return none;
+  if (value.is_string()) return value.get<std::string>();
+  return value.dump();
+}
+
+std::string fixedText(double number, int digits) {
+  std::array<char, 64> text{};
+  const int size = std::snprintf(text.data(), text.size(), "%.*f", digits, number);
+  return {text.data(), static_cast<std::size_t>(size)};
+}
+
+std::string secondsText(const Json& seconds) {
+  return seconds.is_number() ? fixedText(seconds.get<double>(), 1) + " s" : "-";
+}
+
+std::string joined(const Json& list) {
+  std::string text;
+  for (const Json& item : list) text += (text.empty() ? "" : ", ") + textOf(item);
+  return text.empty() ? "none" : text;
+}
+
+const char* yes(const Json& flag) {
+  if (!flag.is_boolean()) return "-";
+  return flag.get<bool>() ? "yes" : "no";
+}
+
+void line(std::ostream& out, const std::string& name, const std::string& text) {
+  constexpr std::size_t kName = 14;
+  std::string indent = name;
+  indent.resize(std::max(kName, name.size() + 2), ' ');
+  printWrapped(out, indent, indent.size(), text);
+}
+
+// --- status --------------------------------------------------------------------------------------
+
+void status(std::ostream& out, const Style& style, const Json& r) {
+  const bool bridge = r["mode"] == "bridge";
+  line(out, "agent", "process " + textOf(r["pid"]) + ", up " +
+                         durationText(r["uptime"].get<double>()));
+  line(out, "mode", bridge ? "bridge " + textOf(r["bridge"]) : "station");
+  line(out, "active", r["active"].get<bool>() ? "yes" : "no, standing by");
+  std::string applications;
+  for (const Json& name : r["applications"]) {
+    bool propagated = false;
+    for (const Json& p : r.value("propagated", Json::array())) propagated |= p == name;
+    applications += (applications.empty() ? "" : ", ") + textOf(name);
+    if (bridge) applications += propagated ? " (propagated)" : " (not propagated)";
+  }
+  line(out, "applications", applications.empty() ? "none" : applications);
+  const Json& state = r["state"];
+  std::string kept = "memory only";
+  if (state["kind"] != "memory") {
+    kept = textOf(state["path"]) + ", " +
+           (state["healthy"].get<bool>() ? "healthy" : style.bad("not kept")) + ", " +
+           textOf(state["behind"]) + " behind";
+  }
+  line(out, "state", kept);
+  if (!bridge) return;
+  const Json& kernel = r["kernel"];
+  line(out, "kernel", std::string("VLAN filtering ") + yes(kernel["vlanFiltering"]) +
+                          ", relay blocked " + yes(kernel["relayBlocked"]));
+}
+
+// --- ports ---------------------------------------------------------------------------------------
+
+void application(std::ostream& out, const char* name, const Json& a) {
+  if (!a.is_object()) return;
+  constexpr std::size_t kIndent = 8;
+  std::string indent = "  " + std::string(name);
+  indent.resize(kIndent, ' ');
+  printWrapped(out, indent, kIndent,
+               "leave " + secondsText(a["leaveTime"]) + ", LeaveAll " +
+                   secondsText(a["leaveAllTime"]) + ", due in " + secondsText(a["leaveAllDue"]) +
+                   ", last origin " + textOf(a["lastOrigin"], "none"));
+  for (const char* set : {"registered", "declared", "programmed", "fixed", "forbidden"}) {
+    const auto value = a.find(set);
+    if (value == a.end() || value->is_null()) continue;
+    const bool always = std::string_view(set) == "registered" || std::string_view(set) == "declared";
+    if (!always && value->empty()) continue;
+    std::string head(kIndent, ' ');
+    head += set;
+    constexpr std::size_t kHead = 20;
+    head.resize(kHead, ' ');
+    printWrapped(out, head, kHead, value->is_array() ? joined(*value) : textOf(*value));
+  }
+}
+
+void ports(std::ostream& out, const Style& style, const Json& r) {
+  if (r.empty()) out << "no ports\n";
+  for (const Json& p : r) {
+    const bool up = p["link"] == "up";
+    std::string text = up ? "up" : style.bad(textOf(p["link"]));
+    if (!p["role"].is_null()) text += ", " + textOf(p["role"]);
+    if (!p["mac"].is_null()) {
+      text += ", " + textOf(p["mac"]) + ", MTU " + textOf(p["mtu"]) + ", index " +
+              textOf(p["ifindex"]);
+    }
+    out << style.bold(textOf(p["port"])) << "  " << text << '\n';
+    application(out, "mvrp", p["mvrp"]);
+    application(out, "msrp", p["msrp"]);
+  }
+}
+
+// --- vlans ---------------------------------------------------------------------------------------
+
+// VLANs that are alike stand in one row.
+void vlans(std::ostream& out, const Style& style, const Json& r) {
+  std::vector<std::pair<std::vector<std::string>, Mrp::VlanSet>> rows;
+  std::map<std::vector<std::string>, std::size_t> places;
+  for (const Json& v : r) {
+    const std::string states = v["applicant"].is_null()
+                                   ? "-"
+                                   : textOf(v["applicant"]) + "/" + textOf(v["registrar"]);
+    std::vector<std::string> row{textOf(v["port"]),    yes(v["registered"]), yes(v["declared"]),
+                                 yes(v["programmed"]), textOf(v["registration"]), states};
+    const auto [place, isNew] = places.try_emplace(row, rows.size());
+    if (isNew) rows.emplace_back(std::move(row), Mrp::VlanSet());
+    rows[place->second].second.put(v["vlan"].get<std::uint16_t>(), true);
+  }
+  TextTable table(
+      {"PORT", "REGISTERED", "DECLARED", "PROGRAMMED", "REGISTRATION", "STATE", "VLANS"});
+  for (auto& [row, set] : rows) {
+    row.push_back(Daemon::rangesText(set));
+    table.row(std::move(row));
+  }
+  table.print(out, style);
+}
+
+// --- streams and domains -------------------------------------------------------------------------
+
+std::string talkerText(const Style& style, const Json& t) {
+  std::string text = textOf(t["kind"]) + " " + textOf(t["applicant"]) + "/" +
+                     textOf(t["registrar"]) + ": to " + textOf(t["dmac"]) + " in VLAN " +
+                     textOf(t["vlanId"]) + ", " + textOf(t["maxIntervalFrames"]) + " x " +
+                     textOf(t["maxFrameSize"]) + " octets an interval";
+  if (t["bandwidth"].is_number()) text += ", " + rateText(t["bandwidth"].get<std::uint64_t>());
+  text += ", priority " + textOf(t["priority"]) + ", rank " + textOf(t["rank"]) + ", latency " +
+          textOf(t["accumulatedLatency"]) + " ns";
+  if (!t["failureCode"].is_null()) {
+    text += ", " +
+            style.bad("failure " + textOf(t["failureCode"]) + " (" + textOf(t["failure"]) + ")") +
+            " at bridge " + textOf(t["bridgeId"]);
+  }
+  return text;
+}
+
+void streams(std::ostream& out, const Style& style, const Json& r) {
+  if (r.empty()) out << "no streams\n";
+  for (const Json& s : r) {
+    out << style.bold(textOf(s["port"])) << "  " << textOf(s["streamId"]) << '\n';
+    constexpr std::size_t kIndent = 12;
+    if (s["talker"].is_object()) {
+      printWrapped(out, "  talker    ", kIndent, talkerText(style, s["talker"]));
+    }
+    const Json& l = s["listener"];
+    if (l.is_object()) {
+      printWrapped(out, "  listener  ", kIndent,
+                   textOf(l["event"]) + " " + textOf(l["applicant"]) + "/" +
+                       textOf(l["registrar"]));
+    }
+  }
+}
+
+void domains(std::ostream& out, const Style& style, const Json& r) {
+  TextTable table({"PORT", "CLASS", "PRIORITY", "VLAN", "OURS", "THEIRS"});
+  for (const Json& d : r) {
+    const auto id = d["srClassId"].get<unsigned>();
+    const std::string name = id <= 6 ? std::string(" (") + static_cast<char>('A' + 6 - id) + ")" : "";
+    table.row({textOf(d["port"]), textOf(d["srClassId"]) + name, textOf(d["srClassPriority"]),
+               textOf(d["srClassVID"]), yes(d["ours"]), yes(d["theirs"])});
+  }
+  table.print(out, style);
+}
+
+// --- attributes, counters, timers ----------------------------------------------------------------
+
+void attributes(std::ostream& out, const Style& style, const Json& r) {
+  TextTable table({"PORT", "APPLICATION", "TYPE", "KEY", "STATE", "VALUE"});
+  for (const Json& a : r) {
+    table.row({textOf(a["port"]), textOf(a["application"]), textOf(a["type"]), textOf(a["key"]),
+               textOf(a["applicant"]) + "/" + textOf(a["registrar"]), textOf(a["value"])});
+  }
+  table.print(out, style);
+}
+
+void counters(std::ostream& out, const Style& style, const Json& r) {
+  const Json& rows = r.is_object() ? r["ports"] : r;
+  std::vector<std::string> headings{"PORT", "", ""};
+  if (!rows.empty()) {
+    for (const auto& [event, count] : rows[0]["events"]["received"].items()) {
+      headings.push_back(event);
+    }
+  }
+  headings.insert(headings.begin() + 3, "FRAMES");
+  TextTable table(headings);
+  for (const Json& row : rows) {
+    for (const char* direction : {"received", "sent"}) {
+      std::vector<std::string> cells{textOf(row["port"]), textOf(row["application"]), direction,
+                                     textOf(row["frames"][direction])};
+      for (const auto& [event, count] : row["events"][direction].items()) {
+        cells.push_back(textOf(count));
+      }
+      table.row(std::move(cells));
+    }
+  }
+  table.print(out, style);
+  for (const Json& row : rows) {
+    std::string text;
+    for (const char* name : {"filtered", "dropped", "sendErrors"}) {
+      if (row["frames"][name] != 0) {
+        text += (text.empty() ? "" : ", ") + std::string(name) + " " + textOf(row["frames"][name]);
+      }
+    }
+    const Json discards = row.value("discards", Json::object());
+    for (const auto& [reason, count] : discards.items()) {
+      text += (text.empty() ? "" : ", ") + reason + " " + textOf(count);
+    }
+    if (!text.empty()) line(out, textOf(row["port"]) + " " + textOf(row["application"]), text);
+  }
+  if (!r.is_object()) return;
+  for (const Json& engine : r["engines"]) {
+    std::string text;
+    for (const auto& [name, count] : engine.items()) {
+      if (name == "application") continue;
+      text += (text.empty() ? "" : ", ") + name + " " + textOf(count);
+    }
+    line(out, "engine " + textOf(engine["application"]), text);
+  }
+}
+
+void timers(std::ostream& out, const Style& style, const Json& r) {
+  TextTable table({"PORT", "APPLICATION", "TYPE", "LEAVEALL", "DUE IN"});
+  for (const Json& t : r) {
+    table.row({textOf(t["port"]), textOf(t["application"]), textOf(t["type"]),
+               secondsText(t["leaveAllTime"]), secondsText(t["due"])});
+  }
+  table.print(out, style);
+}
+
+constexpr std::array kMethods{
+    ShowMethod{"status", "The agent itself", status},
+    ShowMethod{"ports", "Ports with their roles, times and VLANs", ports},
+    ShowMethod{"vlans", "VLANs with their states", vlans},
+    ShowMethod{"streams", "Streams: talkers and listeners", streams},
+    ShowMethod{"domains", "SR class domains, ours and the neighbours'", domains},
+    ShowMethod{"attributes", "Every attribute as the engines hold it", attributes},
+    ShowMethod{"counters", "Frames and events by port", counters},
+    ShowMethod{"timers", "When LeaveAlls are due", timers},
+};
+
+}  // namespace
+
+const ShowMethod* showMethods(std::size_t& count) {
+  count = kMethods.size();
+  return kMethods.data();
+}
+
+std::string rateText(std::uint64_t bitsPerSecond) {
+  const auto rate = static_cast<double>(bitsPerSecond);
+  if (bitsPerSecond >= 1000000000) return fixedText(rate / 1e9, 3) + " Gbit/s";
+  if (bitsPerSecond >= 1000000) return fixedText(rate / 1e6, 3) + " Mbit/s";
+  if (bitsPerSecond >= 1000) return fixedText(rate / 1e3, 3) + " kbit/s";
+  return std::to_string(bitsPerSecond) + " bit/s";
+}
+
+std::string durationText(double seconds) {
+  const auto whole = static_cast<std::uint64_t>(seconds < 0 ? 0 : seconds);
+  const std::uint64_t minutes = whole / 60;
+  const std::uint64_t hours = minutes / 60;
+  const std::uint64_t days = hours / 24;
+  if (days > 0) return std::to_string(days) + " d " + std::to_string(hours % 24) + " h";
+  if (hours > 0) return std::to_string(hours) + " h " + std::to_string(minutes % 60) + " min";
+  if (minutes > 0) return std::to_string(minutes) + " min " + std::to_string(whole % 60) + " s";
+  return fixedText(seconds, 1) + " s";
+}
+
+std::string eventText(const Json& event) {
+  std::string text = fixedText(event.value("time", 0.0), 6) + " " + textOf(event["kind"]);
+  for (const auto& [name, value] : event.items()) {
+    if (name == "time" || name == "kind") continue;
+    text += " " + name + "=" + (value.is_array() ? joined(value) : textOf(value));
+  }
+  return text;
+}
+
+}  // namespace Cli

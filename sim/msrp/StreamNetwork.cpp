@@ -1,0 +1,282 @@
+#include "sim/msrp/StreamNetwork.h"
+
+#include <sstream>
+
+#include "agent/msrp/MsrpBridge.h"
+#include "agent/msrp/StreamSwitch.h"
+#include "mrp/MrpSm/Engine.h"
+#include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpCounters.h"
+#include "mrp/types/MrpStatus.h"
+
+namespace Sim {
+namespace {
+
+using Mrp::MrpThreePackedEvent;
+using Platform::makePtr;
+
+constexpr std::uint8_t kTypes = 3;  // whose declarations are compared
+constexpr Mrp::BitsPerSecond kNarrow = 100'000'000;
+
+// Value of a type and stream, as one side sees it.
+using Seen = std::map<std::pair<std::uint8_t, std::uint64_t>, std::vector<std::uint8_t>>;
+
+class Msrp : public Application {
+ public:
+  ~Msrp() override { engine_ = nullptr; }  // before what it works on
+
+  Seen declared(IntfId intf) const {
+    return seen(intf, [](const Mrp::MrpAttrDatabase& r) {
+      return r.applicantState() == Mrp::MrpApplicantState::qa ||
+             r.applicantState() == Mrp::MrpApplicantState::qp;
+    });
+  }
+  Seen registered(IntfId intf) const {
+    return seen(intf, [](const Mrp::MrpAttrDatabase& r) {
+      return r.registrarState() != Mrp::MrpRegistrarState::mt;
+    });
+  }
+  bool malformed() const { return engine_->counters()->numOfMalformedPkts() > 0; }
+
+ protected:
+  void startEngine(Ptr<Mrp::MrpLib> lib, Switch& sw) {
+    lib_ = std::move(lib);
+    const auto config = makePtr<Mrp::MrpConfig>();
+    config->recommendedLimitsAre();
+    config->wholeTalkersInSequenceIs(true);
+    engine_ = Mrp::engineFactory({.brConfig = sw.bridgingConfig(),
+                                  .mrpLib = lib_.get(),
+                                  .mrpConfig = config,
+                                  .mrpStatus = makePtr<Mrp::MrpStatus>(),
+                                  .stpStatus = sw.stpStatus(),
+                                  .brTopoConfig = sw.bridgingTopologyConfig(),
+                                  .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
+                                  .entityManager = sw.stateDatabase()});
+  }
+  Mrp::MrpLib& lib() const { return *lib_; }
+
+ private:
+  template <class Wanted>
+  Seen seen(IntfId intf, Wanted wanted) const {
+    Seen all;
+    for (std::uint8_t type = 1; type <= kTypes; ++type) {
+      engine_->walkRecords(intf, type, [&](const Mrp::MrpAttrDatabase& r) {
+        if (!wanted(r)) return;
+        all[{type, r.attributeKey()}] = {r.value().begin(), r.value().end()};
+      });
+    }
+    return all;
+  }
+
+  Ptr<Mrp::MrpLib> lib_;
+  Ptr<Mrp::Engine> engine_;
+};
+
+class Bridge final : public Msrp {
+ public:
+  Bridge(Switch& sw, std::uint64_t& told, std::string& fault)
+      : bridge_(makePtr<Mrp::MsrpBridge>(forwarding_, sw.clock())) {
+    forwarding_.onSlope = [&](IntfId intf, Mrp::SrClass, Mrp::BitsPerSecond) {
+      ++told;
+      const Mrp::BitsPerSecond sum =
+          forwarding_.slope(intf, Mrp::SrClass::a) + forwarding_.slope(intf, Mrp::SrClass::b);
+      if (sum > forwarding_.streamPort(intf).rate / 100 * 75) fault = "a port above its limit";
+    };
+    forwarding_.onReservation = [&](auto...) { ++told; };
+    forwarding_.onBoundary = [&](auto...) { ++told; };
+    startEngine(bridge_, sw);
+    bridge_->start();
+  }
+  void rateIs(IntfId intf, Mrp::BitsPerSecond rate) {
+    Mrp::StreamPort port = forwarding_.streamPort(intf);
+    port.rate = rate;
+    port.ofClass[0].maxLatency = 1000;
+    forwarding_.portIs(intf, port);
+  }
+  void portUp(IntfId intf) override { bridge_->portIs(intf); }
+  void portDown(IntfId intf, Down how) override {
+    if (how == Down::disabled) bridge_->portDel(intf);
+  }
+  std::string review() const { return bridge_->propagation().review(); }
+  std::size_t reservations() const { return forwarding_.reservations().size(); }
+
+ private:
+  Mrp::StreamSwitch forwarding_;
+  Ptr<Mrp::MsrpBridge> bridge_;
+};
+
+// One whose port is down has nobody to tell; it declares when the port is back.
+class Station final : public Msrp {
+ public:
+  Station(Switch& sw, const StreamNetwork::Says& says) : says_(says) {
+    Ptr<Mrp::MrpLib> made = Mrp::mrpLibFactory();
+    made->applicationIs(Mrp::MrpApplication::msrp);
+    made->applicationMacAddrIs(Platform::EthAddr::fromNumber(0x0180C200000E));
+    made->applicationEtypeIs(0x22EA);
+    startEngine(made, sw);
+  }
+  void portUp(IntfId intf) override {
+    up_ = true;
+    lib().mrpInterfaceEnable(intf);
+    for (std::size_t c = Mrp::kSrClasses; c-- > 0;) {
+      const Mrp::SrClassInfo& info = Mrp::kSrClassTable[c];
+      lib().msrpDomainVectorTxIs({static_cast<std::uint8_t>(info.id), info.priority, info.vid});
+      send(4, MrpThreePackedEvent::joinIn);
+    }
+    for (const auto& [id, value] : says_.talks) request(1, id, MrpThreePackedEvent::newEvent);
+    for (const auto& [id, event] : says_.listens) request(3, id, MrpThreePackedEvent::newEvent);
+  }
+  void portDown(IntfId intf, Down) override {
+    up_ = false;
+    lib().mrpInterfaceDisable(intf);
+  }
+  void request(std::uint8_t type, std::uint64_t id, MrpThreePackedEvent event) {
+    if (!up_) return;
+    if (event == MrpThreePackedEvent::lv) lib().mrpTransmitTxAttributes(portId(1));
+    if (type == 1) {
+      const auto found = says_.talks.find(id);
+      lib().msrpTalkerAdvertiseTx().streamId = id;
+      if (found != says_.talks.end()) lib().msrpTalkerAdvertiseTxIs(found->second);
+    } else {
+      Mrp::MsrpListenerAttribute value;
+      value.streamId = id;
+      const auto found = says_.listens.find(id);
+      if (found != says_.listens.end()) value.listenerEventIs(found->second);
+      lib().msrpListenerVectorTxIs(value);
+    }
+    send(type, event);
+  }
+
+ private:
+  void send(std::uint8_t type, MrpThreePackedEvent event) {
+    const IntfId intf = portId(1);
+    lib().mrpOutIntfQueueEnq(intf);
+    lib().mrpSendAttribute({.intfId = intf,
+                            .attributeType = type,
+                            .attributeEvent = static_cast<std::uint8_t>(event)});
+  }
+
+  const StreamNetwork::Says& says_;
+  bool up_ = false;
+};
+
+}  // namespace
+
+StreamNetwork::StreamNetwork(Topology& topology, const WireOptions& fate, std::uint64_t seed,
+                             double narrow)
+    : Fabric(topology, fate, seed), stations_(static_cast<std::size_t>(topology.stations)) {
+  Random random(seed);
+  for (std::size_t l = 0; l < topology.links.size(); ++l) {
+    narrow_.push_back(random.chance(narrow) ? 1 : 0);
+  }
+  start([this](int node, Switch& sw) { return make(node, sw); });
+}
+
+std::unique_ptr<Application> StreamNetwork::make(int node, Switch& sw) {
+  if (!topology().isBridge(node)) {
+    const int station = node - topology().bridges;
+    return std::make_unique<Station>(sw, stations_[static_cast<std::size_t>(station)]);
+  }
+  sw.bridgingConfig()->bridgeMacAddrIs(
+      Platform::EthAddr::fromNumber(0x020000000000u + static_cast<unsigned>(node) * 256u));
+  auto bridge = std::make_unique<Bridge>(sw, told_, fault_);
+  for (std::size_t l = 0; l < topology().links.size(); ++l) {
+    const Link& link = topology().links[l];
+    for (int end : {0, 1}) {
+      if (link.node[end] != node) continue;
+      const bool between = topology().isBridge(link.node[1 - end]);
+      bridge->rateIs(portId(link.port[end]), between && narrow_[l] > 0 ? kNarrow : 10 * kNarrow);
+    }
+  }
+  return bridge;
+}
+
+// --- Stations ------------------------------------------------------------------------------------
+
+void StreamNetwork::talk(int station, const Mrp::MsrpTalkerAdvertiseAttribute& value) {
+  stations_[static_cast<std::size_t>(station)].talks[keyOf(value)] = value;
+  request(station, 1, keyOf(value), MrpThreePackedEvent::newEvent);
+}
+
+void StreamNetwork::hush(int station, StreamId id) {
+  stations_[static_cast<std::size_t>(station)].talks.erase(id);
+  request(station, 1, id, MrpThreePackedEvent::lv);
+}
+
+void StreamNetwork::listen(int station, StreamId id, Mrp::MsrpListenerEvent event) {
+  stations_[static_cast<std::size_t>(station)].listens[id] = event;
+  request(station, 3, id, MrpThreePackedEvent::newEvent);
+}
+
+void StreamNetwork::leave(int station, StreamId id) {
+  stations_[static_cast<std::size_t>(station)].listens.erase(id);
+  request(station, 3, id, MrpThreePackedEvent::lv);
+}
+
+void StreamNetwork::request(int station, std::uint8_t type, StreamId id,
+                            MrpThreePackedEvent event) {
+  static_cast<Station*>(application(topology().bridges + station))->request(type, id, event);
+}
+
+// --- Looking on ----------------------------------------------------------------------------------
+
+// A blocked port neither declares nor has what is registered on it looked at.
+std::string StreamNetwork::disagreement() const {
+  std::ostringstream text;
+  for (const Link& l : topology().links) {
+    if (!l.up) continue;
+    bool forwards = true;
+    for (int end : {0, 1}) {
+      forwards &= !topology().isBridge(l.node[end]) || forwarding(l.role[end]);
+    }
+    if (!forwards) continue;
+    for (int end : {0, 1}) {
+      const auto* from = static_cast<const Msrp*>(application(l.node[end]));
+      const auto* to = static_cast<const Msrp*>(application(l.node[1 - end]));
+      if (!from || !to) continue;
+      const Seen declared = from->declared(portId(l.port[end]));
+      const Seen registered = to->registered(portId(l.port[1 - end]));
+      if (declared == registered) continue;
+      text << "node " << l.node[end] << " declares " << declared.size() << ", node "
+           << l.node[1 - end] << " has " << registered.size();
+      for (const auto& [key, value] : declared) {
+        const auto found = registered.find(key);
+        if (found != registered.end() && found->second == value) continue;
+        text << (found == registered.end() ? " lacks " : " has another ")
+             << static_cast<int>(key.first) << ":" << key.second;
+      }
+      for (const auto& [key, value] : registered) {
+        if (!declared.contains(key)) {
+          text << " still has " << static_cast<int>(key.first) << ":" << key.second;
+        }
+      }
+      text << "; ";
+    }
+  }
+  return std::move(text).str();
+}
+
+std::string StreamNetwork::inconsistency() const {
+  if (!fault_.empty()) return fault_;
+  for (int n = 0; n < topology().nodes(); ++n) {
+    const auto* msrp = static_cast<const Msrp*>(application(n));
+    if (!msrp) continue;
+    if (msrp->malformed()) return "node " + std::to_string(n) + ": malformed MRPDU";
+    if (!topology().isBridge(n)) continue;
+    const std::string faults = static_cast<const Bridge*>(msrp)->review();
+    if (!faults.empty()) return "bridge " + std::to_string(n) + ": " + faults;
+  }
+  return {};
+}
+
+std::size_t StreamNetwork::reservations() const {
+  std::size_t sum = 0;
+  for (int n = 0; n < topology().bridges; ++n) {
+    if (const auto* bridge = static_cast<const Bridge*>(application(n))) {
+      sum += bridge->reservations();
+    }
+  }
+  return sum;
+}
+
+}  // namespace Sim
