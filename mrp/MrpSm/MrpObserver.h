@@ -30,9 +30,10 @@ class MRP_API MrpObserver {
     std::span<const std::uint8_t> octets;
   };
 
-  // One attribute event of an MRPDU; `event` is an MrpThreePackedEvent 0..5 (a peer may send no
-  // other). For a LeaveAll `leaveAll` is set, and key and event are 0 and kLeaveAllEvent. A sent
-  // event is told when it is encoded, once for each of the port's two open packets.
+  // One attribute event of an MRPDU; `event` is an MrpThreePackedEvent 0..5, or 6 or 7, which mean
+  // nothing, where a peer has packed an octet above 215. For a LeaveAll `leaveAll` is set, and key
+  // and event are 0 and kLeaveAllEvent. A sent event is told when it is encoded, once for each of
+  // the port's two open packets.
   struct Event {
     Direction direction;
     bool leaveAll;
@@ -44,9 +45,9 @@ class MRP_API MrpObserver {
   // A machine took an event. States and event are numbers of MrpApplicantState and
   // MrpApplicantEvent, or MrpRegistrarState and MrpRegistrarEvent; `from` and `to` may be equal.
   // `from` is the last `to` of the machine and attribute, but for what happens without an event:
-  // both machines of a record start at VO and MT when it is new, revived, or put back to rest; those
-  // of a record that an earlier engine left in the status start where that one was; a join that the
-  // application discards leaves the Registrar at MT.
+  // both machines of a record start at VO and MT when it is new, revived, or put back to rest;
+  // those of a record that an earlier engine left in the status start where that one was; a join
+  // that the application discards leaves the Registrar at MT.
   struct Transition {
     Machine machine;
     std::uint8_t from;

@@ -1,4 +1,5 @@
-// Range errors: they reach the caller with their text, and whatever they interrupt is left in order.
+// Range errors: they reach the caller with their text, and whatever they interrupt is left in
+// order.
 
 #include <stdexcept>
 
@@ -101,7 +102,9 @@ TEST_F(RangeErrorTest, LeaveAllsOfAFrameEndWithIt) {
 TEST_F(RangeErrorTest, ValuesThatDoNotFitAreRefusedAndNotWritten) {
   st.receive(port, vlans(10, {JoinIn}));
   const Described record = described(*st.record(port, 1, 10));
-  EXPECT_EQ(raised([&] { attributeValueIs(record, "attributeValue", Value::Octets{1, 2, 3}); }),
+  EXPECT_EQ(raised([&] {
+              attributeValueIs(record, "attributeValue", Value::Octets{1, 2, 3});
+            }),
             kIndexText);
   EXPECT_EQ(raised([&] { st.record(port, 1, 10)->attributeValueIs(ValueIndex(2), 1); }),
             kIndexText);

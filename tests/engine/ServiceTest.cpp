@@ -36,10 +36,14 @@ const Call kOnAnActiveEngine[] = {
 class ServiceTest : public EngineTest {
  protected:
   Engine::Inputs inputs(MrpLib& served, bool standby = false) {
-    return {st.sw->bridgingConfig(),     &served,
-            st.config,                   st.status,
-            st.sw->stpStatus(),          st.sw->bridgingTopologyConfig(),
-            st.sw->ethPhyIntfStatusDir(), st.sw->stateDatabase(),
+    return {st.sw->bridgingConfig(),
+            &served,
+            st.config,
+            st.status,
+            st.sw->stpStatus(),
+            st.sw->bridgingTopologyConfig(),
+            st.sw->ethPhyIntfStatusDir(),
+            st.sw->stateDatabase(),
             standby};
   }
   static Ptr<MrpLib> vlanService() {

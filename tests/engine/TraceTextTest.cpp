@@ -60,7 +60,8 @@ TEST_F(TraceTextTest, NamesOfPortsStandOpen) {
   st.roleIs(port, Role::root);
   EXPECT_EQ(take("MrpSm::handleRole(").back(), "MrpSm::handleRole( one, Cist, port1");
   st.engine->sendLeaveAll(port);
-  const Texts asked{"MrpPamSm::transmitAllLeaveAll( port1", "MrpIntfPamSm::transmitAllLeaveAll( port1"};
+  const Texts asked{"MrpPamSm::transmitAllLeaveAll( port1",
+                    "MrpIntfPamSm::transmitAllLeaveAll( port1"};
   for (const std::string& line : asked) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), line), 1) << line;
   }
@@ -82,8 +83,9 @@ TEST_F(TraceTextTest, TimesAreToldInFull) {
   EXPECT_EQ(take("Leave timer will expire at"),
             Texts{"Leave timer will expire at: 100800.7 {port1 1 10}"});
   st.receive(port, vlans(0, {}, true));
-  EXPECT_EQ(take(" txLeaveAll repunched"),
-            Texts{" txLeaveAll repunched now = 100800.1 at = 100810.1 for type = 1 on intf = port1"});
+  EXPECT_EQ(
+      take(" txLeaveAll repunched"),
+      Texts{" txLeaveAll repunched now = 100800.1 at = 100810.1 for type = 1 on intf = port1"});
 }
 
 // At set-up the delete machine alone asks for a review; switching notifications on asks for none,

@@ -86,7 +86,8 @@ void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
 inline MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject, Cause cause) {
   const AttributeTypeInfo* type = subject.types->info();
   const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
-  if (!type || type->own || !subject.record->valueEquals(received)) return joinChanged(subject, cause);
+  if (!type || type->own || !subject.record->valueEquals(received))
+    return joinChanged(subject, cause);
   env_.counters->numOfJoinIndicationsInc();
   return Outcome::quiet;
 }
