@@ -59,8 +59,10 @@ lifetimes: build
 
 check: build check-hardening
 	scripts/check-layering
+	scripts/check-headers
 	scripts/check-format
-	scripts/check-exports build/lib/libmrp.so
+	@scripts/install-packages clang
+	scripts/check-exports build
 	scripts/check-consumer build
 
 check-hardening: build

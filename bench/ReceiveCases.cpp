@@ -6,6 +6,7 @@
 #include "bench/Ideal.h"
 #include "bench/ReceiveRefresh.h"
 #include "bench/baseline.h"
+#include "mrp/MrpSm/MrpObserver.h"
 
 namespace Bench {
 namespace {
@@ -16,6 +17,14 @@ void receiveAllBaseline(ReceiveBaseline& baseline, const std::vector<PlainMap>& 
                         const Octets& packed) {
   for (const PlainMap& map : maps) baseline.pdu(map, 1, packed, kVlans);
 }
+
+// Counts what it is told.
+class Facts final : public Mrp::MrpObserver {
+ public:
+  void event(const Event&) override { ++events; }
+  void transition(const Transition&) override { ++transitions; }
+  std::uint64_t events = 0, transitions = 0;
+};
 
 }  // namespace
 
@@ -36,6 +45,16 @@ Cost RefreshedNetwork::pass(std::size_t passes) {
   check(network_.engine().counters()->numOfJoinIndications() - before == events,
         "joins of registered VLANs");
   return cost / static_cast<double>(events);
+}
+
+Cost RefreshedNetwork::observed() {
+  Facts facts;
+  network_.engine().observerIs(&facts);
+  const Cost cost = pass(1);
+  network_.engine().observerIs(nullptr);
+  const auto events = network_.ports().size() * vlans_;
+  check(facts.events == events && facts.transitions == 2 * events, "facts told of each join");
+  return cost;
 }
 
 Cost RefreshedNetwork::refused() {
@@ -59,6 +78,7 @@ std::vector<Row> receiveRefresh(const Extent& extent) {
   ReceiveBaseline baseline(kVlans);
   Rounds row("receive-refresh");
   Rounds againstIdeal("receive-refresh/ideal");
+  Rounds observed("receive-refresh/observed");
   Rounds refused("receive-refresh/refused");
   for (int i = 0; i < extent.rounds; ++i) {
     const Cost base =
@@ -69,11 +89,12 @@ std::vector<Row> receiveRefresh(const Extent& extent) {
     const Cost refresh = network.pass(1);
     row.add(base, refresh);
     againstIdeal.add(least, refresh);
+    observed.add(refresh, network.observed());
     refused.add(refresh, network.refused());
   }
   check(ideal.registered() == extent.ports * kVlans && ideal.frames() == 0,
         "VLANs registered by the prototype, nothing sent");
-  return {row.row(), againstIdeal.row(), refused.row()};
+  return {row.row(), againstIdeal.row(), observed.row(), refused.row()};
 }
 
 namespace {

@@ -11,6 +11,8 @@ class RefreshedNetwork {
   RefreshedNetwork(std::size_t ports, std::uint16_t vlans);
   // For an attribute when the frame is received on every port, `passes` times.
   Cost pass(std::size_t passes);
+  // The same with an observer who counts.
+  Cost observed();
   // The same for as many VLANs beyond the limit.
   Cost refused();
 

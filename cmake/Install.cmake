@@ -3,12 +3,29 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/mrp)
 
-foreach(room agent/mvrp mrp platform)
+# Faces only: what an installed header declares, an installed library has (scripts/check-exports).
+function(mrp_install_headers)
+  foreach(header IN LISTS ARGN)
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES ${PROJECT_SOURCE_DIR}/${header}
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp/${folder})
+  endforeach()
+endfunction()
+
+foreach(room agent/bridge agent/msrp agent/mvrp mrp/types platform)
   cmake_path(GET room PARENT_PATH above)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp/${above}
     FILES_MATCHING PATTERN "*.h")
 endforeach()
+mrp_install_headers(
+  mrp/MrpMsrp/MsrpValues.h mrp/MrpMsrp/MsrpViews.h mrp/MrpMsrp/PktView.h
+  mrp/MrpMvrp/MvrpValues.h mrp/MrpMvrp/MvrpViews.h)
+file(GLOB engine_faces CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/mrp/MrpSm/*.h)
+# The root, for those who want the engine's operations by their names, and what these headers include.
+mrp_install_headers(${engine_faces}
+  mrp/MrpSm/engine/MrpSm.h mrp/MrpSm/db/MrpAttrIter.h
+  mrp/MrpSm/pdu/TxPackets.h mrp/MrpSm/pdu/MrpTxPacketContext.h)
 
 install(TARGETS mrp EXPORT mrpTargets)
 foreach(library mrp_agent mrp_host mrp_embedded mrp_linux)

@@ -76,16 +76,20 @@ struct Bridge {
       : platform(clock), agent(makePtr<MvrpAgent>(name, clock)) {
     platform.bridgingConfig()->bridgeMacAddrIs(EthAddr::fromNumber(mac));
     port = platform.portIs("port1", EthAddr::fromNumber(mac + 1));
-    engine = Mrp::mrpSmFactory(platform.bridgingConfig(), agent.get(), makePtr<Mrp::MrpConfig>(),
-                               makePtr<Mrp::MrpStatus>(), platform.stpStatus(),
-                               platform.bridgingTopologyConfig(), platform.ethPhyIntfStatusDir(),
-                               platform.stateDatabase(), /*standbyMode=*/false);
+    engine = Mrp::engineFactory({.brConfig = platform.bridgingConfig(),
+                                 .mrpLib = agent.get(),
+                                 .mrpConfig = makePtr<Mrp::MrpConfig>(),
+                                 .mrpStatus = makePtr<Mrp::MrpStatus>(),
+                                 .stpStatus = platform.stpStatus(),
+                                 .brTopoConfig = platform.bridgingTopologyConfig(),
+                                 .ethPhyIntfStatusDir = platform.ethPhyIntfStatusDir(),
+                                 .entityManager = platform.stateDatabase()});
     agent->mrpInterfaceEnable(port);
   }
 
   Platform::Embedded::Switch platform;
   Ptr<MvrpAgent> agent;
-  Ptr<Mrp::MrpSm> engine;
+  Ptr<Mrp::Engine> engine;
   IntfId port;
 };
 

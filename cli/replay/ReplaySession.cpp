@@ -67,6 +67,7 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
   if (options.bridge) designatePorts();
   preload();
   createEngine(options.standby);
+  engine_->observerIs(options.observer);
   application_->start();
   enablePorts();
 }

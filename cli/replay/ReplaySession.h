@@ -27,6 +27,8 @@ struct ReplayOptions {
   // Lines up to this level go to `trace`.
   int traceLevel = 0;
   std::function<void(Platform::Seconds, const Platform::Trace::Entry&)> trace;
+  // Not owned, may be null; outlives the session.
+  Mrp::MrpObserver* observer = nullptr;
 };
 
 // One switch with one engine, on virtual time. The inputs and outputs outlive it.

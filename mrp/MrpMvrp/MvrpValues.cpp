@@ -12,12 +12,4 @@ std::optional<MvrpVlanAttribute> parseMvrpVlanAttribute(std::string_view text) {
   });
 }
 
-void traceVlanVector(const MvrpVlanAttribute& value, Platform::Trace& trace) {
-  MRP_TRACE(trace, 8, " Vlan vector = " << value);
-}
-
-bool parseVlan(Platform::PktReader& reader, MvrpVlanAttribute& value) {
-  return reader.octets(&value, sizeof value);
-}
-
 }  // namespace Mrp

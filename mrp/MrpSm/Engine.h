@@ -36,7 +36,8 @@ class PeriodSource;
 class MRP_API Engine : public Platform::Entity {
  public:
   // What an engine works on. `stpStatus` may be null: roles are then not tracked. MrpLib is not
-  // owned; its application is set before, and an engine whose MrpLib ends first ends its work then.
+  // owned; its application is set before. An engine whose MrpLib ends first ends its work then, and
+  // is never active again.
   struct Inputs {
     Ptr<Platform::BridgingConfig> brConfig;
     MrpLib* mrpLib = nullptr;
@@ -58,7 +59,8 @@ class MRP_API Engine : public Platform::Entity {
   virtual bool active() const = 0;
   virtual void activate() = 0;
 
-  // The ports that have an open endpoint, and whether one was asked for (mrpInterfaceEnable).
+  // The ports that have an open endpoint, and whether one was asked for (mrpInterfaceEnable). There
+  // are no endpoints to ask for once the service object has ended.
   virtual Platform::PamCollection& endpoints() const = 0;
   virtual bool enabled(IntfId intf) const = 0;
 

@@ -53,6 +53,10 @@ class MrpAttrDatabase {
     valueSize_ = static_cast<std::uint8_t>(value.size());
     copyOctets(octets(), value.data(), value.size());
   }
+  // One octet of the value, 0 behind its end.
+  std::uint8_t attributeValue(ValueIndex index) const {
+    return index.value() < valueSize_ ? octets()[index.value()] : std::uint8_t{0};
+  }
   // Writes one octet, growing the value to hold it. Throws std::range_error from valueRoom() on.
   MRP_API void attributeValueIs(ValueIndex index, std::uint8_t octet);
   bool valueEquals(std::span<const std::uint8_t> value) const {
@@ -118,7 +122,7 @@ class MrpAttrDatabase {
   const std::uint8_t* octets() const { return const_cast<MrpAttrDatabase*>(this)->octets(); }
   std::vector<std::uint8_t> valueOctets() const { return {octets(), octets() + valueSize_}; }
   // Throws std::range_error when there are more than valueRoom().
-  void valueOctetsIs(const std::vector<std::uint8_t>& octets);
+  MRP_API void valueOctetsIs(const std::vector<std::uint8_t>& octets);
   // Tells the table, which counts.
   MRP_API void onlyDeclaredChanged();
 
@@ -138,5 +142,8 @@ static_assert(sizeof(MrpAttrDatabase) == 64, "one narrow record, one cache line"
 static_assert(MrpAttrDatabase::size(true) == 96);
 
 inline MrpAttrDatabase& MrpLeaveSm::record() { return MrpAttrDatabase::of(*this); }
+inline bool MrpLeaveSm::leavePendingHas(std::uint64_t key) {
+  return leavePending() && record().attributeKey() == key;
+}
 
 }  // namespace Mrp

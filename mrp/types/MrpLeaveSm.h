@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "platform/time/TimerWheel.h"
 
 namespace Mrp {
@@ -24,6 +26,8 @@ class MrpLeaveSm : public Platform::Timer {
   MrpAttrDatabase& record();
   bool explicitLeave() const { return kind() == kExplicitLeave; }
 
+  // Whether the leave of this key is pending on this timer.
+  bool leavePendingHas(std::uint64_t key);
   bool leavePending() const { return note() & kPending; }
   void leavePendingIs(bool pending) { bitIs(kPending, pending); }
   // Set while the expiry is being served; it may have been dropped meanwhile.

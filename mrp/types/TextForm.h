@@ -9,6 +9,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "platform/Export.h"
 #include "platform/reactor/Attributes.h"
 
 // Text forms of the value records: each prints one way, and its parser accepts that and no other
@@ -38,7 +39,7 @@ struct TextCodec {
 };
 
 // Reads a text from its front. What does not fit consumes nothing.
-class TextReader {
+class MRP_API TextReader {
  public:
   explicit TextReader(std::string_view text) : rest_(text) {}
 

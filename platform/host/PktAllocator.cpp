@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace Platform::Host {
@@ -35,7 +36,12 @@ class PktStore final : public PktPool {
     ++counters.returned;
     std::unique_ptr<Pkt> owned(pkt);
     const std::size_t cls = classOf(pkt->capacity());
-    if (cls < kCapacities.size()) free_[cls].push_back(std::move(owned));
+    if (cls == kCapacities.size()) return;
+    try {
+      free_[cls].push_back(std::move(owned));
+    } catch (const std::bad_alloc&) {
+      // Nobody waits for it: it goes instead of being kept.
+    }
   }
 
   PktAllocator::Counters counters;

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
+
+#include "platform/packet/EthAddr.h"
 
 // The layout of an Ethernet frame: destination, source, at most one tag, EtherType (IEEE 802.3
 // clause 3, IEEE 802.1Q clause 9). Offsets and lengths are in octets.
@@ -29,6 +33,13 @@ constexpr std::optional<std::size_t> etherTypeOffset(std::span<const std::uint8_
   if (u16(frame, kEtherType) != kTpid8021q) return kEtherType;
   if (frame.size() < kHeader + kTag) return std::nullopt;
   return kEtherType + kTag;
+}
+
+// The source address of a frame that has room for a header.
+inline EthAddr sourceOf(std::span<const std::uint8_t> frame) {
+  std::array<std::uint8_t, kAddress> octets;
+  std::memcpy(octets.data(), frame.data() + kSource, octets.size());
+  return EthAddr(octets);
 }
 
 }  // namespace Platform::EthFrame

@@ -49,6 +49,19 @@ TEST(EventPacking, NumberOfValuesCarriesIntoTheHighOctet) {
   EXPECT_EQ(open.data()[4 + 255 / 3], 36);
 }
 
+// Places behind the last value are whatever somebody has left there.
+TEST(EventPacking, WritesItsDigitWhateverStandsInTheUnusedPlaces) {
+  OpenPacket open;
+  open.context.curVectorIs(0);
+  open.write(0, {0x00, 0x01});
+  open.write(4, {1 * 36 + 5 * 6 + 5, 0xFF});
+  mrpPackThreePackedEvent(open.context, 1, 2, MrpApplication::mvrp);
+  EXPECT_EQ(open.octets(4, 1), (Octets{1 * 36 + 2 * 6 + 5}));
+  mrpPackThreePackedEvent(open.context, 1, 3, MrpApplication::mvrp);
+  mrpPackThreePackedEvent(open.context, 1, 4, MrpApplication::mvrp);
+  EXPECT_EQ(open.octets(4, 2), (Octets{1 * 36 + 2 * 6 + 3, 4 * 36}));
+}
+
 // Growth by hand for the first seven values, then every length up to two hundred values against a
 // vector written from scratch.
 TEST(EventPacking, ListenerVectorKeepsBothEventAreasContiguous) {

@@ -4,7 +4,7 @@
 #include <unordered_set>
 
 #include "mrp/MrpMsrp/MsrpFirstValue.h"
-#include "mrp/MrpMvrp/MvrpValues.h"
+#include "mrp/MrpMvrp/MvrpFirstValue.h"
 #include "mrp/types/MrpAttribute.h"
 #include "platform/log/Trace.h"
 #include "tests/codec/OpenPacket.h"

@@ -35,7 +35,12 @@ MrpAttrDatabase* Records::addPending(const MrpAttribute& attribute) {
       return known;
     }
     MrpAttrDatabase& record = of.pendingAddIs(key, known);
-    if (adds_) adds_->doUpdateReviewTimer();
+    try {
+      if (adds_) adds_->doUpdateReviewTimer();
+    } catch (...) {
+      of.pendingAddDel(record);  // nobody would ever commit it
+      throw;
+    }
     return &record;
   } catch (const std::bad_alloc&) {
     noMemory(attribute);

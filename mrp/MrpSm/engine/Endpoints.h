@@ -11,7 +11,8 @@
 namespace Mrp {
 
 // Names under which an engine publishes entities. Taken back at its end where they still stand for
-// its own: another engine may have published under the same name since.
+// its own: another engine may have published under the same name since. The table of devices is the
+// platform's and stays mounted, for every engine that uses it.
 class Publications {
  public:
   explicit Publications(Ptr<Platform::EntityManager> manager) : manager_(std::move(manager)) {}
@@ -20,8 +21,6 @@ class Publications {
   Publications& operator=(const Publications&) = delete;
 
   void add(const std::string& name, Ptr<Platform::Entity> entity);
-  // Notes what somebody else has published for this engine.
-  void note(const std::string& name, Ptr<Platform::Entity> entity);
 
  private:
   Ptr<Platform::EntityManager> manager_;
@@ -38,6 +37,10 @@ class Endpoints {
   Endpoints& operator=(const Endpoints&) = delete;
 
   const Ptr<Platform::IntfStatusDir>& allIntfStatus() const { return allIntfStatusDir_; }
+  const Ptr<Platform::IntfStatusDir>& allIntfStatusLocal() const { return allIntfStatusLocalDir_; }
+  const Ptr<Platform::DeviceIntfStatusDir>& devices() const { return deviceIntfStatusDir_; }
+  const Ptr<Platform::IntfStatusManagerRoot>& statusRoot() const { return intfStatusManagerRoot_; }
+  const Ptr<Platform::EthDevPamManager>& pamManager() const { return pamMan_; }
   const Ptr<Platform::DesiredIntfDir>& desired() const { return desiredIntfDir_; }
   const Ptr<Platform::PamCollection>& pams() const { return pamCollection_; }
   void hasNotificationActiveIs(bool active);

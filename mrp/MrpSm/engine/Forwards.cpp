@@ -37,15 +37,18 @@ void MrpSm::protocolVersionIs(std::uint8_t version) { rooms_->protocolVersion = 
 
 bool MrpSm::initialized() const { return rooms_->initialized; }
 
-Platform::DesiredIntfDir* MrpSm::desiredIntfDir() const {
-  return rooms_->endpoints ? rooms_->endpoints->desired().get() : nullptr;
-}
-Platform::PamCollection* MrpSm::pamCollection() const {
-  return rooms_->endpoints ? rooms_->endpoints->pams().get() : nullptr;
-}
-Platform::IntfStatusDir* MrpSm::allIntfStatusDir() const {
-  return rooms_->endpoints ? rooms_->endpoints->allIntfStatus().get() : nullptr;
-}
+#define MRP_ATTACHMENT(type, name, member)                                  \
+  Platform::type* MrpSm::name() const {                                     \
+    return rooms_->endpoints ? rooms_->endpoints->member().get() : nullptr; \
+  }
+MRP_ATTACHMENT(DesiredIntfDir, desiredIntfDir, desired)
+MRP_ATTACHMENT(PamCollection, pamCollection, pams)
+MRP_ATTACHMENT(IntfStatusDir, allIntfStatusDir, allIntfStatus)
+MRP_ATTACHMENT(IntfStatusDir, allIntfStatusLocalDir, allIntfStatusLocal)
+MRP_ATTACHMENT(DeviceIntfStatusDir, deviceIntfStatusDir, devices)
+MRP_ATTACHMENT(IntfStatusManagerRoot, intfStatusManagerRoot, statusRoot)
+MRP_ATTACHMENT(EthDevPamManager, pamMan, pamManager)
+#undef MRP_ATTACHMENT
 
 // --- Machines and scratch records ----------------------------------------------------------------
 

@@ -1,12 +1,14 @@
 #include "mrp/MrpSm/engine/MrpPamSm.h"
 
 #include <array>
+#include <utility>
 
 #include "mrp/MrpSm/MrpLib.h"
 #include "mrp/MrpSm/env/Environment.h"
 #include "mrp/MrpSm/rx/Receiver.h"
 #include "mrp/MrpSm/sm/MrpLeaveAllSm.h"
 #include "platform/Assert.h"
+#include "platform/packet/EthFrame.h"
 
 namespace Mrp {
 
@@ -134,9 +136,12 @@ void MrpPamSm::transmitAllLeaveAll(IntfId intf) {
 void MrpPamSm::floodMsrpdu(IntfId received, Ptr<Pkt> pkt) {
   MRP_ASSERT_TEXT(initialized_, "initialized()");
   MRP_TRACE(work_.env.trace, 8, "MrpPamSm::floodMsrpdu( " << received);
+  const auto octets = std::as_const(*pkt).octets();
+  const EthAddr source = Platform::EthFrame::sourceOf(octets);
   mrpIntfPamSm_.walk([&](IntfId intf, Ptr<MrpIntfPamSm>& sm) {
     if (intf == received) return;
     MRP_TRACE(work_.env.trace, 8, "Msrp Tx on " << intf);
+    work_.env.observe(&MrpObserver::frame, {MrpObserver::Direction::sent, intf, source, octets});
     sm->pam().txPktIs(pkt);
   });
 }

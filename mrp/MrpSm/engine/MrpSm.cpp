@@ -34,7 +34,10 @@ void MrpSm::activate() {
   handleStandbyMode();
 }
 
-Platform::PamCollection& MrpSm::endpoints() const { return *pamCollection(); }
+Platform::PamCollection& MrpSm::endpoints() const {
+  MRP_ASSERT_TEXT(pamCollection(), "the service object has not ended");
+  return *pamCollection();
+}
 
 bool MrpSm::enabled(IntfId intf) const {
   return desiredIntfDir() && desiredIntfDir()->intfDesired(intf);
@@ -53,7 +56,10 @@ std::optional<Seconds> MrpSm::leaveAllDue(const MrpLeaveAllKey& key) const {
   return port->leaveAllPending().at(key.attributeType).expiryTime;
 }
 
-void MrpSm::sendLeaveAll(IntfId intf) { mrpPamSm()->transmitAllLeaveAll(intf); }
+void MrpSm::sendLeaveAll(IntfId intf) {
+  MRP_ASSERT_TEXT(active(), "initialized() && !standbyMode()");
+  mrpPamSm()->transmitAllLeaveAll(intf);
+}
 const MrpCounters* MrpSm::counters() const { return rooms_->counters.get(); }
 Platform::Signal<IntfId>& MrpSm::onFrame() { return rooms_->onFrame; }
 bool MrpSm::frameInProgress() const { return rooms_->receiver && rooms_->receiver->busy(); }

@@ -13,8 +13,11 @@
 namespace Platform {
 class Clock;
 class DesiredIntfDir;
+class DeviceIntfStatusDir;
+class EthDevPamManager;
 class EventLog;
 class IntfStatusDir;
+class IntfStatusManagerRoot;
 class PktManager;
 class TimerWheel;
 class Trace;
@@ -87,9 +90,14 @@ class MRP_API MrpSm final : public Engine {
   void handleStandbyMode();
   void hasNotificationActiveIs(bool active) override;
   bool initialized() const;
+  // What the engine is attached to; null once its service object has ended.
   Platform::DesiredIntfDir* desiredIntfDir() const;
   Platform::PamCollection* pamCollection() const;
   Platform::IntfStatusDir* allIntfStatusDir() const;
+  Platform::IntfStatusDir* allIntfStatusLocalDir() const;
+  Platform::DeviceIntfStatusDir* deviceIntfStatusDir() const;
+  Platform::IntfStatusManagerRoot* intfStatusManagerRoot() const;
+  Platform::EthDevPamManager* pamMan() const;
 
   // --- Machines and scratch records; null in standby except mrpPamSm -----------------------------
   MrpPamSm* mrpPamSm() const;

@@ -34,11 +34,7 @@ Publications::~Publications() {
 
 void Publications::add(const std::string& name, Ptr<Platform::Entity> entity) {
   manager_->entityIs(name, entity);
-  note(name, std::move(entity));
-}
-
-void Publications::note(const std::string& name, Ptr<Platform::Entity> entity) {
-  if (entity) published_.emplace_back(name, std::move(entity));
+  published_.emplace_back(name, std::move(entity));
 }
 
 Endpoints::Endpoints(const Environment& env, const Engine::Inputs& inputs,
@@ -62,10 +58,8 @@ void Endpoints::attach(Platform::EntityManager& manager, Publications& publicati
   allIntfStatusLocalDir_ =
       entityAs<Platform::IntfStatusDir>(manager.entity("interface/status/local"));
   const std::string ns = manager.defaultNamespace();
-  const char* const devices = "deviceIntfStatusDirMsrp";
-  deviceIntfStatusDir_ = entityAs<Platform::DeviceIntfStatusDir>(
-      manager.shmTableIs("KernelNetInfo::Status", "kni/ns/" + ns + "/status", devices));
-  publications.note(devices, deviceIntfStatusDir_);
+  deviceIntfStatusDir_ = entityAs<Platform::DeviceIntfStatusDir>(manager.shmTableIs(
+      "KernelNetInfo::Status", "kni/ns/" + ns + "/status", "deviceIntfStatusDirMsrp"));
   intfStatusManagerRoot_ =
       manager.services().intfStatusManagerRoot(allIntfStatusDir_, allIntfStatusLocalDir_);
   intfStatusManagerRoot_->intfStatusManagerIs(ns);

@@ -1,5 +1,7 @@
 #include "mrp/MrpSm/engine/Rooms.h"
 
+#include <new>
+
 #include "mrp/MrpSm/PeriodSource.h"
 #include "platform/Assert.h"
 #include "platform/packet/Pam.h"
@@ -59,7 +61,7 @@ void EngineRooms::initialize(MrpSm& root, bool notifications) {
 // The attribute index needs no rebuilding: it is a view of the records that survived. The endpoints
 // are released last, so that no frame is received before every machine is in place.
 void EngineRooms::activate(bool notifications) {
-  if (standbyMode || active) return;
+  if (standbyMode || active || !inputs.mrpLib) return;
   createScratchRecords();
   createMachines(notifications);
   active = true;
@@ -158,13 +160,22 @@ void EngineRooms::readWaiting(IntfId intf) {
 
 // The copy is of what stands in the buffer: of a tagged frame, what its removal of the tag left.
 void EngineRooms::flood(IntfId received, const Pkt& frame) {
-  const Ptr<Pkt> copy = inputs.entityManager->services().pktManager().pktIs(0, frame.size());
-  if (!copy) {
-    MRP_TRACE(env.trace, 4, "Packet allocation failed for a flooded copy on " << received);
+  if (const Ptr<Pkt> copy = copyOf(frame)) {
+    mrpPamSm->floodMsrpdu(received, copy);
     return;
   }
-  copy->append(frame.octets());
-  mrpPamSm->floodMsrpdu(received, copy);
+  MRP_TRACE(env.trace, 4, "Packet allocation failed for a flooded copy on " << received);
+  env.discarded(MrpObserver::Reason::noPacket, {received, 0, 0});
+}
+
+Ptr<Pkt> EngineRooms::copyOf(const Pkt& frame) const {
+  try {
+    Ptr<Pkt> copy = inputs.entityManager->services().pktManager().pktIs(0, frame.size());
+    if (copy) copy->append(frame.octets());
+    return copy;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 }  // namespace Mrp

@@ -74,6 +74,8 @@ struct EngineRooms final : Inbox, Receiver::Port {
   [[no_unique_address]] PlaceHolder2 bug466865Padding2;
 
  private:
+  // Null when memory cannot be had.
+  Ptr<Pkt> copyOf(const Pkt& frame) const;
   void createScratchRecords();
   void createMachines(bool notifications);
   void connect();

@@ -14,12 +14,6 @@ namespace {
 
 namespace Frame = Platform::EthFrame;
 
-EthAddr sourceOf(const Pkt& frame) {
-  std::array<std::uint8_t, Frame::kAddress> octets;
-  std::memcpy(octets.data(), frame.data() + Frame::kSource, octets.size());
-  return EthAddr(octets);
-}
-
 }  // namespace
 
 void Receiver::receive(IntfId intf, Pkt& frame, const Listens& listens) {
@@ -27,8 +21,9 @@ void Receiver::receive(IntfId intf, Pkt& frame, const Listens& listens) {
             "Received frame on interface " << intf << " (length=" << frame.size() << ")");
   MRP_ASSERT_TEXT(frame.size() >= Frame::kHeader, "bytes() >= sizeof( EthHdr )");
   if (env_.observed()) {
-    env_.observe(&MrpObserver::frame, {MrpObserver::Direction::received, intf, sourceOf(frame),
-                                       std::as_const(frame).octets()});
+    const auto octets = std::as_const(frame).octets();
+    env_.observe(&MrpObserver::frame,
+                 {MrpObserver::Direction::received, intf, Frame::sourceOf(octets), octets});
   }
   if (!admit(intf, frame, listens)) {
     env_.counters->numOfPktsProcessedInc();

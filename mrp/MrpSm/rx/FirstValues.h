@@ -1,7 +1,7 @@
 #pragma once
 
 #include "mrp/MrpMsrp/MsrpFirstValue.h"
-#include "mrp/MrpMvrp/MvrpValues.h"
+#include "mrp/MrpMvrp/MvrpFirstValue.h"
 
 // What reading a vector does with the values of each type: overloads, so that the code for a vector
 // is written once.

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -91,3 +93,11 @@ class MrpParsedAttributes {
 };
 
 }  // namespace Mrp
+
+template <>
+struct std::hash<Mrp::MrpParsedAttributeKey> {
+  std::size_t operator()(const Mrp::MrpParsedAttributeKey& k) const noexcept {
+    const std::uint64_t h = (k.attributeKey ^ k.attributeType) * 0x9E3779B97F4A7C15u;
+    return static_cast<std::size_t>(h ^ h >> 32);
+  }
+};

@@ -97,11 +97,14 @@ MrpParseStatus Receiver::parseVectorAttribute(Pkt& pkt) {
     MRP_TRACE(env_.trace, 8, " leaveAllEvent is True");
     env_.context->leaveAllIs(1);
     const MrpParseContext& at = *env_.context;
-    if (!recycled_) rxLeaveAllIs(at.attributeType(), true);
-    env_.observe(&MrpObserver::event, {MrpObserver::Direction::received,
-                                       true,
-                                       kLeaveAllEvent,
-                                       {at.intfId(), at.attributeType(), 0}});
+    const MrpAttribute all{at.intfId(), at.attributeType(), 0};
+    env_.observe(&MrpObserver::event,
+                 {MrpObserver::Direction::received, true, kLeaveAllEvent, all});
+    if (recycled_) {
+      env_.discarded(MrpObserver::Reason::recycled, all);
+    } else {
+      rxLeaveAllIs(at.attributeType(), true);
+    }
   } else {
     if (numberOfValues == 0) {
       env_.context->attributeListBytesLeftIs(0);

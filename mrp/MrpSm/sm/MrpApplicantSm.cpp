@@ -124,7 +124,7 @@ MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event
                                         MrpRegistrarState registered) {
   const bool told = env_.trace.isOn(7) || env_.observed();
   if (told) tellEvent(subject, event);
-  const auto from = static_cast<std::size_t>(subject.record->applicantState());
+  auto from = static_cast<std::size_t>(subject.record->applicantState());
   const auto column = static_cast<std::size_t>(event);
   if (from >= kStates) {
     tellInvalid(from);
@@ -134,6 +134,8 @@ MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event
   if (cell.action != Action::none) {
     subject.record = send(subject, static_cast<std::uint8_t>(cell.action), registered);
     if (!subject.record) return nullptr;
+    // Whoever ran inside a transmission may have driven this very machine.
+    if (told) from = static_cast<std::size_t>(subject.record->applicantState());
   }
   if (cell.next != kStays) {
     subject.record->applicantStateIs(static_cast<MrpApplicantState>(cell.next));

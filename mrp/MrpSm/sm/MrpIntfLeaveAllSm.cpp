@@ -27,6 +27,14 @@ void MrpIntfLeaveAllSm::leaveAllPendingIs(std::uint8_t type, Seconds period) {
   doScheduleLeaveAllTimer(period);
 }
 
+void MrpIntfLeaveAllSm::leaveAllPendingDel(std::uint8_t type) {
+  leaveAllPending_.erase(type);
+  if (!leaveAllPending_.empty() || !leaveAllTimer_.armed()) return;
+  leaveAllTimer_.cancel();
+  deadline_ = Seconds::never();
+  observeTimer(MrpObserver::TimerStep::stopped, now());
+}
+
 void MrpIntfLeaveAllSm::restart(std::uint8_t type, Seconds period) {
   auto it = leaveAllPending_.find(type);
   if (it == leaveAllPending_.end()) return;
@@ -42,9 +50,12 @@ void MrpIntfLeaveAllSm::due(std::uint8_t type, MrpLeaveAllTimer& timer, Seconds 
 void MrpIntfLeaveAllSm::deadlineIs(Seconds deadline) {
   deadline_ = deadline;
   timerWheel_->deadlineIs(leaveAllTimer_, deadline);
-  all_.env().observe(
-      &MrpObserver::timer,
-      {MrpObserver::TimerKind::leaveAll, MrpObserver::TimerStep::armed, {intfId_, 0, 0}, deadline});
+  observeTimer(MrpObserver::TimerStep::armed, deadline);
+}
+
+void MrpIntfLeaveAllSm::observeTimer(MrpObserver::TimerStep step, Seconds due) const {
+  all_.env().observe(&MrpObserver::timer,
+                     {MrpObserver::TimerKind::leaveAll, step, {intfId_, 0, 0}, due});
 }
 
 void MrpIntfLeaveAllSm::doScheduleLeaveAllTimer(Seconds delay) {
@@ -54,9 +65,7 @@ void MrpIntfLeaveAllSm::doScheduleLeaveAllTimer(Seconds delay) {
 
 void MrpIntfLeaveAllSm::handleLeaveAllTimer() {
   const Ptr<MrpIntfLeaveAllSm> keep(this);
-  all_.env().observe(
-      &MrpObserver::timer,
-      {MrpObserver::TimerKind::leaveAll, MrpObserver::TimerStep::fired, {intfId_, 0, 0}, now()});
+  observeTimer(MrpObserver::TimerStep::fired, now());
   const Seconds period = all_.leaveAllPeriod(intfId_);
   Seconds next = Seconds::never();
   Platform::walkOrdered(leaveAllPending_, [&](std::uint8_t type, MrpLeaveAllTimer&) {

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "mrp/MrpSm/MrpObserver.h"
 #include "mrp/types/MrpAttribute.h"
 #include "mrp/types/MrpEnums.h"
 #include "mrp/types/PlatformNames.h"
@@ -24,6 +25,8 @@ struct Environment;
 struct MrpLeaveAllTimer {
   std::uint8_t attrType = 0;
   Seconds expiryTime;  // absolute
+
+  std::uint32_t hash() const { return attrType; }
 };
 
 // LeaveAll periods of one port (IEEE 802.1Q 10.7.9), one an attribute type, on one timer.
@@ -37,7 +40,8 @@ class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
   bool leaveAllPendingHas(std::uint8_t type) const { return leaveAllPending_.contains(type); }
   // Starts the period of a type, due after `period`; a running one is left alone.
   void leaveAllPendingIs(std::uint8_t type, Seconds period);
-  void leaveAllPendingDel(std::uint8_t type) { leaveAllPending_.erase(type); }
+  // The timer stops with the last one.
+  void leaveAllPendingDel(std::uint8_t type);
   // Moves the entry of a type to now plus `period`; nothing when it has none.
   void restart(std::uint8_t type, Seconds period);
 
@@ -49,6 +53,7 @@ class MRP_API MrpIntfLeaveAllSm : public Platform::Entity {
 
  private:
   void deadlineIs(Seconds deadline);
+  void observeTimer(MrpObserver::TimerStep step, Seconds due) const;
   Seconds now() const { return timerWheel_->clock().now(); }
   void due(std::uint8_t type, MrpLeaveAllTimer& timer, Seconds period);
 

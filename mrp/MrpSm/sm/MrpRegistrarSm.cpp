@@ -72,10 +72,9 @@ void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
   MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
 }
 
-void MrpRegistrarSm::tellMove(Subject subject, MrpRegistrarState from,
-                              MrpRegistrarEvent event) const {
-  env_.moved(MrpObserver::Machine::registrar, from, event, subject.record->registrarState(),
-             subject.attribute());
+void MrpRegistrarSm::tellMove(Subject subject, Cause cause) const {
+  env_.moved(MrpObserver::Machine::registrar, cause.from, cause.event,
+             subject.record->registrarState(), subject.attribute());
 }
 
 void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
@@ -84,18 +83,19 @@ void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {
 
 // A repeated join of an attribute that is registered: the application hears of it when the value
 // has changed. Where the value is each station's own, every join is indicated and none is stored.
-inline MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject) {
+inline MrpRegistrarSm::Outcome MrpRegistrarSm::joinUpdate(Subject subject, Cause cause) {
   const AttributeTypeInfo* type = subject.types->info();
   const std::span<const std::uint8_t> received = env_.values.rxImage(subject.type());
-  if (!type || type->own || !subject.record->valueEquals(received)) return joinChanged(subject);
+  if (!type || type->own || !subject.record->valueEquals(received))
+    return joinChanged(subject, cause);
   env_.counters->numOfJoinIndicationsInc();
   return Outcome::quiet;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinChanged(Subject subject) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinChanged(Subject subject, Cause cause) {
   const AttributeTypeInfo* type = subject.types->info();
   if (!type || !type->own) subject.record->valueIs(env_.values.rxImage(subject.type()));
-  return joinIndication(subject);
+  return joinIndication(subject, cause);
 }
 
 inline MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject subject,
@@ -103,10 +103,10 @@ inline MrpRegistrarSm::Outcome MrpRegistrarSm::handleInStateRegistrar(Subject su
   switch (event) {
     case MrpRegistrarEvent::rNew:
       logJoin(subject, event);
-      return joinIndication(subject);
+      return joinIndication(subject, {MrpRegistrarState::in, event});
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
-      return joinUpdate(subject);
+      return joinUpdate(subject, {MrpRegistrarState::in, event});
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
@@ -131,12 +131,12 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(Subject subject,
     case MrpRegistrarEvent::rNew:
       record.registrarStateIs(MrpRegistrarState::in);
       delLeavePending(record);
-      return joinIndication(subject);
+      return joinIndication(subject, {MrpRegistrarState::lv, event});
     case MrpRegistrarEvent::rJoinIn:
     case MrpRegistrarEvent::rJoinMt:
       record.registrarStateIs(MrpRegistrarState::in);
       delLeavePending(record);
-      return joinUpdate(subject);
+      return joinUpdate(subject, {MrpRegistrarState::lv, event});
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
@@ -146,12 +146,12 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleLvStateRegistrar(Subject subject,
     case MrpRegistrarEvent::flush:
       logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
-      return leaveIndication(subject);
+      return leaveIndication(subject, {MrpRegistrarState::lv, event});
     case MrpRegistrarEvent::leaveTimer: {
       const MrpAttribute attribute = subject.attribute();
       logLeave("notified", subject, event);
       record.registrarStateIs(MrpRegistrarState::mt);
-      const Outcome outcome = leaveIndication(subject);
+      const Outcome outcome = leaveIndication(subject, {MrpRegistrarState::lv, event});
       mrpDeleteAttrFromLeavePending(attribute);
       return outcome;
     }
@@ -175,7 +175,7 @@ MrpRegistrarSm::Outcome MrpRegistrarSm::handleMtStateRegistrar(Subject subject,
       logJoin(subject, event);
       record.registrarStateIs(MrpRegistrarState::in);
       MRP_TRACE(env_.trace, 7, "Join Indication called");
-      return joinIndication(subject);
+      return joinIndication(subject, {MrpRegistrarState::mt, event});
     case MrpRegistrarEvent::rLv:
     case MrpRegistrarEvent::regLvAll_:
     case MrpRegistrarEvent::txLvAll:
@@ -209,23 +209,25 @@ void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
   const MrpRegistrarState from = subject.record->registrarState();
   const std::uint64_t key = subject.key();
   const Outcome outcome = dispatch(subject, event);
+  if (outcome == Outcome::quiet && env_.observed()) tellMove(subject, {from, event});
   if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
   if (subject && traced) tellExit(subject.record->registrarState());
   if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
   if (!subject) return;
   MrpAttrDatabase& record = *subject.record;
   if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
-  if (env_.observed()) tellMove(subject, from, event);
   if (!record.atRest()) return;
   delLeavePending(record);
   records_.deletePending(subject);
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject, Cause cause) {
+  if (env_.observed()) tellMove(subject, cause);
   return indications_.join(subject.attribute()) ? Outcome::discarded : Outcome::indicated;
 }
 
-MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject) {
+MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject, Cause cause) {
+  if (env_.observed()) tellMove(subject, cause);
   MRP_TRACE(env_.trace, 7, "LeaveIndication called");
   indications_.leave(subject.attribute());
   return Outcome::indicated;

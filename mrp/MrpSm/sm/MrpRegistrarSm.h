@@ -64,23 +64,27 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   // What an event came to: an indication ends the hand-on of the record, which the application may
   // have moved or deleted.
   enum class Outcome : std::uint8_t { quiet, indicated, discarded };
+  // What has led to a state: for the observer, who hears of it before the application does.
+  struct Cause {
+    MrpRegistrarState from;
+    MrpRegistrarEvent event;
+  };
 
   void handleInitialized();
   // What is told of an event, apart from the hot path: it costs that registers even when it is off.
   [[gnu::cold]] void tellEvent(Subject subject, MrpRegistrarEvent event) const;
   [[gnu::cold]] void tellExit(MrpRegistrarState state) const;
-  [[gnu::cold]] void tellMove(Subject subject, MrpRegistrarState from,
-                              MrpRegistrarEvent event) const;
+  [[gnu::cold]] void tellMove(Subject subject, Cause cause) const;
   [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
 
   Outcome dispatch(Subject subject, MrpRegistrarEvent event);
   Outcome handleInStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome handleLvStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome handleMtStateRegistrar(Subject subject, MrpRegistrarEvent event);
-  Outcome joinUpdate(Subject subject);
-  Outcome joinChanged(Subject subject);
-  Outcome joinIndication(Subject subject);
-  Outcome leaveIndication(Subject subject);
+  Outcome joinUpdate(Subject subject, Cause cause);
+  Outcome joinChanged(Subject subject, Cause cause);
+  Outcome joinIndication(Subject subject, Cause cause);
+  Outcome leaveIndication(Subject subject, Cause cause);
   [[gnu::cold]] void joinDiscarded(const MrpAttribute& attribute);
   void addLeavePending(Subject subject, MrpRegistrarEvent event);
   void delLeavePending(MrpAttrDatabase& record) const;
