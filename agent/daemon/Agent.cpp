@@ -25,9 +25,11 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
             for (const std::string& range : rangesOf(vlans)) list.push_back(range);
             event("program", port, {{"port", port}, {"vlans", std::move(list)}, {"on", on}});
           }),
-      turnAlarm_(*clock_) {
+      turnAlarm_(*clock_),
+      doubtAlarm_(*clock_) {
   directories_.stpStatus()->modeIs(Stp::Mode::rstp);
   turnAlarm_.bind<&Agent::turn>(this);
+  doubtAlarm_.bind<&Agent::handleDoubted>(this);
   changeReactor_.watch<&Agent::handleChange>(host.onChange(), this);
   if (store_) store_->snapshotWantedIs([this] { storeSnapshot(); });
   instancesAre();
@@ -45,6 +47,7 @@ void Agent::lead() {
   active_ = true;
   reviewPorts();
   for (const auto& instance : instances_) instance->activate();
+  if (restored_) doubtRestored();
   askNeighbours();
   if (store_) {
     store_->writeStart();

@@ -126,7 +126,7 @@ pdu = bytes.fromhex("88f5" "00" "0102" "0001" "0063" "24" "0000" "0000")
 s.send(mvrp + pdu)
 s.send(mvrp + bytes.fromhex("81000005") + pdu)
 s.send(bytes.fromhex("0180c200000e" "020000000099") + pdu)
-s.send(bytes.fromhex("01005e000099" "020000000098" "0800") + bytes(50))
+s.send(bytes.fromhex("030000000099" "020000000098" "88b5") + bytes(50))
 """
         run("ip", "netns", "exec", net.name("s1"), "python3", "-c", send)
         rows = until(lambda: [r for r in frames("eth.src") if r.startswith("02:00:00:00:00:98")]
