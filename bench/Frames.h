@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "mrp/types/Applications.h"
 #include "mrp/types/MrpEnums.h"
 #include "platform/packet/EthAddr.h"
 

@@ -31,9 +31,7 @@ class MvrpAgent : public Mrp::MrpLib {
  public:
   MvrpAgent(std::string name, Ptr<const Platform::Clock> clock)
       : name_(std::move(name)), clock_(std::move(clock)) {
-    applicationIs(Mrp::MrpApplication::mvrp);
-    applicationMacAddrIs(EthAddr::fromNumber(0x0180C2000021));
-    applicationEtypeIs(0x88F5);
+    identityIs(Mrp::applicationInfo(Mrp::MrpApplication::mvrp));
   }
 
   // Joins (New or not) and leaves differ in the event alone.

@@ -61,7 +61,7 @@ void checkAction(const Cli::Action& action, const Cli::ScenarioLine& line,
   for (const std::string& port : Cli::portsOf(action)) CHECK(!port.empty());
   const auto* request = std::get_if<Cli::RequestAction>(&action.what);
   if (!request) return;
-  CHECK(request->type >= 1 && request->type <= Cli::infoOf(application).types);
+  CHECK(request->type >= 1 && request->type <= Cli::infoOf(application).types.size());
   if (!request->value) return;
   CHECK(request->value->size() == Cli::valueSize(application, request->type));
   CHECK(!Cli::valueText(application, request->type, *request->value).empty());

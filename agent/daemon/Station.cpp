@@ -20,10 +20,7 @@ constexpr auto kLeave = static_cast<std::uint8_t>(MrpThreePackedEvent::lv);
 }  // namespace
 
 Station::Station(Mrp::MrpApplication application, Teller teller) : teller_(std::move(teller)) {
-  const bool mvrp = application == Mrp::MrpApplication::mvrp;
-  applicationIs(application);
-  applicationMacAddrIs(Platform::EthAddr::fromNumber(mvrp ? 0x0180C2000021 : 0x0180C200000E));
-  applicationEtypeIs(mvrp ? 0x88F5 : 0x22EA);
+  identityIs(Mrp::applicationInfo(application));
   hasNotificationActiveIs(true);
 }
 

@@ -49,9 +49,7 @@ MsrpBridge::MsrpBridge(StreamForwarding& forwarding, Platform::Ptr<Platform::Clo
       clock_(std::move(clock)),
       propagation_(forwarding, *clock_, *this),
       alarm_(*clock_, Platform::Alarm::Class::wheel) {
-  applicationIs(MrpApplication::msrp);
-  applicationMacAddrIs(EthAddr::fromNumber(0x0180C200000E));
-  applicationEtypeIs(0x22EA);
+  identityIs(applicationInfo(MrpApplication::msrp));
   hasNotificationActiveIs(true);
   alarm_.bind<&MsrpBridge::handleAlarm>(this);
   forwarding_.reactorIs(this);

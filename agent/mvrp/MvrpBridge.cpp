@@ -24,9 +24,7 @@ struct MvrpBridge::Port {
 };
 
 MvrpBridge::MvrpBridge() {
-  applicationIs(MrpApplication::mvrp);
-  applicationMacAddrIs(EthAddr::fromNumber(0x0180C2000021));
-  applicationEtypeIs(0x88F5);
+  identityIs(applicationInfo(MrpApplication::mvrp));
   hasNotificationActiveIs(true);
 }
 

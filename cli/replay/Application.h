@@ -8,26 +8,19 @@
 #include <string_view>
 #include <vector>
 
-#include "mrp/types/MrpEnums.h"
-#include "platform/packet/EthAddr.h"
+#include "mrp/types/Applications.h"
 
 namespace Cli {
 
 using Octets = std::vector<std::uint8_t>;
 using OctetSpan = std::span<const std::uint8_t>;
 
-// What tells one MRP application from the other (IEEE 802.1Q-2018 tables 10-1 and 10-2).
-struct ApplicationInfo {
-  Mrp::MrpApplication id;
-  std::string_view name;   // as on the command line and in files
-  std::string_view title;  // as in running text
-  Platform::EthAddr macAddr;
-  std::uint16_t etherType;
-  std::uint8_t types;  // attribute types run from 1 to this
-};
+using Mrp::ApplicationInfo;
 
 // `application` is msrp or mvrp.
-const ApplicationInfo& infoOf(Mrp::MrpApplication application);
+inline const ApplicationInfo& infoOf(Mrp::MrpApplication application) {
+  return Mrp::applicationInfo(application);
+}
 std::optional<Mrp::MrpApplication> applicationNamed(std::string_view name);
 // The application that a frame's EtherType names, if any.
 std::optional<Mrp::MrpApplication> applicationOf(OctetSpan frame);

@@ -49,9 +49,7 @@ class PlainApplication final : public ReplayApplication {
  public:
   PlainApplication(const ApplicationInfo& info, const Clock& clock, Output& output)
       : lib_(Platform::makePtr<Reported<Mrp::MrpLib>>(clock, output)) {
-    lib_->applicationIs(info.id);
-    lib_->applicationMacAddrIs(info.macAddr);
-    lib_->applicationEtypeIs(info.etherType);
+    lib_->identityIs(info);
     lib_->hasNotificationActiveIs(true);
   }
 
@@ -189,7 +187,7 @@ void ReplayApplication::enabledIs(IntfId intf, bool enabled) {
 std::unique_ptr<ReplayApplication> replayApplication(const ApplicationInfo& info, bool bridge,
                                                      Ptr<Clock> clock, Output& output) {
   if (!bridge) return std::make_unique<PlainApplication>(info, *clock, output);
-  if (info.id == Mrp::MrpApplication::mvrp) {
+  if (info.application == Mrp::MrpApplication::mvrp) {
     return std::make_unique<MvrpApplication>(*clock, output);
   }
   return std::make_unique<MsrpApplication>(clock, output);

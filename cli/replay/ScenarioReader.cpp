@@ -54,7 +54,7 @@ std::uint8_t typeOf(const JsonMembers& members, MrpApplication application) {
   const ApplicationInfo& info = infoOf(application);
   const Json& json = members.member("type");
   if (!json.is_number_unsigned() || json.get<std::uint64_t>() == 0 ||
-      json.get<std::uint64_t>() > info.types) {
+      json.get<std::uint64_t>() > info.types.size()) {
     members.refuse(std::string(info.title) + " has no attribute type " + shown(json));
   }
   return json.get<std::uint8_t>();

@@ -30,7 +30,7 @@ AttributeState attributeOf(const JsonMembers& members, Mrp::MrpApplication appli
   AttributeState attribute;
   attribute.port = members.port("port");
   attribute.type = static_cast<std::uint8_t>(members.number("type", 255));
-  if (attribute.type == 0 || attribute.type > infoOf(application).types) {
+  if (attribute.type == 0 || attribute.type > infoOf(application).types.size()) {
     members.refuse(std::string(infoOf(application).title) + " has no attribute type " +
                    std::to_string(attribute.type));
   }

@@ -75,7 +75,7 @@ std::string valueText(MrpApplication application, std::uint8_t type, OctetSpan v
   if (application == MrpApplication::msrp && type == 3 && value.size() == kStreamId) {
     return streamText(numberAt(value, 0, kStreamId));
   }
-  if (type == 0 || type > infoOf(application).types ||
+  if (type == 0 || type > infoOf(application).types.size() ||
       value.size() != valueSize(application, type)) {
     return Platform::Host::hexText(value);
   }

@@ -46,6 +46,8 @@ class MRP_API MrpLib : public Platform::Entity {
   // --- Identity ----------------------------------------------------------------------------------
   MrpApplication application() const { return application_; }
   void applicationIs(MrpApplication application);
+  // All three, as the table of applications says.
+  void identityIs(const ApplicationInfo& info);
   // Destination address of the application's MRPDUs (IEEE 802.1Q table 10-1).
   EthAddr applicationMacAddr() const { return applicationMacAddr_; }
   void applicationMacAddrIs(EthAddr address) { applicationMacAddr_ = address; }

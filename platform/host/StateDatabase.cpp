@@ -29,8 +29,8 @@ void StateDatabase::entityIs(const std::string& name, Ptr<Entity> entity) {
 }
 
 void StateDatabase::directoriesAre(const Directories& directories) {
-  entityIs("interface/status/all", directories.allIntfStatusDir());
-  entityIs("interface/status/local", directories.allIntfStatusLocalDir());
+  entityIs(kAllIntfStatusPath, directories.allIntfStatusDir());
+  entityIs(kLocalIntfStatusPath, directories.allIntfStatusLocalDir());
   entityIs(deviceTablePath(defaultNamespace_), directories.deviceIntfStatusDir());
 }
 

@@ -43,6 +43,10 @@ class MRP_API PlatformServices : public PtrInterface {
                                                  Ptr<DeviceIntfStatusDir> devices) = 0;
 };
 
+// Paths of the directories of interface status: of all interfaces, and of the local ones.
+inline constexpr const char* kAllIntfStatusPath = "interface/status/all";
+inline constexpr const char* kLocalIntfStatusPath = "interface/status/local";
+
 // Entities of the state database, by path or by name.
 class MRP_API EntityManager : public PtrInterface {
  public:

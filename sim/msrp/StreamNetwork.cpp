@@ -110,9 +110,7 @@ class Station final : public Msrp {
  public:
   Station(Switch& sw, const StreamNetwork::Says& says) : says_(says) {
     Ptr<Mrp::MrpLib> made = Mrp::mrpLibFactory();
-    made->applicationIs(Mrp::MrpApplication::msrp);
-    made->applicationMacAddrIs(Platform::EthAddr::fromNumber(0x0180C200000E));
-    made->applicationEtypeIs(0x22EA);
+    made->identityIs(Mrp::applicationInfo(Mrp::MrpApplication::msrp));
     startEngine(made, sw);
   }
   void portUp(IntfId intf) override {

@@ -75,9 +75,7 @@ class Bridge final : public Mvrp {
 
 Ptr<Mrp::MrpLib> stationLib() {
   Ptr<Mrp::MrpLib> lib = Mrp::mrpLibFactory();
-  lib->applicationIs(Mrp::MrpApplication::mvrp);
-  lib->applicationMacAddrIs(Platform::EthAddr::fromNumber(0x0180C2000021));
-  lib->applicationEtypeIs(0x88F5);
+  lib->identityIs(Mrp::applicationInfo(Mrp::MrpApplication::mvrp));
   return lib;
 }
 

@@ -4,6 +4,7 @@
 
 #include "agent/daemon/config/VlanRanges.h"
 #include "agent/daemon/linux/Relay.h"
+#include "mrp/types/Applications.h"
 
 namespace Daemon {
 
@@ -22,9 +23,8 @@ LinuxHost::LinuxHost(Ptr<Kernel::Loop> loop, const Log& log)
 LinuxHost::~LinuxHost() = default;
 
 Ptr<Platform::PlatformServices> LinuxHost::services(Mrp::MrpApplication application) {
-  const bool mvrp = application == Mrp::MrpApplication::mvrp;
   Kernel::Services::Options options;
-  options.etherType = mvrp ? 0x88F5 : 0x22EA;
+  options.etherType = Mrp::applicationInfo(application).etherType;
   options.refused = [this](const std::string& text) { log_.error(text); };
   auto made = Platform::makePtr<Kernel::Services>(loop_, std::move(options));
   services_[application] = made;

@@ -54,9 +54,10 @@ Endpoints::~Endpoints() {
 }
 
 void Endpoints::attach(Platform::EntityManager& manager, Publications& publications) {
-  allIntfStatusDir_ = entityAs<Platform::IntfStatusDir>(manager.entity("interface/status/all"));
+  allIntfStatusDir_ =
+      entityAs<Platform::IntfStatusDir>(manager.entity(Platform::kAllIntfStatusPath));
   allIntfStatusLocalDir_ =
-      entityAs<Platform::IntfStatusDir>(manager.entity("interface/status/local"));
+      entityAs<Platform::IntfStatusDir>(manager.entity(Platform::kLocalIntfStatusPath));
   const std::string ns = manager.defaultNamespace();
   deviceIntfStatusDir_ = entityAs<Platform::DeviceIntfStatusDir>(manager.shmTableIs(
       "KernelNetInfo::Status", "kni/ns/" + ns + "/status", "deviceIntfStatusDirMsrp"));

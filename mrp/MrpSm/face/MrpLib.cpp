@@ -26,6 +26,12 @@ void MrpLib::applicationIs(MrpApplication application) {
   values_.applicationIs(application);
 }
 
+void MrpLib::identityIs(const ApplicationInfo& info) {
+  applicationIs(info.application);
+  applicationMacAddrIs(info.address);
+  applicationEtypeIs(info.etherType);
+}
+
 // --- What serves the requests --------------------------------------------------------------------
 
 Service& MrpLib::service() const {
