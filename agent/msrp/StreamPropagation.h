@@ -138,7 +138,6 @@ class StreamPropagation {
   void moved(Stream& stream, Port* in);
   void firstValueChanged(Stream& stream, bool is);
   void forgetLatencies(Stream& stream);
-  void tellBoundaries(Port& port);
 
   // --- Deciding (Settlement.cpp)
   void recover();
