@@ -23,7 +23,7 @@ using Seen = std::map<std::pair<std::uint8_t, std::uint64_t>, std::vector<std::u
 
 class Msrp : public Application {
  public:
-  ~Msrp() override { engine_ = nullptr; }  // before what it works on
+  ~Msrp() override { endEngine(); }
 
   Seen declared(IntfId intf) const {
     return seen(intf, [](const Mrp::MrpAttrDatabase& r) {
@@ -52,6 +52,11 @@ class Msrp : public Application {
                                   .brTopoConfig = sw.bridgingTopologyConfig(),
                                   .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
                                   .entityManager = sw.stateDatabase()});
+  }
+  // Before what the library works on ends.
+  void endEngine() {
+    engine_ = nullptr;
+    lib_ = nullptr;
   }
   Mrp::MrpLib& lib() const { return *lib_; }
 
@@ -87,6 +92,7 @@ class Bridge final : public Msrp {
     startEngine(bridge_, sw);
     bridge_->start();
   }
+  ~Bridge() override { endEngine(); }
   void rateIs(IntfId intf, Mrp::BitsPerSecond rate) {
     Mrp::StreamPort port = forwarding_.streamPort(intf);
     port.rate = rate;

@@ -37,7 +37,7 @@ Octets frame(std::uint64_t to, const Octets& typeAndTags, std::uint8_t mark,
              std::size_t size = 60) {
   Octets octets;
   for (const std::uint64_t address : {to, std::uint64_t{0x020000000001}}) {
-    const auto& part = EthAddr::fromNumber(address).octets();
+    const auto part = EthAddr::fromNumber(address).octets();
     octets.insert(octets.end(), part.begin(), part.end());
   }
   octets.insert(octets.end(), typeAndTags.begin(), typeAndTags.end());
