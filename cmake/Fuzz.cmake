@@ -27,7 +27,7 @@ foreach(source IN LISTS fuzz_sources)
     target_sources(fuzz_${name} PRIVATE ${fuzz_driver})
     set(random 5000)
     if(MRP_SANITIZE AND name STREQUAL "bridges")
-      set(random 500)  # whole bridges, twenty times slower with sanitizers
+      set(random 500)  # whole bridges: minutes with sanitizers
     endif()
     add_test(NAME fuzz_${name}
       COMMAND fuzz_${name} --random ${random} --seed 1 ${corpus})
