@@ -4,10 +4,8 @@
 
 #include "agent/msrp/MsrpBridge.h"
 #include "agent/msrp/StreamSwitch.h"
-#include "mrp/MrpSm/Engine.h"
-#include "mrp/types/MrpConfig.h"
-#include "mrp/types/MrpCounters.h"
 #include "mrp/types/MrpStatus.h"
+#include "sim/network/Participant.h"
 
 namespace Sim {
 namespace {
@@ -21,10 +19,8 @@ constexpr Mrp::BitsPerSecond kNarrow = 100'000'000;
 // Value of a type and stream, as one side sees it.
 using Seen = std::map<std::pair<std::uint8_t, std::uint64_t>, std::vector<std::uint8_t>>;
 
-class Msrp : public Application {
+class Msrp : public Participant {
  public:
-  ~Msrp() override { endEngine(); }
-
   Seen declared(IntfId intf) const {
     return seen(intf, [](const Mrp::MrpAttrDatabase& r) {
       return r.applicantState() == Mrp::MrpApplicantState::qa ||
@@ -36,45 +32,19 @@ class Msrp : public Application {
       return r.registrarState() != Mrp::MrpRegistrarState::mt;
     });
   }
-  bool malformed() const { return engine_->counters()->numOfMalformedPkts() > 0; }
-
- protected:
-  void startEngine(Ptr<Mrp::MrpLib> lib, Switch& sw) {
-    lib_ = std::move(lib);
-    const auto config = makePtr<Mrp::MrpConfig>();
-    config->recommendedLimitsAre();
-    config->wholeTalkersInSequenceIs(true);
-    engine_ = Mrp::engineFactory({.brConfig = sw.bridgingConfig(),
-                                  .mrpLib = lib_.get(),
-                                  .mrpConfig = config,
-                                  .mrpStatus = makePtr<Mrp::MrpStatus>(),
-                                  .stpStatus = sw.stpStatus(),
-                                  .brTopoConfig = sw.bridgingTopologyConfig(),
-                                  .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
-                                  .entityManager = sw.stateDatabase()});
-  }
-  // Before what the library works on ends.
-  void endEngine() {
-    engine_ = nullptr;
-    lib_ = nullptr;
-  }
-  Mrp::MrpLib& lib() const { return *lib_; }
 
  private:
   template <class Wanted>
   Seen seen(IntfId intf, Wanted wanted) const {
     Seen all;
     for (std::uint8_t type = 1; type <= kTypes; ++type) {
-      engine_->walkRecords(intf, type, [&](const Mrp::MrpAttrDatabase& r) {
+      engine().walkRecords(intf, type, [&](const Mrp::MrpAttrDatabase& r) {
         if (!wanted(r)) return;
         all[{type, r.attributeKey()}] = {r.value().begin(), r.value().end()};
       });
     }
     return all;
   }
-
-  Ptr<Mrp::MrpLib> lib_;
-  Ptr<Mrp::Engine> engine_;
 };
 
 class Bridge final : public Msrp {
@@ -115,9 +85,7 @@ class Bridge final : public Msrp {
 class Station final : public Msrp {
  public:
   Station(Switch& sw, const StreamNetwork::Says& says) : says_(says) {
-    Ptr<Mrp::MrpLib> made = Mrp::mrpLibFactory();
-    made->identityIs(Mrp::applicationInfo(Mrp::MrpApplication::msrp));
-    startEngine(made, sw);
+    startEngine(stationLib(Mrp::MrpApplication::msrp), sw);
   }
   void portUp(IntfId intf) override {
     up_ = true;

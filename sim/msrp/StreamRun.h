@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <iosfwd>
 
-#include "sim/mvrp/Run.h"
+#include "sim/network/Outcome.h"
 
 namespace Sim {
 

@@ -3,86 +3,57 @@
 #include <sstream>
 
 #include "agent/mvrp/MvrpBridge.h"
-#include "mrp/MrpSm/Engine.h"
-#include "mrp/types/MrpConfig.h"
-#include "mrp/types/MrpCounters.h"
 #include "mrp/types/MrpStatus.h"
+#include "sim/network/Participant.h"
 
 namespace Sim {
 namespace {
 
 using Platform::makePtr;
 
-// An engine and the service object that it serves.
-class Mvrp : public Application {
+class Mvrp : public Participant {
  public:
-  Mvrp(Ptr<Mrp::MrpLib> lib, Switch& sw) : lib_(std::move(lib)) {
-    const auto config = makePtr<Mrp::MrpConfig>();
-    config->recommendedLimitsAre();
-    engine_ = Mrp::engineFactory({.brConfig = sw.bridgingConfig(),
-                                  .mrpLib = lib_.get(),
-                                  .mrpConfig = config,
-                                  .mrpStatus = makePtr<Mrp::MrpStatus>(),
-                                  .stpStatus = sw.stpStatus(),
-                                  .brTopoConfig = sw.bridgingTopologyConfig(),
-                                  .ethPhyIntfStatusDir = sw.ethPhyIntfStatusDir(),
-                                  .entityManager = sw.stateDatabase()});
-  }
-  ~Mvrp() override { engine_ = nullptr; }  // before what it works on
-
   Vlans registered(IntfId intf) const {
     Vlans vlans;
-    engine_->walkRecords(intf, 1, [&](const Mrp::MrpAttrDatabase& r) {
+    engine().walkRecords(intf, 1, [&](const Mrp::MrpAttrDatabase& r) {
       if (r.registrarState() == Mrp::MrpRegistrarState::mt) return;
       vlans.insert(static_cast<std::uint16_t>(r.attributeKey()));
     });
     return vlans;
   }
-  bool malformed() const { return engine_->counters()->numOfMalformedPkts() > 0; }
-
- protected:
-  Mrp::MrpLib& lib() const { return *lib_; }
-
- private:
-  Ptr<Mrp::MrpLib> lib_;
-  Ptr<Mrp::Engine> engine_;
 };
 
 class Bridge final : public Mvrp {
  public:
-  explicit Bridge(Switch& sw) : Bridge(makePtr<Mrp::MvrpBridge>(), sw) {}
-  void portUp(IntfId intf) override { bridge_.portIs(intf); }
+  explicit Bridge(Switch& sw) : bridge_(makePtr<Mrp::MvrpBridge>()) {
+    startEngine(bridge_, sw);
+    bridge_->start();
+  }
+  void portUp(IntfId intf) override { bridge_->portIs(intf); }
   void portDown(IntfId intf, Down how) override {
-    if (how == Down::disabled) bridge_.portDel(intf);
+    if (how == Down::disabled) bridge_->portDel(intf);
   }
   void blink(Platform::VlanId vlan) {
-    bridge_.declarationIs(vlan, true);
-    bridge_.declarationIs(vlan, false);
+    bridge_->declarationIs(vlan, true);
+    bridge_->declarationIs(vlan, false);
   }
   // What the bridge believes to be registered.
   Vlans believed(IntfId intf) const {
     Vlans vlans;
-    bridge_.registered(intf).walk([&](std::uint16_t v) { vlans.insert(v); });
+    bridge_->registered(intf).walk([&](std::uint16_t v) { vlans.insert(v); });
     return vlans;
   }
 
  private:
-  Bridge(Ptr<Mrp::MvrpBridge> bridge, Switch& sw) : Mvrp(bridge, sw), bridge_(*bridge) {
-    bridge_.start();
-  }
-  Mrp::MvrpBridge& bridge_;
+  Ptr<Mrp::MvrpBridge> bridge_;
 };
-
-Ptr<Mrp::MrpLib> stationLib() {
-  Ptr<Mrp::MrpLib> lib = Mrp::mrpLibFactory();
-  lib->identityIs(Mrp::applicationInfo(Mrp::MrpApplication::mvrp));
-  return lib;
-}
 
 // One whose port is down has nobody to tell; it declares when the port is back.
 class Station final : public Mvrp {
  public:
-  Station(Switch& sw, const Vlans& declared) : Mvrp(stationLib(), sw), declared_(declared) {}
+  Station(Switch& sw, const Vlans& declared) : declared_(declared) {
+    startEngine(stationLib(Mrp::MrpApplication::mvrp), sw);
+  }
   void portUp(IntfId intf) override {
     up_ = true;
     lib().mrpInterfaceEnable(intf);

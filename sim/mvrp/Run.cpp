@@ -1,12 +1,11 @@
 #include "sim/mvrp/Run.h"
 
-#include <functional>
 #include <iterator>
 #include <map>
-#include <ostream>
 #include <sstream>
 
 #include "sim/mvrp/Network.h"
+#include "sim/network/Episode.h"
 
 namespace Sim {
 namespace {
@@ -22,13 +21,8 @@ struct Plan {
         bridges(seed % kLargeEvery == 0 ? kLargest : 1 + static_cast<int>(random.below(8))),
         stations(2 + static_cast<int>(random.below(bridges > 20 ? 12 : 5))),
         vlans(1 + random.below(8)),
-        disturbance(random.between(20, 50)) {
-    fate.delay = random.between(1e-6, 5e-3);
-    if (random.chance(0.8)) fate.loss = random.between(0, 0.3);
-    if (random.chance(0.5)) fate.duplication = random.between(0, 0.3);
-    if (random.chance(0.5)) fate.reordering = random.between(0, 0.3);
-    fate.reorderingDelay = random.between(1e-3, 0.5);
-  }
+        disturbance(random.between(20, 50)),
+        fate(drawFate(random, {.lossy = 0.8, .most = 0.3, .longestDelay = 0.5})) {}
 
   Shape shape;
   int bridges;
@@ -45,60 +39,33 @@ class Simulation {
         plan_(seed, random_),
         topology_(plan_.shape, plan_.bridges, plan_.stations, random_),
         network_(topology_, plan_.fate, seed),
-        story_(story) {
+        episode_(network_, story) {
     for (std::uint64_t i = 0; i < plan_.vlans; ++i) {
       vlans_.push_back(static_cast<std::uint16_t>(1 + random_.below(4094)));
     }
     network_.applyRoles();
-    tell([&](std::ostream& out) {
-      out << nameOf(plan_.shape) << " of " << plan_.bridges << " bridges, " << plan_.stations
-          << " stations, loss " << plan_.fate.loss << ", duplication " << plan_.fate.duplication
-          << ", reordering " << plan_.fate.reordering << " by up to "
-          << plan_.fate.reorderingDelay.value() << " s";
-    });
+    std::ostringstream text;
+    text << nameOf(plan_.shape) << " of " << plan_.bridges << " bridges, " << plan_.stations
+         << " stations, loss " << plan_.fate.loss << ", duplication " << plan_.fate.duplication
+         << ", reordering " << plan_.fate.reordering << " by up to "
+         << plan_.fate.reorderingDelay.value() << " s";
+    episode_.tell(std::move(text).str());
   }
 
   Outcome outcome() {
     disturb();
     standStill();
-    outcome_.diameter = topology_.diameter();
-    if (outcome_.diameter <= kSoundWithin) expectSound();
-    if (outcome_.failure.empty()) expectConvergence();
-    if (outcome_.failure.empty()) expectGone();
-    outcome_.virtualSeconds = now();
-    outcome_.frames = network_.framesSent();
-    outcome_.lost = network_.framesLost();
-    return outcome_;
+    diameter_ = episode_.outcome().diameter = topology_.diameter();
+    if (diameter_ <= kSoundWithin) expectSound();
+    if (!episode_.failed()) expectConvergence();
+    if (!episode_.failed()) expectGone();
+    return episode_.finished();
   }
 
  private:
-  using Text = std::function<void(std::ostream&)>;
-  double now() { return network_.clock().now().value(); }
-  void tell(const Text& text) {
-    if (!story_) return;
-    *story_ << now() << " s: ";
-    text(*story_);
-    *story_ << '\n';
-  }
-  void tell(const std::string& text) {
-    tell([&](std::ostream& out) { out << text; });
-  }
+  double now() const { return episode_.now(); }
 
   // --- Disturbances ------------------------------------------------------------------------------
-
-  void later(double seconds, std::function<void()> what) {
-    pending_.emplace(now() + seconds, std::move(what));
-  }
-
-  // Runs to a moment, doing what is due on the way.
-  void runUntil(double end) {
-    while (!pending_.empty() && pending_.begin()->first <= end) {
-      auto due = pending_.extract(pending_.begin());
-      network_.clock().runUntil(due.key());
-      due.mapped()();
-    }
-    network_.clock().runUntil(end);
-  }
 
   void disturb() {
     for (int s = 0; s < plan_.stations; ++s) stationActs(s);
@@ -114,61 +81,61 @@ class Simulation {
       } else {
         powerCycle(static_cast<int>(random_.below(static_cast<unsigned>(plan_.bridges))));
       }
-      runUntil(now() + random_.between(0, 2 * pace));
+      episode_.runUntil(now() + random_.between(0, 2 * pace));
     }
   }
 
   // Everything that is pending happens now, but for a few links that stay down.
   void standStill() {
     staysDown_ = true;
-    while (!pending_.empty()) runUntil(pending_.begin()->first);
-    rolesFollow();
-    tell("disturbances end");
+    episode_.runOut();
+    episode_.rolesFollow();
+    episode_.tell("disturbances end");
   }
 
   void stationActs(int s) {
     const std::uint16_t vlan = vlans_[random_.below(vlans_.size())];
     const bool leaves =
         network_.declared()[static_cast<std::size_t>(s)].contains(vlan) && random_.chance(0.7);
-    tell([&](std::ostream& out) {
-      out << "station " << s << (leaves ? " leaves " : " joins ") << vlan;
-    });
+    episode_.tell("station " + std::to_string(s) + (leaves ? " leaves " : " joins ") +
+                  std::to_string(vlan));
     leaves ? network_.withdraw(s, vlan) : network_.declare(s, vlan, random_.chance(0.2));
   }
 
   void flap(int l) {
     if (!topology_.links[static_cast<std::size_t>(l)].up) return;
     const Down how = random_.chance(0.5) ? Down::disabled : Down::vanished;
-    tell([&](std::ostream& out) { out << "link " << l << " goes down"; });
+    episode_.tell("link " + std::to_string(l) + " goes down");
     network_.linkDown(l, how);
     treeFollows();
-    later(random_.chance(0.3) ? random_.between(0, 0.2) : random_.between(0, 12), [this, l] {
-      const Link& link = topology_.links[static_cast<std::size_t>(l)];
-      if (link.up || off_[link.node[0]] || off_[link.node[1]]) return;
-      if (staysDown_ && random_.chance(0.3)) return;
-      tell([&](std::ostream& out) { out << "link " << l << " comes up"; });
-      network_.linkUp(l);
-      treeFollows();
-    });
+    episode_.later(random_.chance(0.3) ? random_.between(0, 0.2) : random_.between(0, 12),
+                   [this, l] {
+                     const Link& link = topology_.links[static_cast<std::size_t>(l)];
+                     if (link.up || off_[link.node[0]] || off_[link.node[1]]) return;
+                     if (staysDown_ && random_.chance(0.3)) return;
+                     episode_.tell("link " + std::to_string(l) + " comes up");
+                     network_.linkUp(l);
+                     treeFollows();
+                   });
   }
 
   void restartAgent(int bridge) {
     if (off_[bridge]) return;
-    tell([&](std::ostream& out) { out << "bridge " << bridge << " restarts its agent"; });
+    episode_.tell("bridge " + std::to_string(bridge) + " restarts its agent");
     network_.restart(bridge);
   }
 
   void powerCycle(int bridge) {
     if (off_[bridge]) return;
-    tell([&](std::ostream& out) { out << "bridge " << bridge << " goes off"; });
+    episode_.tell("bridge " + std::to_string(bridge) + " goes off");
     for (const int l : topology_.linksOf[static_cast<std::size_t>(bridge)]) {
       if (topology_.links[static_cast<std::size_t>(l)].up) network_.linkDown(l, Down::vanished);
     }
     network_.switchOff(bridge);
     off_[bridge] = true;
     treeFollows();
-    later(random_.between(0.5, 10), [this, bridge] {
-      tell([&](std::ostream& out) { out << "bridge " << bridge << " is back"; });
+    episode_.later(random_.between(0.5, 10), [this, bridge] {
+      episode_.tell("bridge " + std::to_string(bridge) + " is back");
       network_.switchOn(bridge);
       off_[bridge] = false;
       for (const int l : topology_.linksOf[static_cast<std::size_t>(bridge)]) {
@@ -181,11 +148,8 @@ class Simulation {
 
   // The spanning tree finds out after a while; until then ports that came up have no role.
   void treeFollows() {
-    later(random_.chance(0.5) ? 0 : random_.between(0, 2), [this] { rolesFollow(); });
-  }
-  void rolesFollow() {
-    topology_.spanningTree();
-    network_.applyRoles();
+    episode_.later(random_.chance(0.5) ? 0 : random_.between(0, 2),
+                   [this] { episode_.rolesFollow(); });
   }
 
   // --- Promises ----------------------------------------------------------------------------------
@@ -193,15 +157,13 @@ class Simulation {
   std::vector<Topology::Ends> expected() const { return topology_.reach(network_.declared()); }
 
   void fail(const std::string& what) {
-    if (!outcome_.failure.empty()) return;
     std::ostringstream text;
     text << what << " at " << now() << " s";
     const auto want = expected(), have = network_.registered();
     for (std::size_t l = 0; l < want.size(); ++l) {
       for (int end : {0, 1}) differences(l, end, want[l].end[end], have[l].end[end], text);
     }
-    outcome_.failure = std::move(text).str();
-    tell(outcome_.failure);
+    episode_.fail(std::move(text).str());
   }
   void differences(std::size_t l, int end, const Vlans& want, const Vlans& have,
                    std::ostream& out) const {
@@ -230,8 +192,8 @@ class Simulation {
 
   // While the links go on losing frames.
   void expectSound() {
-    runUntil(now() + outcome_.diameter * kStaleOnHop);
-    for (const double end = now() + kPeriod; now() < end; runUntil(now() + 0.7)) {
+    episode_.runUntil(now() + diameter_ * kStaleOnHop);
+    for (const double end = now() + kPeriod; now() < end; episode_.runUntil(now() + 0.7)) {
       if (!sound()) return fail("registered, though nobody declares it");
     }
   }
@@ -239,20 +201,22 @@ class Simulation {
   void expectConvergence() {
     network_.fateIs({.delay = plan_.fate.delay});
     const double healed = now();
-    tell("links are healed");
-    outcome_.bound = kConvergencePeriods * kPeriod + outcome_.diameter * kConvergencePerHop;
+    episode_.tell("links are healed");
+    const double bound = episode_.outcome().bound =
+        kConvergencePeriods * kPeriod + diameter_ * kConvergencePerHop;
     while (network_.registered() != expected()) {
-      if (now() > healed + outcome_.bound) return fail("not converged");
-      runUntil(now() + 0.25);
+      if (now() > healed + bound) return fail("not converged");
+      episode_.runUntil(now() + 0.25);
     }
-    outcome_.converged = now() - healed;
-    tell("converged");
+    episode_.outcome().converged = now() - healed;
+    episode_.tell("converged");
     // What was right for a moment may have been on its way to something else.
-    const double settled = healed + outcome_.bound;
-    for (; now() < settled; runUntil(now() + 0.25)) {
-      if (network_.registered() != expected()) outcome_.converged = now() - healed + 0.25;
+    const double settled = healed + bound;
+    for (; now() < settled; episode_.runUntil(now() + 0.25)) {
+      if (network_.registered() != expected()) episode_.outcome().converged = now() - healed + 0.25;
     }
-    for (const double end = now() + kSteadyPeriods * kPeriod; now() < end; runUntil(now() + 0.37)) {
+    for (const double end = now() + kSteadyPeriods * kPeriod; now() < end;
+         episode_.runUntil(now() + 0.37)) {
       if (network_.registered() != expected()) return fail("did not stay");
       if (const std::string what = network_.inconsistency(); !what.empty()) return fail(what);
     }
@@ -264,7 +228,7 @@ class Simulation {
       if (topology_.nodes() > 20 && !random_.chance(0.1)) continue;
       network_.blink(node, vlans_[random_.below(vlans_.size())]);
     }
-    runUntil(now() + (outcome_.diameter + 1) * kGonePerHop);
+    episode_.runUntil(now() + (diameter_ + 1) * kGonePerHop);
     if (network_.registered() != expected()) fail("came and went, and stayed");
   }
 
@@ -272,12 +236,11 @@ class Simulation {
   Plan plan_;
   Topology topology_;
   Network network_;
-  std::ostream* story_;
+  Episode episode_;
   std::vector<std::uint16_t> vlans_;
-  std::multimap<double, std::function<void()>> pending_;
   std::map<int, bool> off_;
   bool staysDown_ = false;
-  Outcome outcome_;
+  int diameter_ = 0;
 };
 
 }  // namespace

@@ -2,15 +2,12 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 
-#include "sim/network/Topology.h"
+#include "sim/network/Outcome.h"
 
 namespace Sim {
 
 // --- The promise ---------------------------------------------------------------------------------
-// Longest time between two LeaveAlls on a port, in seconds: 10, prolonged by half at most.
-inline constexpr double kPeriod = 15;
 // On every hop a registration that its declarer has given up lasts no longer than this, loss or
 // not: a period, the leave time, a tick of the engine's clock and the wires' longest delay.
 inline constexpr double kStaleOnHop = kPeriod + 0.6 + 0.1 + 0.7;
@@ -23,16 +20,6 @@ inline constexpr double kConvergencePerHop = 0.8;
 inline constexpr double kGonePerHop = 0.6 + 0.3;
 // And stays so: this many more periods are watched.
 inline constexpr double kSteadyPeriods = 2;
-
-struct Outcome {
-  std::string failure;   // empty when every promise held
-  double converged = 0;  // seconds from the last loss to the last change
-  double bound = 0;
-  int diameter = 0;
-  double virtualSeconds = 0;
-  std::uint64_t frames = 0;
-  std::uint64_t lost = 0;
-};
 
 // One simulation: shape, size, links' faults, what stations declare and what breaks are drawn from
 // `seed`. Tells its story to `story` when there is one.
