@@ -35,7 +35,14 @@ std::vector<const CLI::Option*> argumentsOf(const CLI::App& app) {
 std::string valueName(const CLI::Option& option) {
   if (option.get_expected_max() == 0) return {};
   const std::vector<std::string> choices = choicesOf(option);
-  if (choices.empty()) return option.get_type_name();
+  if (choices.empty()) {
+    // The type of the value, and what a check calls it: "FLOAT:SECONDS", "LEVEL:INT in [0 - 9]".
+    const std::string type = option.get_type_name();
+    const std::size_t colon = type.find(':');
+    const std::string own = type.substr(0, colon);
+    const bool plain = own == "FLOAT" || own == "INT" || own == "UINT" || own == "TEXT";
+    return plain && colon != std::string::npos ? type.substr(colon + 1) : own;
+  }
   std::string name;
   for (const std::string& choice : choices) name += (name.empty() ? "" : "|") + choice;
   return name;

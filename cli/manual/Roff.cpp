@@ -57,8 +57,10 @@ void Roff::words(std::string_view text) {
   });
 }
 
+// The first paragraph stands right under its heading.
 void Roff::text(std::string_view text) {
-  page_ += ".PP\n";
+  const std::size_t last = page_.rfind('\n', page_.size() - 2) + 1;
+  if (page_.compare(last, 2, ".S") != 0) page_ += ".PP\n";
   words(text);
 }
 

@@ -212,7 +212,7 @@ def test_tables_fit(pair):
     os.chmod(b.folder, 0o711)
     os.chmod(os.path.dirname(b.folder), 0o711)
     refused = subprocess.run(
-        ["setpriv", "--reuid", "nobody", "--clear-groups", MRP, "reload", "--socket", b.control],
+        ["setpriv", "--reuid", "nobody", "--regid", "nogroup", "--clear-groups", MRP, "reload", "--socket", b.control],
         capture_output=True, text=True, check=False)
     assert refused.returncode == 1
     assert b.control in refused.stderr and "group" in refused.stderr
