@@ -6,12 +6,15 @@
 #include "cli/BadInput.h"
 #include "cli/ReplayCommand.h"
 #include "cli/agent/AgentCommands.h"
+#include "cli/manual/Completion.h"
+#include "cli/manual/Pages.h"
 #include "cli/replay/JsonMembers.h"
 
 namespace Cli {
 namespace {
 
 constexpr const char* kVersion = "mrp 0.1.0";
+constexpr int kFailed = 1;
 constexpr int kBadInput = 2;
 constexpr int kMaxTraceLevel = 9;
 
@@ -93,6 +96,14 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
   AgentCommands agentCommands(app);
+  // What is made of the commands above; not for everyday use, so --help does not show them.
+  std::string page;
+  std::string shell;
+  CLI::App* manual = app.add_subcommand("manual", "Print a manual page")->group("");
+  manual->add_option("PAGE", page)->required()->check(
+      CLI::IsMember({"mrp", "mrp-agent", "mrp.toml"}));
+  CLI::App* completion = app.add_subcommand("completion", "Print a completion script")->group("");
+  completion->add_option("SHELL", shell)->required()->check(CLI::IsMember({"bash", "zsh"}));
   try {
     app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& asked) {  // --help, --version
@@ -100,6 +111,10 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
     return 0;
   }
   if (const auto status = agentCommands.run(out, err)) return *status;
+  if (manual->parsed() || completion->parsed()) {
+    out << (manual->parsed() ? manualPage(app, page) : completionScript(app, shell)) << std::flush;
+    return out ? 0 : kFailed;
+  }
   command.files.application = applicationNamed(application);
   replay(command, out, err);
   return 0;

@@ -17,3 +17,11 @@ set_target_properties(mrp_no_trace_objects PROPERTIES
   VISIBILITY_INLINES_HIDDEN ON)
 target_link_libraries(mrp_bench_no_trace PRIVATE
   $<TARGET_NAME_IF_EXISTS:mrp_agent> mrp_embedded mrp_host mrp_no_trace_objects benchmark::benchmark)
+
+# The far ends of the agent's wires: `make bench-net`.
+if(TARGET mrp_linux)
+  add_executable(mrp_net_bench EXCLUDE_FROM_ALL
+    bench/net/main.cpp bench/Network.cpp bench/Frames.cpp bench/Measure.cpp)
+  mrp_compile_flags(mrp_net_bench)
+  target_link_libraries(mrp_net_bench PRIVATE ${internal_libraries} nlohmann_json::nlohmann_json)
+endif()

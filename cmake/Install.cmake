@@ -51,6 +51,32 @@ file(RELATIVE_PATH pc_prefix
 configure_file(cmake/libmrp.pc.in ${PROJECT_BINARY_DIR}/libmrp.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libmrp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# Manual pages and completion are printed by the program, from the tables that it reads its command line with.
+if(TARGET mrp_cli)
+  set(manual_dir ${PROJECT_BINARY_DIR}/manual)
+  set(manual_files)
+  function(mrp_printed file)
+    add_custom_command(OUTPUT ${manual_dir}/${file}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${manual_dir}
+      COMMAND mrp_cli ${ARGN} > ${manual_dir}/${file}
+      DEPENDS mrp_cli VERBATIM)
+    set(manual_files ${manual_files} ${manual_dir}/${file} PARENT_SCOPE)
+  endfunction()
+  mrp_printed(mrp.1 manual mrp)
+  mrp_printed(mrp-agent.8 manual mrp-agent)
+  mrp_printed(mrp.toml.5 manual mrp.toml)
+  mrp_printed(mrp.bash completion bash)
+  mrp_printed(_mrp completion zsh)
+  add_custom_target(mrp_manual ALL DEPENDS ${manual_files})
+  foreach(section 1 8 5)
+    set(pages ${manual_files})
+    list(FILTER pages INCLUDE REGEX "\\.${section}$")
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+  endforeach()
+  install(FILES ${manual_dir}/mrp.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME mrp)
+  install(FILES ${manual_dir}/_mrp DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+endif()
+
 # The agent's service and examples of its configuration.
 if(TARGET mrp_daemon)
   install(FILES ${PROJECT_BINARY_DIR}/mrp-agent.service DESTINATION lib/systemd/system)

@@ -46,6 +46,8 @@ if(TARGET mrp_cli AND TARGET mrp_daemon)
     add_test(NAME net COMMAND ${PROJECT_SOURCE_DIR}/scripts/test-net $<TARGET_FILE:mrp_cli>)
     set_tests_properties(net PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
   endif()
+  add_test(NAME manual COMMAND ${PROJECT_SOURCE_DIR}/scripts/test-manual $<TARGET_FILE:mrp_cli>)
+  set_tests_properties(manual PROPERTIES TIMEOUT 120 SKIP_RETURN_CODE 77)
   find_program(MRP_SYSTEMD_ANALYZE systemd-analyze)
   if(MRP_SYSTEMD_ANALYZE)
     add_test(NAME service_exposure COMMAND

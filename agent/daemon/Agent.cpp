@@ -25,11 +25,9 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
             for (const std::string& range : rangesOf(vlans)) list.push_back(range);
             event("program", port, {{"port", port}, {"vlans", std::move(list)}, {"on", on}});
           }),
-      turnAlarm_(*clock_),
-      doubtAlarm_(*clock_) {
+      turnAlarm_(*clock_) {
   directories_.stpStatus()->modeIs(Stp::Mode::rstp);
   turnAlarm_.bind<&Agent::turn>(this);
-  doubtAlarm_.bind<&Agent::handleDoubted>(this);
   changeReactor_.watch<&Agent::handleChange>(host.onChange(), this);
   if (store_) store_->snapshotWantedIs([this] { storeSnapshot(); });
   instancesAre();
@@ -46,8 +44,13 @@ void Agent::lead() {
   restore();
   active_ = true;
   reviewPorts();
-  for (const auto& instance : instances_) instance->activate();
-  if (restored_) doubtRestored();
+  for (const auto& instance : instances_) {
+    instance->activate();
+    // What an earlier life has left is in doubt from the start.
+    for (const auto& [intf, port] : ports_) {
+      if (restored_) instance->engine().doubt(intf);
+    }
+  }
   askNeighbours();
   if (store_) {
     store_->writeStart();

@@ -99,9 +99,6 @@ class Agent final : private Instance::Listener {
   void applySettings(const Port& port);
   Instance::Settings settingsOf(const Instance& instance, const Port& port) const;
   void askNeighbours();
-  // What an earlier life has left is in doubt from the start.
-  void doubtRestored();
-  void handleDoubted();
   void relayBlock();
   void program();
   void portEvent(const Port& port, const char* change);
@@ -149,7 +146,6 @@ class Agent final : private Instance::Listener {
   // Ports whose neighbours have been asked, by applications that do not ask themselves.
   std::set<std::pair<const Instance*, IntfId>> asked_;
   Platform::Alarm turnAlarm_;
-  Platform::Alarm doubtAlarm_;
   Platform::Reactor<> changeReactor_;
 };
 

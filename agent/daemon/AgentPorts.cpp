@@ -208,22 +208,6 @@ void Agent::askNeighbours() {
   }
 }
 
-// The LeaveAll that is sent at once asks the neighbours and lets nothing age out; the engine's own
-// does, and would come a period later.
-void Agent::doubtRestored() {
-  constexpr Platform::Seconds kDoubted = 0.25;
-  for (const auto& instance : instances_) {
-    for (const auto& [intf, port] : ports_) instance->leaveAllSoonIs(intf, true);
-  }
-  doubtAlarm_.dueIs(clock_->now() + kDoubted);
-}
-
-void Agent::handleDoubted() {
-  for (const auto& instance : instances_) {
-    for (const auto& [intf, port] : ports_) instance->leaveAllSoonIs(intf, false);
-  }
-}
-
 void Agent::relayBlock() {
   if (!config_.bridgeMode()) return;
   const bool mvrp = instance(MrpApplication::mvrp) != nullptr;

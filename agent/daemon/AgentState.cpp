@@ -143,7 +143,8 @@ void Agent::restore() {
       continue;
     }
     Instance* const of = instance(static_cast<Mrp::MrpApplication>(entry.application));
-    if (of && port != ports_.end() && of->portHas(intf) &&
+    // A port without carrier has lost what was registered there.
+    if (of && port != ports_.end() && port->second.link.up && of->portHas(intf) &&
         of->recordIs(intf, entry.type, entry.key, entry.declared, entry.registered, entry.octets)) {
       restored_ = true;
     } else {

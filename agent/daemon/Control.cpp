@@ -94,14 +94,16 @@ void Control::traced(const Instance& of, int level, const std::string& text) {
   }
 }
 
-// What was left out is told before anything that comes after it.
-void Control::tell(Client& c, const std::string& line) {
-  if (c.peer->hasRoom()) {
-    if (const std::uint64_t lost = c.peer->takeLost()) {
-      c.peer->event(Rpc::notificationLine(
-          "event", {{"time", agent_.now().value()}, {"kind", "overrun"}, {"lost", lost}}));
-    }
+// What was left out is told before anything that comes after it, and when all before it is read.
+void Control::drained(Rpc::Peer& peer) {
+  if (const std::uint64_t lost = peer.takeLost()) {
+    peer.event(Rpc::notificationLine(
+        "event", {{"time", agent_.now().value()}, {"kind", "overrun"}, {"lost", lost}}));
   }
+}
+
+void Control::tell(Client& c, const std::string& line) {
+  if (c.peer->hasRoom()) drained(*c.peer);
   c.peer->event(line);
 }
 

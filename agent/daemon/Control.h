@@ -25,6 +25,7 @@ class Control final : public Rpc::Service, public Agent::Watcher {
 
   Rpc::Json call(Rpc::Peer& peer, const std::string& method, const Rpc::Json& params) override;
   void gone(Rpc::Peer& peer) override;
+  void drained(Rpc::Peer& peer) override;
 
   bool watches() const override { return watching_ > 0; }
   void event(const char* kind, const std::string& port, Rpc::Json members) override;

@@ -93,15 +93,6 @@ void Instance::portDel(IntfId intf) {
   config_->intfLeaveAllTimeDel(intf);
 }
 
-void Instance::leaveAllSoonIs(IntfId intf, bool soon) {
-  constexpr Platform::Seconds kSoon = 0.1;
-  if (soon) {
-    config_->intfLeaveAllTimeIs(intf, kSoon);
-  } else if (const Settings* settings = ports_.find(intf)) {
-    timesAre(intf, *settings);
-  }
-}
-
 void Instance::timesAre(IntfId intf, const Settings& settings) {
   if (settings.leaveTime) {
     config_->intfLeaveTimeIs(intf, *settings.leaveTime);

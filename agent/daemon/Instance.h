@@ -72,9 +72,6 @@ class Instance final : private Monitor::Listener {
   // Ports on which the application runs, with what is wanted there; only what differs is done.
   void portIs(IntfId intf, const Settings& settings);
   void portDel(IntfId intf);
-  // Makes the port's next LeaveAll due at once, in the engine's own time: unlike one that is sent
-  // on request it puts what is registered there in doubt. Until it is told that this is over.
-  void leaveAllSoonIs(IntfId intf, bool soon);
   bool portHas(IntfId intf) const { return ports_.has(intf); }
   const Settings* settings(IntfId intf) const { return ports_.find(intf); }
   void everywhereIs(const Mrp::VlanSet& vlans);

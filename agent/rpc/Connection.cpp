@@ -124,7 +124,8 @@ void Connection::handleWritten(int status) {
   if (status != 0) return close();
   if (!waiting_.empty()) return write();
   writing_ = {};
-  if (ended_ && !staysOpen_) close();
+  if (ended_ && !staysOpen_) return close();
+  if (lost_ > 0 && server_) server_->service_.drained(*this);
 }
 
 void Connection::close() {

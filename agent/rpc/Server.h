@@ -91,6 +91,8 @@ class Service {
   // The result, or an Error thrown. The peer may be kept for events until it has gone.
   virtual Json call(Peer& peer, const std::string& method, const Json& params) = 0;
   virtual void gone(Peer& peer) = 0;
+  // A peer for which events were left out has read all that waited.
+  virtual void drained(Peer&) {}
 
  protected:
   ~Service() = default;

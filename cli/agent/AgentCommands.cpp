@@ -163,6 +163,12 @@ int registration(const Options& o, const Output& output) {
   return plain("registration", params, o, output);
 }
 
+void attributeLine(std::ostream& out, const std::string& application, const std::string& name,
+                   const Json& value, const char* remark) {
+  constexpr std::size_t kIndent = 5;
+  printWrapped(out, application + " ", kIndent, name + " = " + jsonText(value) + remark);
+}
+
 // Of several applications the value of each that has such an attribute.
 int get(const Options& o, const Output& output) {
   Remote agent(o.socket);
@@ -177,12 +183,11 @@ int get(const Options& o, const Output& output) {
       if (o.json) {
         output.out << jsonText(result) << '\n';
       } else if (!o.what.empty()) {
-        output.out << name << ' ' << o.what << " = " << jsonText(result["value"]) << '\n';
+        attributeLine(output.out, name, o.what, result["value"], "");
       } else {
         for (const Json& row : result) {
-          output.out << name << ' ' << row["name"].get<std::string>() << " = "
-                     << jsonText(row["value"])
-                     << (row["settable"].get<bool>() ? "" : " (read only)") << '\n';
+          attributeLine(output.out, name, row["name"], row["value"],
+                        row["settable"].get<bool>() ? "" : " (read only)");
         }
       }
     } catch (const CommandEnd& end) {

@@ -9,8 +9,9 @@ bool isList(Daemon::Key::Type type) {
   return type == Daemon::Key::Type::texts || type == Daemon::Key::Type::vlans;
 }
 
-const char* typeName(Daemon::Key::Type type) {
-  switch (type) {
+std::string typeName(const Daemon::Key& key) {
+  if (!key.choices.empty()) return std::string(key.choices);
+  switch (key.type) {
     case Daemon::Key::Type::boolean:
       return "true|false";
     case Daemon::Key::Type::seconds:
@@ -39,7 +40,7 @@ void AgentOptions::describe(CLI::App& app) {
     if (names.empty()) continue;
     Option& option = options_.emplace_back(Option{&key, key.options().front(), {}, &app});
     CLI::Option* made = app.add_option(names, option.texts, std::string(key.help));
-    made->type_name(typeName(key.type))->expected(1)->allow_extra_args(false);
+    made->type_name(typeName(key))->expected(1)->allow_extra_args(false);
     made->multi_option_policy(isList(key.type) ? CLI::MultiOptionPolicy::TakeAll
                                                : CLI::MultiOptionPolicy::Throw);
   }

@@ -74,6 +74,9 @@ class MRP_API Engine : public Platform::Entity {
   virtual std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const = 0;
   // Sends a LeaveAll of every type on a port that has an endpoint, now. Not in standby.
   virtual void sendLeaveAll(IntfId intf) = 0;
+  // Puts every registration of a port in doubt: what no neighbour declares again ends after the
+  // leave time. Nothing is sent. Not in standby.
+  virtual void doubt(IntfId intf) = 0;
 
   // Counters; null in standby.
   virtual const MrpCounters* counters() const = 0;

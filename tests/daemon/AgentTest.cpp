@@ -538,10 +538,28 @@ TEST_F(AgentTest, AKilledAgentGoesOnWhereItWas) {
   EXPECT_THAT(first, testing::HasSubstr("10=Join"));
   EXPECT_THAT(first, testing::HasSubstr("70=Join"));
   EXPECT_THAT(first, testing::Not(testing::HasSubstr("Lv")));
-  // One VLAN is confirmed, the other ages out.
+  // One VLAN is confirmed, the other ages out a leave time after the start, without another LeaveAll.
   host.receive(kMvrp, "eth1", vlans(10, {JoinIn}));
-  host.run(1.2);
+  EXPECT_EQ(host.entries("eth1"), "5, 10-11");
+  host.run(0.6);
   EXPECT_EQ(host.entries("eth1"), "5, 10");
+  EXPECT_THAT(sent(kMvrp, "eth2"), testing::Not(testing::HasSubstr("LA")));
+}
+
+// What was registered behind a link that is down by now went with it.
+TEST_F(AgentTest, NothingIsRestoredOnAPortWithoutCarrier) {
+  useStore();
+  bridgeOfThree();
+  host.receive(kMvrp, "eth1", vlans(10, {JoinIn}));
+  host.run(3.0);
+  kill();
+  host.linkIs("eth1", false);
+  useStore();
+  start(bridgeConfig());
+  EXPECT_EQ(registered("eth1"), "[]");
+  host.run(0.2);
+  EXPECT_EQ(declared("eth2"), "[]");
+  EXPECT_EQ(host.entries("eth1"), "");
 }
 
 TEST_F(AgentTest, WhatOnlyAnEarlierConfigurationDeclaredIsWithdrawn) {

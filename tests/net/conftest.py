@@ -18,7 +18,12 @@ import time
 import pytest
 
 MRP = os.environ.get("MRP", os.path.join(os.path.dirname(__file__), "../../build/bin/mrp"))
+LONG = os.environ.get("LONG", "") not in ("", "0")  # the tests that take minutes, too
 BOUND = 20.0  # seconds; several times what the slowest event takes
+
+# Timers of the agents under test: a neighbour that says nothing is waited for less long.
+SHORT = {"--leave-time": "0.3", "--leave-all-time": "2", "--msrp-leave-time": "0.3",
+         "--msrp-leave-all-time": "2"}
 
 
 def run(*command, check=True):
@@ -41,11 +46,18 @@ def why_not():
         run("ip", "netns", "del", name)
 
 
+def pytest_configure(config):
+    config.addinivalue_line("markers", "long: takes minutes; LONG=1 runs it")
+    config.addinivalue_line("markers", "anywhere: needs no namespaces")
+
+
 def pytest_collection_modifyitems(items):
     reason = why_not()
-    if reason:
-        for item in items:
+    for item in items:
+        if reason and not item.get_closest_marker("anywhere"):
             item.add_marker(pytest.mark.skip(reason="no network namespaces: " + reason))
+        elif item.get_closest_marker("long") and not LONG:
+            item.add_marker(pytest.mark.skip(reason="takes minutes: make test-net LONG=1"))
 
 
 def until(holds, what="", bound=BOUND):
@@ -55,7 +67,7 @@ def until(holds, what="", bound=BOUND):
         got = holds()
         if got:
             return got
-        assert time.monotonic() < end, f"did not happen: {what}"
+        assert time.monotonic() < end, f"did not happen: {what() if callable(what) else what}"
         select.select([], [], [], 0.02)
 
 
@@ -95,11 +107,14 @@ class Rpc:
 class Agent:
     """An agent in a namespace, with its sockets in a folder of its own."""
 
-    def __init__(self, network, namespace, *options, wait=True):
+    def __init__(self, network, namespace, *options, wait=True, short=True):
         self.folder = tempfile.mkdtemp(dir=network.folder)
         self.control = os.path.join(self.folder, "c")
         self.query = os.path.join(self.folder, "q")
         self.log = os.path.join(self.folder, "log")
+        if short:
+            options += tuple(word for name, value in SHORT.items() if name not in options
+                             for word in (name, value))
         with open(self.log, "wb") as log:
             self.process = subprocess.Popen(
                 ["ip", "netns", "exec", network.name(namespace), MRP, "agent", "--socket",
@@ -131,17 +146,24 @@ class Agent:
         query = arguments[0] in ("show", "watch", "get")
         return run(MRP, *arguments, "--socket", self.query if query else self.control, check=check)
 
+    def written(self):
+        """Waits until the state is on the disk."""
+        until(lambda: self.call("status")["state"]["behind"] == 0, "all is written")
+
+    def port(self, name):
+        return self.call("ports", port=name)[0]
+
     def mvrp(self, port):
         rows = self.call("ports", port=port)
         return (rows and rows[0]["mvrp"]) or {}
 
-    def registers(self, port, vlans):
+    def registers(self, port, vlans, bound=BOUND):
         until(lambda: self.mvrp(port).get("registered") == vlans,
-              f"{port} registers {vlans}: {self.mvrp(port)}")
+              lambda: f"{port} registers {vlans}: {self.mvrp(port)}", bound)
 
     def declares(self, port, vlans):
         until(lambda: self.mvrp(port).get("declared") == vlans,
-              f"{port} declares {vlans}: {self.mvrp(port)}")
+              lambda: f"{port} declares {vlans}: {self.mvrp(port)}")
 
     def stop(self, sig=signal.SIGTERM):
         if self.process.poll() is None:
@@ -160,7 +182,7 @@ class Network:
         self.folder = tempfile.mkdtemp(prefix="mrp-net-")
         self.namespaces = []
         self.agents = []
-        self.captures = []
+        self.mounts = []
 
     def name(self, namespace):
         name = self.prefix + namespace
@@ -193,6 +215,20 @@ class Network:
         self.ip(namespace, "link", "set", name, "up")
         for port in ports:
             self.ip(namespace, "link", "set", port, "master", name)
+
+    def mount(self, *arguments):
+        """A filesystem of its own, gone with the test."""
+        folder = os.path.join(self.folder, f"disk{len(self.mounts)}")
+        os.mkdir(folder)
+        mounted = run("mount", *arguments, folder, check=False)
+        if mounted.returncode != 0:
+            pytest.skip("no such filesystem here: " + mounted.stderr.strip())
+        self.mounts.append(folder)
+        return folder
+
+    def execute(self, namespace, *command, **settings):
+        """A process in a namespace."""
+        return subprocess.Popen(["ip", "netns", "exec", self.name(namespace), *command], **settings)
 
     def agent(self, namespace, *options, **settings):
         return Agent(self, namespace, *options, **settings)
@@ -227,6 +263,8 @@ class Network:
             if agent.process.poll() is None:
                 agent.process.kill()
                 agent.process.wait(BOUND)
+        for folder in self.mounts:
+            run("umount", folder, check=False)
         for name in self.namespaces:
             run("ip", "netns", "del", name, check=False)
         shutil.rmtree(self.folder, ignore_errors=True)

@@ -84,6 +84,9 @@ class Gate final : public Rpc::Service {
   void gone(Rpc::Peer& peer) override {
     if (control) control->gone(peer);
   }
+  void drained(Rpc::Peer& peer) override {
+    if (control) control->drained(peer);
+  }
 
   Control* control = nullptr;
 };

@@ -83,6 +83,7 @@ std::string relayRules(const std::string& bridge, const std::vector<std::string>
     const std::string address = rule + " ether daddr 01:80:c2:00:00:0e ";
     rules += address + "ether type 0x22ea drop\n";
     rules += address + "vlan type 0x22ea drop\n";
+    rules += address + "ether type 8021ad vlan type 0x22ea drop\n";
   }
   return rules;
 }

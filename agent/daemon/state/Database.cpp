@@ -79,6 +79,8 @@ Database::Database(const std::string& path, const std::string& bootId) : bootId_
   try {
     if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) fail();
     sqlite3_busy_timeout(db_, kBusyMs);
+    // Whoever reads it while taking over has no time to put it in order.
+    sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     exec("PRAGMA journal_mode=WAL");
     exec("PRAGMA synchronous=NORMAL");
     exec(kSchema);

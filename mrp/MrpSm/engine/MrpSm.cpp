@@ -60,6 +60,12 @@ void MrpSm::sendLeaveAll(IntfId intf) {
   MRP_ASSERT_TEXT(active(), "initialized() && !standbyMode()");
   mrpPamSm()->transmitAllLeaveAll(intf);
 }
+
+void MrpSm::doubt(IntfId intf) {
+  MRP_ASSERT_TEXT(active(), "initialized() && !standbyMode()");
+  leaveAllSm()->postToAllTypes(intf, MrpApplicantEvent::none, MrpRegistrarEvent::reDeclare);
+}
+
 const MrpCounters* MrpSm::counters() const { return rooms_->counters.get(); }
 Platform::Signal<IntfId>& MrpSm::onFrame() { return rooms_->onFrame; }
 bool MrpSm::frameInProgress() const { return rooms_->receiver && rooms_->receiver->busy(); }

@@ -62,6 +62,7 @@ class MRP_API MrpSm final : public Engine {
                    const std::function<void(const MrpAttrDatabase&)>& visit) const override;
   std::optional<Seconds> leaveAllDue(const MrpLeaveAllKey& key) const override;
   void sendLeaveAll(IntfId intf) override;
+  void doubt(IntfId intf) override;
   const MrpCounters* counters() const override;
   Platform::Signal<IntfId>& onFrame() override;
   bool frameInProgress() const override;
