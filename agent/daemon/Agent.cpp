@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/daemon/config/VlanRanges.h"
+#include "agent/daemon/streams/StreamApplication.h"
 
 namespace Daemon {
 
@@ -15,6 +16,7 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
       log_(log),
       clock_(host.clock()),
       started_(clock_->now()),
+      streamProgram_(host.streams(), streamHooks(), log),
       program_(
           host,
           [this](const std::string& port, const Mrp::VlanSet& vlans, bool on) {
@@ -25,9 +27,14 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
             for (const std::string& range : rangesOf(vlans)) list.push_back(range);
             event("program", port, {{"port", port}, {"vlans", std::move(list)}, {"on", on}});
           }),
-      turnAlarm_(*clock_) {
+      turnAlarm_(*clock_),
+      streamAlarm_(*clock_) {
   directories_.stpStatus()->modeIs(Stp::Mode::rstp);
   turnAlarm_.bind<&Agent::turn>(this);
+  streamAlarm_.bind<&Agent::handleStreamsConfirmed>(this);
+  if (StreamHost* const streams = host.streams()) {
+    streamHostReactor_.watch<&Agent::handleStreamHost>(streams->onChange(), this);
+  }
   changeReactor_.watch<&Agent::handleChange>(host.onChange(), this);
   if (store_) store_->snapshotWantedIs([this] { storeSnapshot(); });
   instancesAre();
@@ -51,6 +58,7 @@ void Agent::lead() {
       if (restored_) instance->engine().doubt(intf);
     }
   }
+  confirmStreamsLater();
   askNeighbours();
   if (store_) {
     store_->writeStart();
@@ -65,11 +73,10 @@ void Agent::instancesAre() {
   const auto is = [this](MrpApplication application, bool enabled) {
     Instance* const present = instance(application);
     if (enabled && !present) {
-      const bool propagates = config_.bridgeMode() && application == MrpApplication::mvrp;
       instances_.push_back(std::make_unique<Instance>(
-          application, propagates, config_.bridgeMode(),
+          application, config_.bridgeMode(), config_.bridgeMode(),
           Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr,
-                                 *this}));
+                                 &streamProgram_, *this}));
       instances_.back()->trace().sinkAdd(
           [this, of = instances_.back().get()](const Platform::Trace::Entry& entry) {
             if (watcher_) watcher_->traced(*of, entry.level, entry.text);
@@ -79,6 +86,9 @@ void Agent::instancesAre() {
       std::erase_if(unstored_, [&](const auto& record) { return record.first == present; });
       std::erase_if(asked_, [&](const auto& asked) { return asked.first == present; });
       std::erase_if(instances_, [&](const auto& i) { return i.get() == present; });
+      if (application == MrpApplication::msrp && config_.bridgeMode() && active_) {
+        streamProgram_.end(config_.bridge);
+      }
     }
   };
   is(MrpApplication::mvrp, config_.mvrpEnabled);
@@ -89,6 +99,7 @@ void Agent::instancesAre() {
     c.leaveTimeIs(mvrp ? config_.mvrpLeaveTime : config_.msrpLeaveTime);
     c.leaveAllTimeIs(mvrp ? config_.mvrpLeaveAllTime : config_.msrpLeaveAllTime);
     c.vlanLimitIs(config_.vlanLimit);
+    if (StreamApplication* const streams = instance->streamApp()) streams->settingsAre(config_);
   }
 }
 
@@ -113,6 +124,7 @@ void Agent::withdraw() {
     for (const auto& instance : instances_) instance->portDel(intf);
   }
   for (const auto& [intf, port] : ports_) program_.review(intf.name(), {});
+  if (config_.bridgeMode()) streamProgram_.end(config_.bridge);
   std::string why;
   if (config_.bridgeMode()) host_.relayBlockIs(config_.bridge, {}, false, false, why);
   relayBlocked_ = false;
@@ -161,6 +173,7 @@ void Agent::turn() {
   if (linksChanged_) reviewPorts();
   if (active_) {
     program();
+    programStreams();
     askNeighbours();
     relayBlock();
     auto unstored = std::exchange(unstored_, {});

@@ -12,6 +12,7 @@
 #include "agent/daemon/VlanProgram.h"
 #include "agent/daemon/config/Config.h"
 #include "agent/daemon/state/Store.h"
+#include "agent/daemon/streams/StreamProgram.h"
 #include "agent/rpc/Message.h"
 
 namespace Daemon {
@@ -73,6 +74,9 @@ class Agent final : private Instance::Listener {
   std::optional<bool> vlanFiltering() const;
   // VLANs of the port that the agent has put into the kernel's bridge.
   Mrp::VlanSet programmed(const std::string& port) const { return program_.owned(port); }
+  // What the bridge of MSRP has decided; null where there is none.
+  const Mrp::Streams::StreamPropagation* streams() const;
+  const StreamProgram& streamProgram() const { return streamProgram_; }
   // What is fixed and forbidden on a port, static entries of the kernel included.
   RegistrationSets registrations(const std::string& port) const;
   Platform::Seconds now() const { return clock_->now(); }
@@ -103,6 +107,19 @@ class Agent final : private Instance::Listener {
   void program();
   void portEvent(const Port& port, const char* change);
 
+  // agent/daemon/AgentStreams.cpp
+  StreamProgram::Hooks streamHooks();
+  StreamProgram::Port streamPort(const std::string& name, const Host::Link& link) const;
+  void reviewStreamPorts();
+  void handleStreamHost();
+  void programStreams();
+  void confirmStreamsLater();
+  void handleStreamsConfirmed();
+  void reservationEvent(const std::string& port, const StreamProgram::Address& address, bool on);
+  void storeStreamClaim(const std::string& port,
+                        const std::optional<StreamProgram::Address>& address, bool on);
+  void restoreStreamClaim(Entry entry);
+
   // agent/daemon/AgentState.cpp
   void indicated(Instance& of, bool join, const Mrp::MrpParameters& parameters) override;
   void sent(Instance& of, IntfId intf, std::span<const std::uint8_t> octets) override;
@@ -130,6 +147,7 @@ class Agent final : private Instance::Listener {
   Watcher* watcher_ = nullptr;
   Platform::Seconds started_;
   Platform::Host::Directories directories_;
+  StreamProgram streamProgram_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::map<IntfId, Port> ports_;
   Requests requests_;
@@ -140,13 +158,17 @@ class Agent final : private Instance::Listener {
   bool relayBlocked_ = false;
   std::string relayState_;  // for which blocking was asked for last
   bool warnedOfFiltering_ = false;
+  bool warnedOfClasses_ = false;
+  bool streamHostChanged_ = false;
   bool restored_ = false;  // records of an earlier life
   // Records whose meaning has changed since they were stored.
   std::set<std::pair<Instance*, Mrp::MrpAttribute>> unstored_;
   // Ports whose neighbours have been asked, by applications that do not ask themselves.
   std::set<std::pair<const Instance*, IntfId>> asked_;
   Platform::Alarm turnAlarm_;
+  Platform::Alarm streamAlarm_;
   Platform::Reactor<> changeReactor_;
+  Platform::Reactor<> streamHostReactor_;
 };
 
 }  // namespace Daemon

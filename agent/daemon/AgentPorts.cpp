@@ -102,6 +102,7 @@ void Agent::portDel(IntfId intf) {
     program_.review(intf.name(), {});
   }
   program_.portDel(intf.name());
+  streamProgram_.portDel(intf.name());
   portEvent(port, "removed");
 }
 
@@ -172,6 +173,7 @@ void Agent::applySettings() {
     program_.observe(intf.name());
     applySettings(port);
   }
+  reviewStreamPorts();
 }
 
 void Agent::applySettings(const Port& port) {
@@ -188,7 +190,7 @@ void Agent::applySettings(const Port& port) {
 
 // --- The host ------------------------------------------------------------------------------------
 
-// A port that begins to forward asks its neighbour. MvrpBridge does so itself; in station mode only
+// A port that begins to forward asks its neighbour. A bridge does so itself; in station mode only
 // what an earlier life has left is asked for.
 void Agent::askNeighbours() {
   const bool all = std::exchange(restored_, false);

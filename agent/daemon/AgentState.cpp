@@ -115,6 +115,7 @@ void Agent::storeSnapshot() {
     const Mrp::VlanSet owned = program_.owned(intf.name());
     if (!owned.empty()) storeClaims(intf.name(), owned, true);
   }
+  streamProgram_.repeatClaims();
   store_->put({.kind = Entry::Kind::end});
   store_->flush();
 }
@@ -129,6 +130,10 @@ void Agent::restore() {
       if (json.is_discarded() || !requests_.restore(json, config_)) {
         log_.warning(store_->path() + ": what commands asked for cannot be read");
       }
+      continue;
+    }
+    if (entry.kind == Entry::Kind::streamClaim) {
+      restoreStreamClaim(std::move(entry));
       continue;
     }
     const IntfId intf(entry.name);

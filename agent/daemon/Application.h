@@ -3,6 +3,7 @@
 #include <functional>
 #include <span>
 
+#include "agent/msrp/StreamPropagation.h"
 #include "agent/mvrp/MvrpBridge.h"
 #include "mrp/MrpSm/MrpLib.h"
 
@@ -35,6 +36,8 @@ class Application {
                               Mrp::Registration registration) = 0;
   // VLANs that the kernel's bridge is to have on a port.
   virtual Mrp::VlanSet programmed(IntfId intf) const = 0;
+  // What it has decided about streams; null where it decides nothing.
+  virtual const Mrp::Streams::StreamPropagation* streams() const { return nullptr; }
 };
 
 }  // namespace Daemon

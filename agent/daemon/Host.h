@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/bridge/VlanSet.h"
+#include "agent/daemon/streams/StreamHost.h"
 #include "mrp/types/MrpEnums.h"
 #include "platform/packet/EthAddr.h"
 #include "platform/state/EntityManager.h"
@@ -40,10 +41,11 @@ class Host {
     bool vlanFiltering = false;
   };
   // VLANs that a port, or the bridge itself, is a member of; `flagged`: those that are its PVID or
-  // leave untagged.
+  // leave untagged; `untagged`: those that do.
   struct VlanEntries {
     Mrp::VlanSet all;
     Mrp::VlanSet flagged;
+    Mrp::VlanSet untagged;
     friend bool operator==(const VlanEntries&, const VlanEntries&) = default;
   };
   struct FrameCounters {
@@ -72,6 +74,9 @@ class Host {
   // so.
   virtual bool relayBlockIs(const std::string& bridge, const std::vector<std::string>& ports,
                             bool mvrp, bool msrp, std::string& why) = 0;
+
+  // What it can do for streams; null: nothing.
+  virtual StreamHost* streams() { return nullptr; }
 
   // Another boot gives another text.
   virtual std::string bootId() const = 0;

@@ -3,6 +3,7 @@
 #include "agent/daemon/BridgeApplication.h"
 #include "agent/daemon/Station.h"
 #include "agent/daemon/Values.h"
+#include "agent/daemon/streams/StreamApplication.h"
 #include "mrp/types/MrpAttrDatabase.h"
 
 namespace Daemon {
@@ -25,7 +26,11 @@ Instance::Instance(MrpApplication application, bool bridge, bool roles, const Su
   const auto tell = [this](bool join, const Mrp::MrpParameters& parameters) {
     listener_.indicated(*this, join, parameters);
   };
-  if (bridge) {
+  if (bridge && application == MrpApplication::msrp) {
+    auto made = Platform::makePtr<StreamApplication>(*around.streams, around.host.clock(), tell);
+    app_ = streamApp_ = made.get();
+    lib_ = made;
+  } else if (bridge) {
     auto made = Platform::makePtr<BridgeApplication>(tell);
     app_ = made.get();
     lib_ = made;

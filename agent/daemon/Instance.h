@@ -16,6 +16,8 @@
 
 namespace Daemon {
 
+class StreamApplication;
+
 // One running application: its engine with everything that this stands on.
 class Instance final : private Monitor::Listener {
  public:
@@ -35,6 +37,7 @@ class Instance final : private Monitor::Listener {
     Host& host;
     Platform::Host::Directories& directories;
     Ptr<Platform::AttrLogOutput> attrLog;  // may be null
+    Mrp::StreamForwarding* streams;        // of a bridge; null in a station
     Listener& listener;
   };
   // What the agent wants of one port.
@@ -61,6 +64,8 @@ class Instance final : private Monitor::Listener {
   Mrp::Engine& engine() const { return *engine_; }
   Mrp::MrpLib& lib() const { return *lib_; }
   Application& app() const { return *app_; }
+  // MSRP where it propagates, else null.
+  StreamApplication* streamApp() const { return streamApp_; }
   Mrp::MrpConfig& config() const { return *config_; }
   Mrp::MrpStatus& status() const { return *status_; }
   Platform::Trace& trace() const { return services_->trace(); }
@@ -109,6 +114,7 @@ class Instance final : private Monitor::Listener {
   Ptr<Platform::Host::StateDatabase> database_;
   Ptr<Mrp::MrpLib> lib_;
   Application* app_ = nullptr;
+  StreamApplication* streamApp_ = nullptr;
   Ptr<Mrp::Engine> engine_;
   Platform::IntfMap<Settings> ports_;
   Mrp::VlanSet everywhere_;

@@ -169,7 +169,8 @@ Json callTrace(const Call& call) {
 }
 
 Json callWatch(const Call& call) {
-  constexpr std::array kKinds{"join", "leave", "tx", "log", "port", "program", "state", "overrun"};
+  constexpr std::array kKinds{"join",    "leave", "tx",      "log",        "port",
+                              "program", "state", "overrun", "reservation"};
   std::set<std::string> kinds;
   if (call.params.has("kinds")) {
     const Json& list = call.params.needed("kinds");
@@ -194,6 +195,7 @@ constexpr std::array kMethods{
     Method{"vlans", false, false, callVlans},
     Method{"streams", false, false, callStreams},
     Method{"domains", false, false, callDomains},
+    Method{"bandwidth", false, false, callBandwidth},
     Method{"attributes", false, false, callAttributes},
     Method{"counters", false, false, callCounters},
     Method{"timers", false, false, callTimers},

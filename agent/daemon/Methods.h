@@ -34,6 +34,8 @@ Rpc::Json callStreams(const Call& call);
 Rpc::Json callDomains(const Call& call);
 Rpc::Json callCounters(const Call& call);
 Rpc::Json callTimers(const Call& call);
+// agent/daemon/streams/FateJson.cpp
+Rpc::Json callBandwidth(const Call& call);
 // agent/daemon/ByName.cpp
 Rpc::Json callGet(const Call& call);
 Rpc::Json callSet(const Call& call);

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "agent/daemon/Methods.h"
+#include "agent/daemon/streams/FateJson.h"
 #include "mrp/types/MrpAttrDatabase.h"
 #include "platform/host/JsonDump.h"
 
@@ -82,7 +83,9 @@ Json msrpJson(const Agent& agent, const Instance& instance, IntfId intf) {
       declared += declares(record.applicantState());
     });
   }
-  Json json{{"registered", registered}, {"declared", declared}};
+  Json json{{"registered", registered},
+            {"declared", declared},
+            {"boundary", boundariesJson(agent, intf)}};
   json.update(timesJson(agent, instance, intf));
   return json;
 }
@@ -186,7 +189,8 @@ Json callStatus(const Call& call) {
         {"behind", store ? store->behind() : 0}}},
       {"kernel",
        {{"vlanFiltering", filtering ? Json(*filtering) : Json()},
-        {"relayBlocked", filtering ? Json(agent.relayBlocked()) : Json()}}},
+        {"relayBlocked", filtering ? Json(agent.relayBlocked()) : Json()},
+        {"refused", filtering ? Json(agent.streamProgram().refusals()) : Json()}}},
   };
 }
 

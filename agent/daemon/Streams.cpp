@@ -5,6 +5,9 @@
 
 #include "agent/daemon/FailureCodes.h"
 #include "agent/daemon/Methods.h"
+#include "agent/daemon/Values.h"
+#include "agent/daemon/streams/FateJson.h"
+#include "agent/msrp/Bandwidth.h"
 #include "mrp/MrpMsrp/MsrpValues.h"
 #include "mrp/types/MrpAttrDatabase.h"
 
@@ -18,6 +21,16 @@ constexpr std::uint8_t kFailed = 2;
 constexpr std::uint8_t kListener = 3;
 constexpr std::uint8_t kDomain = 4;
 
+// A bridge has classes of its own.
+std::vector<SrClass> classesOf(const Agent& agent) {
+  if (!agent.config().bridgeMode()) return agent.config().srClasses;
+  std::vector<SrClass> classes;
+  for (const Mrp::SrClassInfo& c : Mrp::kSrClassTable) {
+    classes.push_back({static_cast<std::uint8_t>(c.id), c.priority, c.vid});
+  }
+  return classes;
+}
+
 template <class Value>
 Value valueOf(const Mrp::MrpAttrDatabase& record) {
   Value value{};
@@ -27,26 +40,17 @@ Value valueOf(const Mrp::MrpAttrDatabase& record) {
   return value;
 }
 
-std::string hex16(std::uint64_t number) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text(16, '0');
-  for (std::size_t i = 16; i-- > 0; number >>= 4) text[i] = kDigits[number & 15];
-  return text;
-}
-
 void statesInto(Json& json, const Mrp::MrpAttrDatabase& record) {
   json["applicant"] = stringValue(record.applicantState());
   json["registrar"] = stringValue(record.registrarState());
 }
 
-// On the wire each frame has 43 octets more than its payload (header, tag, check sequence, preamble
-// and gap). None where the priority is that of no class whose measurement interval is known.
+// None where the priority is that of no class whose measurement interval is known.
 Json bandwidth(const Agent& agent, const Mrp::MsrpTalkerAdvertiseAttribute& talker) {
-  constexpr std::uint64_t kOverhead = 43;
-  for (const SrClass& c : agent.config().srClasses) {
-    if (c.priority != talker.priorityAndRank.priority() || c.id < 5) continue;
-    const std::uint64_t intervals = c.id == 6 ? 8000 : 4000;  // of class A, of class B
-    return (talker.tSpec.maxFrameSize + kOverhead) * 8 * talker.tSpec.maxIntervalFrames * intervals;
+  for (const SrClass& c : classesOf(agent)) {
+    const auto known = Mrp::srClassNumbered(c.id);
+    if (c.priority != talker.priorityAndRank.priority() || !known) continue;
+    return Mrp::bandwidthNeeded(talker.tSpec, *known, agent.config().overhead);
   }
   return nullptr;
 }
@@ -70,26 +74,12 @@ Json talkerJson(const Agent& agent, const Mrp::MrpAttrDatabase& record, bool fai
       {"rank", talker.priorityAndRank.rank()},
       {"accumulatedLatency", std::uint32_t{talker.accumulatedLatency}},
       {"bandwidth", bandwidth(agent, talker)},
-      {"bridgeId", failed ? Json(hex16(failure.bridgeId)) : Json()},
+      {"bridgeId", failed ? Json(streamIdText(failure.bridgeId)) : Json()},
       {"failureCode", failed ? Json(failure.failureCode) : Json()},
       {"failure", failed ? Json(failureText(failure.failureCode)) : Json()},
   };
   statesInto(json, record);
   return json;
-}
-
-const char* listenerText(Mrp::MsrpListenerEvent event) {
-  switch (event) {
-    case Mrp::MsrpListenerEvent::ready:
-      return "ready";
-    case Mrp::MsrpListenerEvent::readyFailed:
-      return "ready-failed";
-    case Mrp::MsrpListenerEvent::askingFailed:
-      return "asking-failed";
-    case Mrp::MsrpListenerEvent::ignore:
-      break;
-  }
-  return "ignore";
 }
 
 Json listenerJson(const Mrp::MrpAttrDatabase& record) {
@@ -114,19 +104,22 @@ void streamRows(const Agent& agent, const Instance& msrp, IntfId intf, Json& row
       }
     });
   }
+  auto fates = fatesJson(agent, intf);
+  for (const auto& [key, fate] : fates) streams[key];
   for (auto& [key, stream] : streams) {
     rows.push_back({{"port", intf.name()},
-                    {"streamId", hex16(key)},
+                    {"streamId", streamIdText(key)},
                     {"talker", std::move(stream.first)},
-                    {"listener", std::move(stream.second)}});
+                    {"listener", std::move(stream.second)},
+                    {"fate", fates.contains(key) ? std::move(fates[key]) : Json()}});
   }
 }
 
-// Ours are those of the configuration; a neighbour's is what the record of its class holds.
+// Ours are those that are declared; a neighbour's is what the record of its class holds.
 void domainRows(const Agent& agent, const Instance& msrp, IntfId intf, Json& rows) {
   using Row = std::tuple<std::uint8_t, std::uint8_t, std::uint16_t>;
   std::map<Row, std::pair<bool, bool>> domains;
-  for (const SrClass& c : agent.config().srClasses) {
+  for (const SrClass& c : classesOf(agent)) {
     domains[{c.id, c.priority, c.vlan}].first = true;
   }
   msrp.engine().walkRecords(intf, kDomain, [&](const Mrp::MrpAttrDatabase& record) {

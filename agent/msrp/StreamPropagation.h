@@ -100,7 +100,10 @@ class StreamPropagation {
   // As of the last settlement; in order of identifier, VLAN and address, or port.
   std::vector<StreamState> streams() const;
   std::optional<StreamState> stream(StreamId id) const;
+  // The stream whose frames go to an address, if there is one.
+  std::optional<StreamId> owner(Platform::VlanId vlan, Platform::EthAddr address) const;
   std::vector<ReservationState> reservations() const;
+  std::vector<BandwidthState> bandwidths() const;
   std::vector<SlopeState> slopes() const;
   std::vector<BoundaryState> boundaries() const;
   // What does not agree in here; empty if all is well. For tests, and slow.

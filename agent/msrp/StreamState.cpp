@@ -43,6 +43,7 @@ StreamState StreamPropagation::stateOf(const Stream& stream) const {
   state.srClass = stream.booked.srClass;
   state.need = stream.booked.need;
   state.merged = stream.merged;
+  if (stream.changedAt != Seconds::never()) state.recoversAt = stream.changedAt + recovery_;
   for (const TalkerRegistration& t : stream.talkers) {
     if (t.port != stream.in && t.since) state.otherTalkers.push_back(t.port->intf);
   }
@@ -71,8 +72,30 @@ StreamPortState StreamPropagation::stateOf(const Stream& stream, const Port& por
     state.allowed = port.bandwidth.limit(*srClass);
     state.inUse =
         *srClass == SrClass::a ? port.bandwidth.reserved(SrClass::a) : port.bandwidth.reserved();
+    state.left = port.bandwidth.available(1, *srClass).ofClass;
   }
   return state;
+}
+
+std::optional<StreamId> StreamPropagation::owner(Platform::VlanId vlan,
+                                                 Platform::EthAddr address) const {
+  const Stream* const stream =
+      addresses_.owner(std::uint64_t{vlan.value()} << 48 | address.number());
+  return stream ? std::optional(stream->id) : std::nullopt;
+}
+
+std::vector<BandwidthState> StreamPropagation::bandwidths() const {
+  std::vector<BandwidthState> states;
+  for (const auto& port : ports_) {
+    for (const SrClassInfo& c : kSrClassTable) {
+      const std::size_t i = indexOf(c.id);
+      states.push_back({port->intf, c.id, port->settings.rate, port->settings.ofClass[i].delta,
+                        port->bandwidth.limit(c.id), port->bandwidth.reserved(c.id),
+                        port->bandwidth.available(1, c.id).ofClass, port->slope[i],
+                        port->boundaryOf(c.id)});
+    }
+  }
+  return states;
 }
 
 std::vector<ReservationState> StreamPropagation::reservations() const {

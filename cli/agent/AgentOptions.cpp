@@ -6,7 +6,8 @@ namespace Cli {
 namespace {
 
 bool isList(Daemon::Key::Type type) {
-  return type == Daemon::Key::Type::texts || type == Daemon::Key::Type::vlans;
+  return type == Daemon::Key::Type::texts || type == Daemon::Key::Type::vlans ||
+         type == Daemon::Key::Type::perClass;
 }
 
 std::string typeName(const Daemon::Key& key) {
@@ -22,6 +23,8 @@ std::string typeName(const Daemon::Key& key) {
       return "NAME,...";
     case Daemon::Key::Type::vlans:
       return "VLAN,...";
+    case Daemon::Key::Type::perClass:
+      return "6=NUMBER,5=NUMBER";
     default:
       return "TEXT";
   }

@@ -77,6 +77,15 @@ void status(std::ostream& out, const Style& style, const Json& r) {
   line(out, "kernel",
        std::string("VLAN filtering ") + yes(kernel["vlanFiltering"]) + ", relay blocked " +
            yes(kernel["relayBlocked"]));
+  for (const Json& text : kernel.value("refused", Json::array())) {
+    line(out, "refused", style.bad(textOf(text)));
+  }
+}
+
+// "6 (A)".
+std::string classText(const Json& id) {
+  if (!id.is_number_unsigned() || id.get<unsigned>() > 6) return textOf(id);
+  return textOf(id) + " (" + static_cast<char>('A' + 6 - id.get<unsigned>()) + ")";
 }
 
 // --- ports ---------------------------------------------------------------------------------------
@@ -102,6 +111,12 @@ void application(std::ostream& out, const char* name, const Json& a) {
     head.resize(kHead, ' ');
     printWrapped(out, head, kHead, value->is_array() ? joined(*value) : textOf(*value));
   }
+  const Json boundary = a.value("boundary", Json());
+  if (!boundary.is_array()) return;
+  std::string classes;
+  for (const Json& c : boundary) classes += (classes.empty() ? "class " : ", class ") + classText(c);
+  printWrapped(out, std::string(kIndent, ' ') + "boundary    ", kIndent + 12,
+               classes.empty() ? "none" : classes);
 }
 
 void ports(std::ostream& out, const Style& style, const Json& r) {
@@ -163,6 +178,31 @@ std::string talkerText(const Style& style, const Json& t) {
   return text;
 }
 
+std::string bitsText(const Json& rate) {
+  return rate.is_number() ? rateText(rate.get<std::uint64_t>()) : "-";
+}
+
+// What the bridge has decided of a stream on a port.
+std::string fateText(const Style& style, const Json& f) {
+  if (f["inward"].get<bool>()) {
+    return "comes in here, needs " + bitsText(f["needed"]) + "; to the talker: " +
+           textOf(f["merged"], "no listener");
+  }
+  std::string text = "nothing declared";
+  if (f["declared"] == "advertise") text = "advertised";
+  if (f["declared"] == "failed") {
+    text = style.bad("failed, " + textOf(f["failureCode"]) + " " + textOf(f["failure"])) +
+           ", bridge " + textOf(f["bridgeId"]);
+    if (!f["recoversIn"].is_null()) text += ", a new stream in " + secondsText(f["recoversIn"]);
+  }
+  text += "; listener " + textOf(f["listener"], "none");
+  if (f["reserved"].get<bool>()) text += ", reserved";
+  if (f["needed"].is_null()) return text;
+  return text + "; needs " + bitsText(f["needed"]) + " of class " + classText(f["srClassId"]) +
+         ": " + bitsText(f["allowed"]) + " allowed, " + bitsText(f["inUse"]) + " in use, " +
+         bitsText(f["left"]) + " left";
+}
+
 void streams(std::ostream& out, const Style& style, const Json& r) {
   if (r.empty()) out << "no streams\n";
   for (const Json& s : r) {
@@ -177,17 +217,27 @@ void streams(std::ostream& out, const Style& style, const Json& r) {
           out, "  listener  ", kIndent,
           textOf(l["event"]) + " " + textOf(l["applicant"]) + "/" + textOf(l["registrar"]));
     }
+    const Json fate = s.value("fate", Json());
+    if (fate.is_object()) printWrapped(out, "  bridge    ", kIndent, fateText(style, fate));
   }
 }
 
 void domains(std::ostream& out, const Style& style, const Json& r) {
   TextTable table({"PORT", "CLASS", "PRIORITY", "VLAN", "OURS", "THEIRS"});
   for (const Json& d : r) {
-    const auto id = d["srClassId"].get<unsigned>();
-    const std::string name =
-        id <= 6 ? std::string(" (") + static_cast<char>('A' + 6 - id) + ")" : "";
-    table.row({textOf(d["port"]), textOf(d["srClassId"]) + name, textOf(d["srClassPriority"]),
+    table.row({textOf(d["port"]), classText(d["srClassId"]), textOf(d["srClassPriority"]),
                textOf(d["srClassVID"]), yes(d["ours"]), yes(d["theirs"])});
+  }
+  table.print(out, style);
+}
+
+void bandwidth(std::ostream& out, const Style& style, const Json& r) {
+  TextTable table({"PORT", "CLASS", "RATE", "DELTA", "LIMIT", "RESERVED", "LEFT", "IDLE SLOPE",
+                   "BOUNDARY"});
+  for (const Json& b : r) {
+    table.row({textOf(b["port"]), classText(b["srClassId"]), bitsText(b["rate"]),
+               textOf(b["delta"]) + " %", bitsText(b["limit"]), bitsText(b["reserved"]),
+               bitsText(b["left"]), bitsText(b["idleSlope"]), yes(b["boundary"])});
   }
   table.print(out, style);
 }
@@ -263,6 +313,7 @@ constexpr std::array kMethods{
     ShowMethod{"vlans", "VLANs with their states", vlans},
     ShowMethod{"streams", "Streams: talkers and listeners", streams},
     ShowMethod{"domains", "SR class domains, ours and the neighbours'", domains},
+    ShowMethod{"bandwidth", "What streams have reserved on each port, and what is left", bandwidth},
     ShowMethod{"attributes", "Every attribute as the engines hold it", attributes},
     ShowMethod{"counters", "Frames and events by port", counters},
     ShowMethod{"timers", "When LeaveAlls are due", timers},

@@ -39,6 +39,7 @@ void applyEntry(const nlattr* nest, bool present, VlanEntries& entries) {
     const auto v = static_cast<std::uint16_t>(vlan);
     entries.all.put(v, present);
     entries.flagged.put(v, present && (info.flags & kFlags) != 0);
+    entries.untagged.put(v, present && (info.flags & BRIDGE_VLAN_INFO_UNTAGGED) != 0);
   }
 }
 

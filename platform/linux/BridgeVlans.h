@@ -11,7 +11,8 @@ namespace Platform::Linux {
 // The VLANs that a port of a bridge, or the bridge itself, is a member of.
 struct VlanEntries {
   VlanSet all;
-  VlanSet flagged;  // those of them that are the PVID or leave untagged
+  VlanSet flagged;   // those of them that are the PVID or leave untagged
+  VlanSet untagged;  // those of them that leave untagged
 
   friend bool operator==(const VlanEntries&, const VlanEntries&) = default;
 };

@@ -60,6 +60,12 @@ Bridge parseBridge(const nlattr* nest) {
       case IFLA_BR_ROOT_PORT:
         bridge.rootPort = static_cast<std::uint16_t>(number(attribute));
         break;
+      case IFLA_BR_MCAST_SNOOPING:
+        bridge.groupFiltering = number(attribute) != 0;
+        break;
+      case IFLA_BR_MCAST_HASH_MAX:
+        bridge.groupLimit = number(attribute);
+        break;
       default:
         break;
     }
@@ -108,6 +114,9 @@ std::optional<LinkMessage> parseLink(const nlmsghdr& message) {
         break;
       case IFLA_MTU:
         link.mtu = number(attribute);
+        break;
+      case IFLA_NUM_TX_QUEUES:
+        link.txQueues = number(attribute);
         break;
       case IFLA_MASTER:
         link.master = static_cast<int>(number(attribute));

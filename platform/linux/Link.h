@@ -27,6 +27,10 @@ struct Bridge {
   bool vlanFiltering = false;
   bool spanningTree = false;   // runs one, of the kernel's or of a process
   std::uint16_t rootPort = 0;  // number of the port towards the root; 0: none
+  // Group addresses go where they are registered, not everywhere. Otherwise it has no entries for
+  // them that count.
+  bool groupFiltering = true;
+  std::uint32_t groupLimit = 4096;  // of entries of group addresses
 
   friend bool operator==(const Bridge&, const Bridge&) = default;
 };
@@ -37,6 +41,7 @@ struct Link {
   std::string name;
   EthAddr mac;  // of an Ethernet interface; zero for others
   std::uint32_t mtu = 0;
+  std::uint32_t txQueues = 1;
   bool up = false;                 // switched on, with carrier
   std::optional<BridgePort> port;  // when it is a port of a bridge
   std::optional<Bridge> bridge;    // when it is one
@@ -53,6 +58,7 @@ struct LinkMessage {
   std::string name;
   std::optional<EthAddr> mac;
   std::optional<std::uint32_t> mtu;
+  std::uint32_t txQueues = 1;
   int master = 0;
   bool slaveOfBridge = false;
   std::optional<BridgePort::State> portState;

@@ -90,6 +90,7 @@ void Links::newLink(const LinkMessage& message, bool alone) {
   now.name = message.name;
   now.mac = message.mac.value_or(EthAddr());
   now.mtu = message.mtu.value_or(0);
+  now.txQueues = message.txQueues;
   now.up = (message.flags & IFF_UP) && (message.flags & IFF_RUNNING);
   now.bridge = message.bridge;
   if (message.slaveOfBridge && message.master != 0) {

@@ -66,8 +66,16 @@ vlan-limit = 0
 [msrp]
 enabled = true
 sr-classes = [{ id = 6, priority = 5, vlan = 7 }]
+delta = { 6 = 50, 5 = 25 }
+latency = { 5 = 900 }
+talker-pruning = true
+max-fan-in = 3
+overhead = 42
+recovery = 0
 [port.eth1]
 msrp = false
+rate = 10_000_000_000
+boundary = true
 declare = ["30"]
 registration = "forbidden"
 fixed = ["1"]
@@ -85,12 +93,20 @@ mvrp = false
   EXPECT_EQ(c.registration, "fixed");
   EXPECT_EQ(c.vlanLimit, 0u);
   EXPECT_THAT(c.srClasses, ElementsAre(SrClass{6, 5, 7}));
+  EXPECT_EQ(c.delta, (ClassNumbers{50, 25}));
+  EXPECT_EQ(c.latency, (ClassNumbers{0, 900}));
+  EXPECT_TRUE(c.talkerPruning);
+  EXPECT_EQ(c.maxFanIn, 3u);
+  EXPECT_EQ(c.overhead, 42u);
+  EXPECT_EQ(c.recovery, 0.0);
   EXPECT_FALSE(c.program);
   const PortConfig& port = c.portConfig("eth1");
   EXPECT_FALSE(port.msrp);
   EXPECT_EQ(port.registration, "forbidden");
   EXPECT_EQ(rangesText(port.forbidden), "100-199");
   EXPECT_EQ(port.leaveTime, 0.2);
+  EXPECT_EQ(port.rate, 10'000'000'000u);
+  EXPECT_TRUE(port.boundary);
   EXPECT_FALSE(c.portConfig("eth2.5").mvrp);
   EXPECT_TRUE(c.portConfig("unheard-of").mvrp);
 }
@@ -101,6 +117,9 @@ TEST_F(ConfigTest, MistakesNameFileLineKeyAndWhatIsAllowed) {
     const char* text;
     const char* error;
   };
+  const std::string delta =
+      "per cent of a port's rate for classes 6 (A) and 5 (B), together at most 100: "
+      "{ 6 = 75, 5 = 0 }";
   const std::string vlans =
       "an array of VLANs (1 to 4094), each a number or a range: [\"10\", \"20-29\"]";
   const std::vector<std::pair<std::string, std::string>> cases{
@@ -141,6 +160,19 @@ TEST_F(ConfigTest, MistakesNameFileLineKeyAndWhatIsAllowed) {
        "{ id = 6, priority = 2, vlan = 2 }]",
        "3: msrp.sr-classes: an array of { id = 0 to 6, priority = 0 to 7, vlan = 1 to 4094 }, "
        "each id once"},
+      {"[msrp]\ndelta = { 6 = 101 }", "2: msrp.delta: " + delta},
+      {"[msrp]\ndelta = { 4 = 10 }", "2: msrp.delta: " + delta},
+      {"[msrp]\ndelta = 75", "2: msrp.delta: " + delta},
+      {"[msrp]\ndelta = { 5 = 26 }",
+       "2: msrp.delta: per cent of a port's rate, of all classes together at most 100"},
+      {"[msrp]\nlatency = { 6 = -1 }",
+       "2: msrp.latency: nanoseconds for classes 6 (A) and 5 (B), 0 to 4294967295: "
+       "{ 6 = 0, 5 = 0 }"},
+      {"[msrp]\nrecovery = 9", "2: msrp.recovery: a number of seconds, 10 to 5400, or 0 (never)"},
+      {"[msrp]\nmax-fan-in = -1",
+       "2: msrp.max-fan-in: a number of ports, 0 (no limit) to 65535"},
+      {"[port.eth1]\nrate = 1e9",
+       "2: port.eth1.rate: a number of bits a second, 1000000 to 1000000000000"},
   };
   for (const auto& [text, error] : cases) {
     // The agent's own table stands last, so that lines count from the case's first.

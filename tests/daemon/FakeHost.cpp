@@ -75,6 +75,7 @@ void FakeHost::linkDel(const std::string& name) {
 void FakeHost::entryIs(const std::string& link, std::uint16_t vlan, bool flagged) {
   entries_[link].all.put(vlan, true);
   entries_[link].flagged.put(vlan, flagged);
+  entries_[link].untagged.put(vlan, flagged);
   change();
 }
 

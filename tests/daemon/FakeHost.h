@@ -5,6 +5,7 @@
 #include "agent/daemon/Host.h"
 #include "platform/embedded/Services.h"
 #include "platform/embedded/VirtualClock.h"
+#include "tests/daemon/FakeStreams.h"
 #include "tests/engine/Support.h"
 
 namespace DaemonTest {
@@ -28,6 +29,7 @@ class FakeHost final : public Host {
   void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) override;
   bool relayBlockIs(const std::string&, const std::vector<std::string>& ports, bool mvrp, bool msrp,
                     std::string& why) override;
+  StreamHost* streams() override { return &kernelStreams; }
   std::string bootId() const override { return "boot"; }
 
   // A link, or changes of one; every new one has an index of its own.
@@ -51,6 +53,7 @@ class FakeHost final : public Host {
   bool filtering = true;
   std::string relay;  // "mvrp msrp": what is blocked
   int kernelRequests = 0;
+  FakeStreams kernelStreams;
 
  private:
   struct Tap;

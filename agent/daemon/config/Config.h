@@ -18,6 +18,13 @@ struct SrClass {
   friend bool operator==(const SrClass&, const SrClass&) = default;
 };
 
+// A number for each SR class, A (6) and B (5).
+struct ClassNumbers {
+  std::uint32_t a = 0;
+  std::uint32_t b = 0;
+  friend bool operator==(const ClassNumbers&, const ClassNumbers&) = default;
+};
+
 // What `[port.NAME]` says; what is absent follows the application's own setting.
 struct PortConfig {
   bool mvrp = true;
@@ -28,6 +35,8 @@ struct PortConfig {
   Mrp::VlanSet forbidden;
   std::optional<double> leaveTime;     // seconds
   std::optional<double> leaveAllTime;  // seconds
+  std::optional<std::uint64_t> rate;   // bit/s; otherwise that of the link
+  bool boundary = false;
   friend bool operator==(const PortConfig&, const PortConfig&) = default;
 };
 
@@ -61,6 +70,12 @@ struct Config {
   double msrpLeaveTime = 0.6;
   double msrpLeaveAllTime = 10.0;
   std::vector<SrClass> srClasses{{6, 3, 2}, {5, 2, 2}};
+  ClassNumbers delta{75, 0};  // per cent
+  ClassNumbers latency;       // nanoseconds
+  bool talkerPruning = false;
+  std::uint32_t maxFanIn = 0;  // ports; 0: any number
+  std::uint32_t overhead = 43;  // octets
+  double recovery = 30.0;       // seconds; 0: never
 
   std::map<std::string, PortConfig> port;
 

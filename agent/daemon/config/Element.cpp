@@ -37,11 +37,16 @@ std::optional<Value> single(const Key& key, const Element& element) {
     const auto number = secondsOf(element);
     // Written so that not-a-number is refused.
     if (number && *number >= key.min && *number <= key.max) return Value(*number);
+    if (key.orZero && number == 0.0) return Value(0.0);
     return std::nullopt;
   }
   if (const auto* flag = std::get_if<bool>(&element.value)) {
     if (key.type == Key::Type::boolean) return Value(*flag);
   } else if (const auto* number = std::get_if<std::int64_t>(&element.value)) {
+    if (key.type == Key::Type::rate && static_cast<double>(*number) >= key.min &&
+        static_cast<double>(*number) <= key.max) {
+      return Value(static_cast<std::uint64_t>(*number));
+    }
     if (key.type == Key::Type::count && *number >= 0 && static_cast<double>(*number) >= key.min &&
         static_cast<double>(*number) <= key.max) {
       return Value(static_cast<std::uint32_t>(*number));
@@ -68,6 +73,15 @@ bool append(const Key& key, const Element& element, Value& value) {
     if (some) *vlans |= *some;
     return some.has_value();
   }
+  if (auto* numbers = std::get_if<ClassNumbers>(&value)) {
+    const auto* one = std::get_if<ClassNumber>(&element.value);
+    if (!one || (one->id != 6 && one->id != 5) || static_cast<double>(one->number) < key.min ||
+        static_cast<double>(one->number) > key.max) {
+      return false;
+    }
+    (one->id == 6 ? numbers->a : numbers->b) = static_cast<std::uint32_t>(one->number);
+    return true;
+  }
   auto& classes = std::get<std::vector<SrClass>>(value);
   const auto* srClass = std::get_if<SrClass>(&element.value);
   if (!srClass || std::ranges::count(classes, srClass->id, &SrClass::id)) return false;
@@ -75,8 +89,13 @@ bool append(const Key& key, const Element& element, Value& value) {
   return true;
 }
 
-std::optional<Value> emptyArray(Key::Type type) {
-  switch (type) {
+// What an array starts from: nothing, or the defaults of the classes that it does not name.
+std::optional<Value> emptyArray(const Key& key) {
+  switch (key.type) {
+    case Key::Type::perClass: {
+      const Config defaults;
+      return key.get(&defaults);
+    }
     case Key::Type::texts:
       return Value(std::vector<std::string>());
     case Key::Type::vlans:
@@ -104,7 +123,14 @@ Element elementOf(Key::Type type, const std::string& text, const std::string& wh
     case Key::Type::seconds:
       return readWhole(text, number) ? Element{number, where} : Element{OtherType(), where};
     case Key::Type::count:
+    case Key::Type::rate:
       return readWhole(text, whole) ? Element{whole, where} : Element{OtherType(), where};
+    case Key::Type::perClass:
+      // "6=75"
+      if (text.size() > 2 && text[1] == '=' && readWhole(text.substr(2), whole)) {
+        return {ClassNumber{static_cast<std::uint8_t>(text[0] - '0'), whole}, where};
+      }
+      return {OtherType(), where};
     default:
       return {text, where};
   }
@@ -113,7 +139,7 @@ Element elementOf(Key::Type type, const std::string& text, const std::string& wh
 }  // namespace
 
 std::optional<Value> valueOf(const Key& key, const Written& written, std::string& wrong) {
-  std::optional<Value> value = emptyArray(key.type);
+  std::optional<Value> value = emptyArray(key);
   wrong = written.where;
   if (written.isArray != value.has_value()) return std::nullopt;
   if (!value) return single(key, written.elements.front());
@@ -128,7 +154,7 @@ std::optional<Value> valueOf(const Key& key, const Written& written, std::string
 // Lists are separated by commas, or by repeating the option; "" is the empty list.
 Written writtenOf(const Key& key, const std::string& option,
                   const std::vector<std::string>& texts) {
-  Written written{emptyArray(key.type).has_value(), {}, option};
+  Written written{emptyArray(key).has_value(), {}, option};
   if (!written.isArray) {
     written.elements.push_back(elementOf(key.type, texts.empty() ? "" : texts.back(), option));
     return written;

@@ -35,6 +35,8 @@ constexpr Key::Type typeOf() {
   if constexpr (std::is_same_v<T, std::string>) return text;
   if constexpr (std::is_same_v<T, double>) return seconds;
   if constexpr (std::is_same_v<T, std::uint32_t>) return count;
+  if constexpr (std::is_same_v<T, std::uint64_t>) return rate;
+  if constexpr (std::is_same_v<T, ClassNumbers>) return perClass;
   if constexpr (std::is_same_v<T, std::vector<std::string>>) return texts;
   if constexpr (std::is_same_v<T, Mrp::VlanSet>) return vlans;
   if constexpr (std::is_same_v<T, std::vector<SrClass>>) return classes;
@@ -47,6 +49,7 @@ struct Limits {
   std::string_view choices{};
   bool (*good)(std::string_view) = nullptr;
   bool fixedForLife = false;
+  bool orZero = false;
 };
 
 template <auto Member>
@@ -60,6 +63,7 @@ constexpr Key key(std::string_view table, std::string_view name, std::string_vie
   k.choices = limits.choices;
   k.good = limits.good;
   k.fixedForLife = limits.fixedForLife;
+  k.orZero = limits.orZero;
   k.set = [](void* target, const Value& value) {
     static_cast<Class*>(target)->*Member = std::get<Type>(value);
   };
@@ -179,6 +183,28 @@ constexpr std::array kKeys{
                        "an array of { id = 0 to 6, priority = 0 to 7, vlan = 1 to 4094 }, each id "
                        "once",
                        "SR classes that every port declares as domains."),
+    key<&C::delta>("msrp", "delta",
+                   "per cent of a port's rate for classes 6 (A) and 5 (B), together at most 100: "
+                   "{ 6 = 75, 5 = 0 }",
+                   "What streams of a class may reserve of a port's rate, beyond what the class "
+                   "above may.",
+                   {.max = 100}),
+    key<&C::latency>("msrp", "latency",
+                     "nanoseconds for classes 6 (A) and 5 (B), 0 to 4294967295: "
+                     "{ 6 = 0, 5 = 0 }",
+                     "What this bridge adds to the accumulated latency of a stream on each port.",
+                     {.max = UINT32_MAX}),
+    key<&C::talkerPruning>("msrp", "talker-pruning", kBoolean,
+                           "Whether talkers go only to ports where the destination address has a "
+                           "permanent entry."),
+    key<&C::maxFanIn>("msrp", "max-fan-in", "a number of ports, 0 (no limit) to 65535",
+                      "How many ports reserved streams may come in by.", {.max = UINT16_MAX}),
+    key<&C::overhead>("msrp", "overhead", "a number of octets, 0 to 255",
+                      "What a frame takes of the medium beside its payload.", {.max = 255}),
+    key<&C::recovery>("msrp", "recovery", "a number of seconds, 10 to 5400, or 0 (never)",
+                      "How long a stream that has changed while it was registered has to stay the "
+                      "same to be a new one.",
+                      {.min = 10, .max = 5400, .orZero = true}),
 };
 
 constexpr std::array kPortKeys{
@@ -195,6 +221,12 @@ constexpr std::array kPortKeys{
                        kLeaveRange),
     key<&P::leaveAllTime>("port", "leave-all-time", kLeaveAllTime,
                           "Of both applications on this port.", kLeaveAllRange),
+    key<&P::rate>("port", "rate", "a number of bits a second, 1000000 to 1000000000000",
+                  "Rate that streams share, where the link's own is not the one meant.",
+                  {.min = 1e6, .max = 1e12}),
+    key<&P::boundary>("port", "boundary", kBoolean,
+                      "Whether no stream passes here, as where the neighbour's clock is not "
+                      "synchronised."),
 };
 
 std::string quoted(std::string_view text) {
@@ -225,6 +257,10 @@ struct TomlText {
   std::string operator()(const std::string& v) const { return quoted(v); }
   std::string operator()(double v) const { return numberText(v); }
   std::string operator()(std::uint32_t v) const { return std::to_string(v); }
+  std::string operator()(std::uint64_t v) const { return std::to_string(v); }
+  std::string operator()(const ClassNumbers& v) const {
+    return "{ 6 = " + std::to_string(v.a) + ", 5 = " + std::to_string(v.b) + " }";
+  }
   std::string operator()(const std::vector<std::string>& v) const { return arrayText(v, quoted); }
   std::string operator()(const Mrp::VlanSet& v) const { return arrayText(rangesOf(v), quoted); }
   std::string operator()(const std::vector<SrClass>& v) const {
@@ -249,8 +285,11 @@ std::vector<std::string> Key::options() const {
   const std::string plain(name);
   if (table == "agent") return {"--" + plain};
   const std::string own = "--" + std::string(table) + "-" + plain;
-  if (table == "mvrp") return {"--" + plain, own};
-  return {own};
+  const bool taken = table == "msrp" && std::ranges::any_of(kKeys, [&](const Key& k) {
+                       return k.name == name && k.table != "msrp";
+                     });
+  if (taken) return {own};
+  return {"--" + plain, own};
 }
 
 std::span<const Key> keys() { return kKeys; }

@@ -27,6 +27,9 @@ class Rules {
     }
     times("mvrp.leave-time", c_.mvrpLeaveTime, "mvrp.leave-all-time", c_.mvrpLeaveAllTime);
     times("msrp.leave-time", c_.msrpLeaveTime, "msrp.leave-all-time", c_.msrpLeaveAllTime);
+    if (c_.delta.a + c_.delta.b > 100) {
+      refuse({"msrp.delta"}, "per cent of a port's rate, of all classes together at most 100");
+    }
     for (const auto& [name, port] : c_.port) portRules("port." + name, port);
   }
 

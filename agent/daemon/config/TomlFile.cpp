@@ -104,9 +104,27 @@ class Reader {
     if (const toml::array* array = node.as_array()) {
       for (const toml::node& element : *array) written.elements.push_back(elementOf(element));
     } else {
+      const toml::table* const table = node.as_table();
+      if (table && !classOf(*table)) {
+        written.isArray = true;
+        for (const auto& [name, number] : *table) {
+          written.elements.push_back(numberOf(name.str(), number));
+        }
+        return written;
+      }
       written.elements.push_back(elementOf(node));
     }
     return written;
+  }
+
+  // One of a table of numbers by class: `6 = 75`.
+  Element numberOf(std::string_view name, const toml::node& node) const {
+    const auto* number = node.as_integer();
+    if (name.size() != 1 || name[0] < '0' || name[0] > '9' || !number) {
+      return {OtherType(), where(lineOf(node))};
+    }
+    return {ClassNumber{static_cast<std::uint8_t>(name[0] - '0'), number->get()},
+            where(lineOf(node))};
   }
 
   Element elementOf(const toml::node& node) const {

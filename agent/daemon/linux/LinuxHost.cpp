@@ -11,7 +11,7 @@ namespace Daemon {
 namespace Kernel = Platform::Linux;
 
 LinuxHost::LinuxHost(Ptr<Kernel::Loop> loop, const Log& log)
-    : loop_(loop), log_(log), kernelLinks_(loop), vlans_(loop, kernelLinks_) {
+    : loop_(loop), log_(log), kernelLinks_(loop), vlans_(loop, kernelLinks_), streams_(loop, kernelLinks_) {
   linkReactor_.watch<&LinuxHost::handleLink>(kernelLinks_.onLink(), this);
   goneReactor_.watch<&LinuxHost::handleLinkGone>(kernelLinks_.onLinkGone(), this);
   lostReactor_.watch<&LinuxHost::handleLost>(kernelLinks_.onLost(), this);
@@ -99,7 +99,7 @@ std::optional<Host::Bridge> LinuxHost::bridge(const std::string& name) const {
 
 Host::VlanEntries LinuxHost::vlanEntries(const std::string& link) const {
   const Kernel::VlanEntries& entries = vlans_.entries(indexOf(link));
-  return {entries.all, entries.flagged};
+  return {entries.all, entries.flagged, entries.untagged};
 }
 
 void LinuxHost::vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) {

@@ -4,6 +4,7 @@
 
 #include "agent/daemon/Host.h"
 #include "agent/daemon/Log.h"
+#include "agent/daemon/linux/LinuxStreams.h"
 #include "platform/linux/BridgeVlans.h"
 #include "platform/linux/Links.h"
 #include "platform/linux/Loop.h"
@@ -31,6 +32,7 @@ class LinuxHost final : public Host {
   void vlanEntriesAre(const std::string& port, const Mrp::VlanSet& vlans, bool present) override;
   bool relayBlockIs(const std::string& bridge, const std::vector<std::string>& ports, bool mvrp,
                     bool msrp, std::string& why) override;
+  StreamHost* streams() override { return &streams_; }
   std::string bootId() const override;
 
   void refusedIs(Refused refused) { refused_ = std::move(refused); }
@@ -50,6 +52,7 @@ class LinuxHost final : public Host {
   const Log& log_;
   Platform::Linux::Links kernelLinks_;
   Platform::Linux::BridgeVlans vlans_;
+  LinuxStreams streams_;
   std::map<std::string, Link> links_;
   std::map<Mrp::MrpApplication, Ptr<Platform::Linux::Services>> services_;
   Refused refused_;

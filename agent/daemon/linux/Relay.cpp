@@ -1,70 +1,11 @@
 #include "agent/daemon/linux/Relay.h"
 
-#include <nftables/libnftables.h>
-
-#include <cstring>
-#include <memory>
+#include "agent/daemon/linux/Nft.h"
 
 namespace Daemon {
 namespace {
 
-struct ContextFree {
-  void operator()(nft_ctx* context) const { nft_ctx_free(context); }
-};
-
-// Runs commands of nft; what goes wrong is told in its first line.
-class Nft {
- public:
-  Nft() : context_(nft_ctx_new(NFT_CTX_DEFAULT)) {
-    if (!context_) return;
-    nft_ctx_buffer_output(context_.get());
-    nft_ctx_buffer_error(context_.get());
-  }
-  bool run(const std::string& commands, std::string& why) {
-    if (!context_) {
-      why = "nftables: out of memory";
-      return false;
-    }
-    if (nft_run_cmd_from_buffer(context_.get(), commands.c_str()) == 0) return true;
-    const char* error = nft_ctx_get_error_buffer(context_.get());
-    const std::string text = error ? error : "";
-    why = "nftables: " + text.substr(0, text.find('\n'));
-    return false;
-  }
-  std::string output() const {
-    const char* text = nft_ctx_get_output_buffer(context_.get());
-    return text ? text : "";
-  }
-
- private:
-  std::unique_ptr<nft_ctx, ContextFree> context_;
-};
-
-// The bridge's name where nft takes it for a name, else one made of it.
-std::string chainOf(const std::string& bridge) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
-  std::string name = isLetter(bridge.front()) ? "" : "br";
-  for (const char c : bridge) {
-    if (isLetter(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_') {
-      name += c;
-      continue;
-    }
-    const auto octet = static_cast<unsigned char>(c);
-    ((name += '_') += kDigits[octet >> 4]) += kDigits[octet & 15];
-  }
-  return name;
-}
-
-// Ports as a set; one whose name nft would read as something else is left out.
-std::string setOf(const std::vector<std::string>& ports) {
-  std::string set;
-  for (const std::string& port : ports) {
-    if (port.find_first_of("\"\\*") != std::string::npos) continue;
-    set += (set.empty() ? "\"" : ", \"") + port + "\"";
-  }
-  return set.empty() ? set : "{ " + set + " }";
-}
+constexpr int kPriority = -200;
 
 }  // namespace
 
@@ -72,9 +13,7 @@ std::string setOf(const std::vector<std::string>& ports) {
 std::string relayRules(const std::string& bridge, const std::vector<std::string>& ports, bool mvrp,
                        bool msrp) {
   const std::string chain = "bridge mrp " + chainOf(bridge);
-  std::string rules = "add table bridge mrp\nadd chain " + chain +
-                      " { type filter hook forward priority -200; policy accept; }\nflush chain " +
-                      chain + "\n";
+  std::string rules = emptyChain(chainOf(bridge), kPriority);
   const std::string set = setOf(ports);
   if (set.empty()) return rules;
   const std::string rule = "add rule " + chain + " iifname " + set;
@@ -92,17 +31,7 @@ bool blockRelay(const std::string& bridge, const std::vector<std::string>& ports
                 bool msrp, std::string& why) {
   Nft nft;
   if (mvrp || msrp) return nft.run(relayRules(bridge, ports, mvrp, msrp), why);
-  // Adding first makes deleting what may not be there no error.
-  if (!nft.run(relayRules(bridge, {}, false, false) + "delete chain bridge mrp " + chainOf(bridge),
-               why)) {
-    return false;
-  }
-  std::string ignored;
-  if (nft.run("list table bridge mrp", ignored) &&
-      nft.output().find("chain ") == std::string::npos) {
-    nft.run("delete table bridge mrp", ignored);
-  }
-  return true;
+  return nft.chainDel(chainOf(bridge), why);
 }
 
 }  // namespace Daemon

@@ -13,6 +13,9 @@ CREATE TABLE IF NOT EXISTS record(
   PRIMARY KEY(application, port, type, key)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS claim(
   port TEXT PRIMARY KEY, ifindex INTEGER, boot TEXT, vlans BLOB) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS stream(
+  port TEXT, ifindex INTEGER, boot TEXT, key INTEGER,
+  PRIMARY KEY(port, ifindex, boot, key)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS text(name TEXT PRIMARY KEY, text BLOB) WITHOUT ROWID;
 )";
 
@@ -142,11 +145,15 @@ void Database::apply(const Entry& entry) {
     case Entry::Kind::claimsGone:
       applyClaims(entry);
       break;
+    case Entry::Kind::streamClaim:
+    case Entry::Kind::streamClaimGone:
+      applyStreamClaim(entry);
+      break;
     case Entry::Kind::text:
       Statement(*this, "REPLACE INTO text VALUES(?, ?)").bind(entry.name).bind(entry.octets).step();
       break;
     case Entry::Kind::clear:
-      exec("DELETE FROM record; DELETE FROM claim; DELETE FROM text");
+      exec("DELETE FROM record; DELETE FROM claim; DELETE FROM stream; DELETE FROM text");
       break;
     case Entry::Kind::end:
       break;
@@ -176,6 +183,19 @@ void Database::applyClaims(const Entry& entry) {
       .step();
 }
 
+void Database::applyStreamClaim(const Entry& entry) {
+  const char* const sql =
+      entry.kind == Entry::Kind::streamClaim
+          ? "REPLACE INTO stream VALUES(?, ?, ?, ?)"
+          : "DELETE FROM stream WHERE port = ? AND ifindex = ? AND boot = ? AND key = ?";
+  Statement(*this, sql)
+      .bind(entry.name)
+      .bind(entry.ifindex)
+      .bind(bootId_)
+      .bind(static_cast<std::int64_t>(entry.key))
+      .step();
+}
+
 std::vector<Entry> Database::read() {
   std::vector<Entry> entries;
   Statement texts(*this, "SELECT name, text FROM text");
@@ -192,6 +212,15 @@ std::vector<Entry> Database::read() {
     entry.name = claims.text(0);
     entry.ifindex = static_cast<std::uint32_t>(claims.number(1));
     entry.octets = claims.octets(2);
+    entries.push_back(std::move(entry));
+  }
+  Statement streams(*this, "SELECT port, ifindex, key FROM stream WHERE boot = ?");
+  streams.bind(bootId_);
+  while (streams.step()) {
+    Entry entry{.kind = Entry::Kind::streamClaim};
+    entry.name = streams.text(0);
+    entry.ifindex = static_cast<std::uint32_t>(streams.number(1));
+    entry.key = static_cast<std::uint64_t>(streams.number(2));
     entries.push_back(std::move(entry));
   }
   Statement records(*this,

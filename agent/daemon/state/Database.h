@@ -37,6 +37,7 @@ class Database {
   void exec(const char* sql);
   void apply(const Entry& entry);
   void applyClaims(const Entry& entry);
+  void applyStreamClaim(const Entry& entry);
   [[noreturn]] void fail() const;
 
   sqlite3* db_ = nullptr;

@@ -20,6 +20,8 @@ struct Entry {
     text = 4,        // a named text
     clear = 5,       // forget everything: a snapshot follows
     end = 6,         // of the snapshot, which is written as one
+    streamClaim = 7,      // entry for a stream on a port, or its queues (key 0), that is the agent's
+    streamClaimGone = 8,  // the same, given up
   };
 
   Kind kind = Kind::clear;
