@@ -78,9 +78,12 @@ void replay(const ReplayCommand& command, std::ostream& out, std::ostream& err) 
   if (page) outputs.push_back(page.get());
 
   ReplayOptions options = optionsOf(command, err);
-  options.observer = page.get();
+  if (page) {
+    options.observer = page.get();
+    options.records = HtmlOutput::kRecords;
+  }
   ReplaySession session(inputs, options, outputs);
-  if (page) page->clockIs(session.clock());
+  if (page) page->accountIs(session.account());
   session.run();
   if (!command.saveStatus.empty()) {
     status << statusText(attributesOf(session.database(), Records::committed), inputs.application)

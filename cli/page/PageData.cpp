@@ -3,7 +3,6 @@
 #include <array>
 #include <charconv>
 #include <nlohmann/json.hpp>
-#include <unordered_map>
 
 #include "cli/replay/MrpduText.h"
 #include "cli/replay/ValueText.h"
@@ -110,6 +109,12 @@ PageData::Place PageData::row(const Mrp::MrpAttribute& attribute) {
     port(attribute.intfId);
   }
   return Place::row(at->second);
+}
+
+PageData::Place PageData::nearest(const Mrp::MrpAttribute& attribute) {
+  const auto found = rowNumbers_.find(attribute);
+  if (found != rowNumbers_.end()) return Place::row(found->second);
+  return attribute.intfId.empty() ? Place::nowhere() : port(attribute.intfId);
 }
 
 void PageData::initially(const Mrp::MrpAttribute& attribute, unsigned applicant,

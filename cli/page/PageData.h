@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,11 +21,12 @@ class PageData {
   // What the columns of a fact mean depends on its kind:
   //   kind                  where  what
   //   received, sent        port   number of the frame's text
+  //   leaveAllReceived, -Sent  port  type of the attributes
   //   applicant, registrar  row    from, event and to, four bits each from the lowest
   //   discard               row    MrpObserver::Reason; of a whole frame or vector, port
   //   armed, stopped, fired row    MrpObserver::TimerKind; a port's LeaveAll period, port
   //   added, deleted        row    -
-  //   note                  port   number of a text
+  //   note                  any    number of a text
   enum class Kind : std::uint8_t {
     received,
     sent,
@@ -37,10 +39,14 @@ class PageData {
     added,
     deleted,
     note,
+    leaveAllReceived,
+    leaveAllSent,
+    nothing,
   };
 
-  // A port or a row.
+  // A port or a row, or none of them.
   struct Place {
+    static constexpr Place nowhere() { return {std::numeric_limits<std::int32_t>::min()}; }
     static constexpr Place port(std::size_t number) {
       return {-1 - static_cast<std::int32_t>(number)};
     }
@@ -56,6 +62,8 @@ class PageData {
   Place port(Platform::IntfId intf);
   // The attribute's row, which is made when there is none.
   Place row(const Mrp::MrpAttribute& attribute);
+  // The same, but the port when there is no such row, and nowhere without a port.
+  Place nearest(const Mrp::MrpAttribute& attribute);
   // Where the states of a row stand at the beginning; otherwise it begins with its first fact.
   void initially(const Mrp::MrpAttribute& attribute, unsigned applicant, unsigned registrar);
   // The value of every row of that type and key, as a person reads it.
@@ -67,7 +75,7 @@ class PageData {
 
   Id add(Platform::Seconds time, Kind kind, Place where, std::uint32_t what,
          std::optional<Id> cause);
-  // Of a timer that is armed.
+  // Of a timer that is armed, or of a transition of a Registrar that arms one.
   void dueIs(Id armed, Platform::Seconds due);
 
   // One JSON object, which holds no "<" and so may stand in a page.

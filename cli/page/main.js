@@ -200,7 +200,8 @@ class App {
     const item = y < view.top || y >= view.bottom ? null : this.itemAt(y);
     if (!item) return null;
     const fact = this.factAt(x, y, item);
-    if (fact >= 0 && (item.row === null || model.kind[fact] === Kind.discard)) return this.factTip(fact);
+    const isState = fact >= 0 && (model.kind[fact] === Kind.applicant || model.kind[fact] === Kind.registrar);
+    if (fact >= 0 && (item.row === null || !isState)) return this.factTip(fact);
     if (item.row === null) return null;
     const row = model.rows[item.row];
     const time = view.timeAt(x);
@@ -252,8 +253,10 @@ class App {
     const inside = y - view.top + view.scroll;
     if (item.row !== null) {
       const row = model.rows[item.row];
-      const discard = this.nearest(row.discards, x, 5);
-      if (discard >= 0) return discard;
+      for (const list of [row.discards, row.notes]) {
+        const special = this.nearest(list, x, 4);
+        if (special >= 0) return special;
+      }
       const lanes = view.lanes();
       const within = inside - this.layout.topOfRow(item.row);
       const lane = lanes.applicant && within >= lanes.applicant[0] ? row.applicant : row.registrar;
@@ -333,7 +336,7 @@ class App {
     const { model, view } = this;
     this.fact = fact;
     const where = model.where[fact];
-    view.cursor = where < 0 ? { port: -1 - where } : { row: where };
+    view.cursor = where === NOWHERE ? null : where < 0 ? { port: -1 - where } : { row: where };
     const time = model.time[fact];
     if (time < view.from || time > view.to) {
       const half = (view.to - view.from) / 2;

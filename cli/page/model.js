@@ -8,17 +8,22 @@ class Column {
     this.values = new Type(1024);
     this.length = 0;
   }
-  push(value) {
-    if (this.length === this.values.length) {
-      const larger = new this.values.constructor(this.length * 2);
-      larger.set(this.values);
+  // A value, or a list of them, at the end.
+  push(value) { this.append([value]); }
+  append(list) {
+    const length = this.length + list.length;
+    if (length > this.values.length) {
+      const larger = new this.values.constructor(Math.max(length, this.values.length * 2));
+      larger.set(this.values.subarray(0, this.length));
       this.values = larger;
     }
-    this.values[this.length++] = value;
+    this.values.set(list, this.length);
+    this.length = length;
   }
 }
 
 const GONE = -1;  // the state of a row that is not there
+const REST = { registrar: 2, applicant: 0 };  // MT and VO: of one that is new
 
 // The facts of one machine, those alone that change its state.
 class Lane {
@@ -42,6 +47,100 @@ class Timers {
     this.list = [];
     this.running = [null, null, null];
   }
+  // A timer runs from when it is armed until it fires, is stopped, or is armed anew.
+  turn(model, fact, kind, what) {
+    const running = this.running[what];
+    if (running) Object.assign(running, { until: model.time[fact], end: kind, endFact: fact });
+    this.running[what] = kind !== Kind.armed ? null : {
+      what, fact, from: model.time[fact], due: model.dueOf(fact), until: null, end: null, endFact: -1,
+    };
+    if (kind === Kind.armed) this.list.push(this.running[what]);
+  }
+}
+
+// How many there are from fact to fact.
+class Series {
+  constructor() {
+    this.facts = [];
+    this.counts = [];
+    this.now = 0;
+    this.most = 0;
+  }
+  change(fact, by) {
+    this.now += by;
+    this.facts.push(fact);
+    this.counts.push(this.now);
+    if (this.now > this.most) this.most = this.now;
+  }
+}
+
+// An attribute on a port. What its facts mean is worked out when somebody asks: of thousands of rows
+// a few are in sight.
+class Row {
+  constructor(model, number, port, type, key, name, value, registrar, applicant) {
+    this.model = model;
+    this.number = number;
+    this.port = port;
+    this.type = type;
+    this.key = key;
+    this.name = name;
+    this.value = value;
+    this.initial = { registrar, applicant };
+    this.known = null;
+  }
+  get facts() { return this.all.facts; }
+  get registrar() { return this.all.registrar; }
+  get applicant() { return this.all.applicant; }
+  get timers() { return this.all.timers; }
+  get discards() { return this.all.discards; }
+  get notes() { return this.all.notes; }
+
+  get all() {
+    if (this.known) return this.known;
+    const { registrar, applicant } = this.initial;
+    this.known = {
+      facts: [], discards: [], notes: [], timers: new Timers(),
+      registrar: new Lane(registrar), applicant: new Lane(applicant),
+    };
+    for (const fact of this.model.loadedFacts(this.number)) this.take(fact);
+    return this.known;
+  }
+
+  take(fact) {
+    const { facts, registrar, applicant, timers, discards, notes } = this.all;
+    const { model } = this;
+    const kind = model.kind[fact];
+    const what = model.what[fact];
+    facts.push(fact);
+    switch (kind) {
+      case Kind.applicant:
+        // Both machines are there from the first time that one moves.
+        if (registrar.last === GONE) registrar.push(fact, REST.registrar);
+        applicant.push(fact, what >> 8 & 15);
+        break;
+      case Kind.registrar:
+        if (applicant.last === GONE) applicant.push(fact, REST.applicant);
+        registrar.push(fact, what >> 8 & 15);
+        // What moves the Registrar ends its leave timer, or starts it.
+        timers.turn(model, fact, Kind.stopped, TimerKind.leave);
+        if (model.isArming(fact)) timers.turn(model, fact, Kind.armed, TimerKind.leave);
+        break;
+      case Kind.discard:
+        discards.push(fact);
+        // Told by no transition: the application has refused the registration.
+        if (what === model.joinDiscarded) registrar.push(fact, REST.registrar);
+        break;
+      case Kind.deleted:
+        registrar.push(fact, GONE);
+        applicant.push(fact, GONE);
+        break;
+      case Kind.armed: case Kind.stopped: case Kind.fired:
+        timers.turn(model, fact, kind, TimerKind.leave);
+        break;
+      case Kind.note:
+        notes.push(fact);
+    }
+  }
 }
 
 class Model {
@@ -50,17 +149,22 @@ class Model {
       title: data.title, application: data.application, names: data.names, types: data.types,
       texts: data.texts, frames: data.frames, end: data.end,
     });
+    this.joinDiscarded = data.names.reason.indexOf("join discarded");
     this.columns = {
       time: new Column(Float64Array), kind: new Column(Uint8Array), where: new Column(Int32Array),
       what: new Column(Uint32Array), cause: new Column(Int32Array),
     };
+    this.arming = new Column(Int32Array);  // facts that arm a timer,
+    this.after = new Column(Float64Array);  // and how long it is to run
     this.ports = [];
     this.rows = [];
-    this.due = new Map();
+    this.registrarNow = new Column(Int8Array);  // of each row
     // Facts of all ports by kind: for counters.
     this.all = { received: [], sent: [], transitions: [], discards: [] };
-    this.registered = { facts: [], counts: [], now: 0 };
+    this.registered = new Series();
+    this.loaded = null;
     this.grow(data);
+    this.load();
   }
 
   // Takes what is new: ports, rows, frames and facts, with the columns of a whole page.
@@ -68,31 +172,50 @@ class Model {
     for (const name of data.ports.slice(this.ports.length)) {
       this.ports.push({
         name, number: this.ports.length, rows: [], received: [], sent: [], others: [], periods: new Timers(),
-        facts: [], registered: { facts: [], counts: [], now: 0 }, most: 0,
+        facts: [], registered: new Series(),
       });
     }
-    const r = data.rows;
-    for (let n = 0; n < r.port.length; ++n) {
-      const row = {
-        number: this.rows.length, port: r.port[n], type: r.type[n], key: r.key[n], name: r.name[n],
-        value: r.value[n], facts: [], timers: new Timers(), discards: [],
-        applicant: new Lane(r.applicant[n]), registrar: new Lane(r.registrar[n]),
-      };
-      this.rows.push(row);
-      this.ports[row.port].rows.push(row.number);
-      if (row.registrar.initial === 0 || row.registrar.initial === 1) this.count(row, null, 1);
-    }
-    if (r.port.length > 0) for (const port of this.ports) this.sort(port.rows);
-    const f = data.facts;
+    this.growRows(data.rows);
     const first = this.size;
-    for (let n = 0; n < data.due.fact.length; ++n) {
-      this.due.set(first + data.due.fact[n], data.due.after[n]);
+    this.arming.append(data.due.fact.map((fact) => first + fact));
+    this.after.append(data.due.after);
+    const { kind, time, where, what, cause } = data.facts;
+    this.columns.kind.append(kind);
+    this.columns.where.append(where);
+    this.columns.what.append(what);
+    this.columns.cause.append(cause);
+    this.columns.time.append(time);
+    const times = this.time;
+    for (let fact = Math.max(first, 1); fact < this.size; ++fact) times[fact] += times[fact - 1];
+    for (let n = 0; n < kind.length; ++n) this.add(first + n, kind[n], where[n], what[n]);
+  }
+  growRows(columns) {
+    const { port, type, key, name, value, registrar, applicant } = columns;
+    const count = port.length;
+    this.registrarNow.append(new Int8Array(count).fill(GONE));
+    for (let n = 0; n < count; ++n) {
+      const number = this.rows.length;
+      this.rows.push(new Row(this, number, port[n], type[n], key[n], name[n], value[n], registrar[n], applicant[n]));
+      this.ports[port[n]].rows.push(number);
+      this.registrarIs(number, null, registrar[n]);
     }
-    let time = first > 0 ? this.time[first - 1] : 0;
-    for (let n = 0; n < f.kind.length; ++n) {
-      time += f.time[n];
-      this.add(time, f.kind[n], f.where[n], f.what[n], f.cause[n]);
-    }
+    if (count > 0) for (const port of this.ports) this.sort(port.rows);
+  }
+
+  // The facts of all rows, each row's in order and one behind the other.
+  load() {
+    const { where, size } = this;
+    const start = new Int32Array(this.rows.length + 1);
+    for (let fact = 0; fact < size; ++fact) if (where[fact] >= 0) ++start[where[fact] + 1];
+    for (let n = 0; n < this.rows.length; ++n) start[n + 1] += start[n];
+    const next = start.slice();
+    const facts = new Int32Array(start[this.rows.length]);
+    for (let fact = 0; fact < size; ++fact) if (where[fact] >= 0) facts[next[where[fact]]++] = fact;
+    this.loaded = { start, facts };
+  }
+  loadedFacts(row) {
+    const { start, facts } = this.loaded;
+    return row + 1 < start.length ? facts.subarray(start[row], start[row + 1]) : [];
   }
 
   get size() { return this.columns.time.length; }
@@ -105,19 +228,29 @@ class Model {
     const distance = this.columns.cause.values[fact];
     return distance > 0 ? fact - distance : -1;
   }
-  dueOf(fact) { return this.time[fact] + (this.due.get(fact) ?? 0); }
+  // Whether a fact arms a timer, and when that is due.
+  isArming(fact) { return this.armingAt(fact) >= 0; }
+  dueOf(fact) {
+    const at = this.armingAt(fact);
+    return this.time[fact] + (at < 0 ? 0 : this.after.values[at]);
+  }
+  armingAt(fact) {
+    const facts = this.arming.values;
+    let low = 0;
+    let high = this.arming.length;
+    while (low < high) {
+      const middle = low + high >> 1;
+      if (facts[middle] < fact) low = middle + 1;
+      else high = middle;
+    }
+    return low < this.arming.length && facts[low] === fact ? low : -1;
+  }
 
-  add(time, kind, where, what, cause) {
-    const fact = this.size;
-    const c = this.columns;
-    c.time.push(time);
-    c.kind.push(kind);
-    c.where.push(where);
-    c.what.push(what);
-    c.cause.push(cause);
-    if (where < 0) this.addToPort(this.ports[-1 - where], fact, kind, what);
-    else this.addToRow(this.rows[where], fact, kind, what);
+  add(fact, kind, where, what) {
     if (kind === Kind.discard) this.all.discards.push(fact);
+    if (where === NOWHERE || kind === Kind.nothing) return;
+    if (where < 0) this.addToPort(this.ports[-1 - where], fact, kind, what);
+    else this.addToRow(where, fact, kind, what);
   }
 
   addToPort(port, fact, kind, what) {
@@ -127,60 +260,27 @@ class Model {
       port[list].push(fact);
       this.all[list].push(fact);
     } else if (kind >= Kind.armed && kind <= Kind.fired) {
-      this.turn(port.periods, fact, kind, what);
-    } else {
+      port.periods.turn(this, fact, kind, what);
+    } else if (kind !== Kind.leaveAllReceived && kind !== Kind.leaveAllSent) {
       port.others.push(fact);
     }
   }
 
   addToRow(row, fact, kind, what) {
-    row.facts.push(fact);
-    switch (kind) {
-      case Kind.applicant:
-        row.applicant.push(fact, what >> 8 & 15);
-        this.all.transitions.push(fact);
-        break;
-      case Kind.registrar: {
-        const before = this.isRegistered(row);
-        row.registrar.push(fact, what >> 8 & 15);
-        this.count(row, fact, this.isRegistered(row) - before);
-        this.all.transitions.push(fact);
-        break;
-      }
-      case Kind.discard:
-        row.discards.push(fact);
-        break;
-      case Kind.deleted:
-        this.count(row, fact, -this.isRegistered(row));
-        row.applicant.push(fact, GONE);
-        row.registrar.push(fact, GONE);
-        break;
-      case Kind.armed: case Kind.stopped: case Kind.fired:
-        this.turn(row.timers, fact, kind, what);
-    }
+    if (this.loaded) this.rows[row].take(fact);
+    if (kind === Kind.applicant || kind === Kind.registrar) this.all.transitions.push(fact);
+    if (kind === Kind.registrar) this.registrarIs(row, fact, what >> 8 & 15);
+    else if (kind === Kind.deleted) this.registrarIs(row, fact, GONE);
+    else if (kind === Kind.discard && what === this.joinDiscarded) this.registrarIs(row, fact, REST.registrar);
   }
-
-  isRegistered(row) { return row.registrar.last === 0 || row.registrar.last === 1 ? 1 : 0; }
-
-  // One more or one less is registered: on its port, and altogether.
-  count(row, fact, change) {
+  // Registered is what is IN or LV: counted on its port, and altogether.
+  registrarIs(row, fact, state) {
+    const now = this.registrarNow.values;
+    const change = (state === 0 || state === 1 ? 1 : 0) - (now[row] === 0 || now[row] === 1 ? 1 : 0);
+    now[row] = state;
     if (change === 0) return;
-    for (const series of [this.ports[row.port].registered, this.registered]) {
-      series.now += change;
-      series.facts.push(fact);
-      series.counts.push(series.now);
-      series.most = Math.max(series.most ?? 0, series.now);
-    }
-  }
-
-  // A timer runs from when it is armed until it fires, is stopped, or is armed anew.
-  turn(timers, fact, kind, what) {
-    const running = timers.running[what];
-    if (running) Object.assign(running, { until: this.time[fact], end: kind, endFact: fact });
-    timers.running[what] = kind !== Kind.armed ? null : {
-      what, fact, from: this.time[fact], due: this.dueOf(fact), until: null, end: null, endFact: -1,
-    };
-    if (kind === Kind.armed) timers.list.push(timers.running[what]);
+    this.ports[this.rows[row].port].registered.change(fact, change);
+    this.registered.change(fact, change);
   }
 
   // By type and key.

@@ -95,6 +95,7 @@ class View {
     const where = model.where[fact];
     const x = this.x(model.time[fact]);
     const kind = model.kind[fact];
+    if (where === NOWHERE) return [x, this.top - 4];
     if (where >= 0) {
       const top = this.layout.topOfRow(where);
       if (top !== null) {
@@ -108,7 +109,9 @@ class View {
     const top = this.layout.topOfPort(-1 - where);
     if (top === null) return null;
     const isPeriod = kind >= Kind.armed && kind <= Kind.fired;
-    const lane = kind === Kind.received ? LANES.received : isPeriod ? LANES.period : LANES.sent;
+    const isIn = kind === Kind.received || kind === Kind.leaveAllReceived;
+    const isOut = kind === Kind.sent || kind === Kind.leaveAllSent;
+    const lane = isIn ? LANES.received : isPeriod ? LANES.period : isOut ? LANES.sent : PORT_HEIGHT - 8;
     return [x, this.y(top + lane)];
   }
 
@@ -179,19 +182,20 @@ class View {
     c.textBaseline = "middle";
     c.fillText(text, x, y);
   }
-  // As much of a text as fits.
+  // As much of a text as fits, its beginning and its end.
   fitted(text, width, size = 12, weight = 400) {
     const c = this.context;
     c.font = `${weight} ${size}px ${FONT}`;
     if (c.measureText(text).width <= width) return text;
+    const cut = (n) => `${text.slice(0, Math.ceil(n / 2))}…${text.slice(text.length - Math.floor(n / 2))}`;
     let low = 0;
-    let high = text.length;
+    let high = text.length - 1;
     while (low < high) {
       const middle = low + high + 1 >> 1;
-      if (c.measureText(`${text.slice(0, middle)}…`).width <= width) low = middle;
+      if (c.measureText(cut(middle)).width <= width) low = middle;
       else high = middle - 1;
     }
-    return `${text.slice(0, low)}…`;
+    return cut(low);
   }
   note(kind, x0, x1, y0, y1, more) {
     if (this.log) this.log.push({ kind, x0, x1, y0, y1, ...more });
@@ -491,13 +495,7 @@ class View {
       c.fillStyle = this.colour.faint;
       c.fillRect(0, top + h - 1, this.width, 1);
     }
-    // Labels where there is room, so that rows that are lower have one now and then.
-    const every = Math.max(1, Math.ceil(13 / h));
-    if (index % every === 0) {
-      const size = h >= 22 ? 12 : 11;
-      this.text(this.fitted(this.model.rowName(row), this.left - 74, size, isCursor ? 650 : 400), 26,
-        top + (every > 1 ? 6 : h / 2), isCursor ? "accent" : "text", size, isCursor ? 650 : 400);
-    }
+    this.drawLabel(row, top, index, isCursor);
     const lanes = this.lanes();
     if (lanes.applicant) {
       this.text("Reg", this.left - 10, top + lanes.registrar[0] + lanes.registrar[1] / 2, "soft", 9, 400, "right");
@@ -509,9 +507,29 @@ class View {
       if (h >= 22) {
         this.drawTimers(row, top + lanes.registrar[0] + lanes.registrar[1]);
         this.drawOthers(row.discards, top + h / 2);
+        this.drawOthers(row.notes, top + h / 2);
       }
       this.drawMarked(row, top, lanes);
     });
+  }
+
+  // Labels where there is room, so that rows that are lower have one now and then.
+  drawLabel(row, top, index, isCursor) {
+    const h = this.layout.rowHeight;
+    const every = Math.max(1, Math.ceil(13 / h));
+    if (index % every !== 0) return;
+    const colour = isCursor ? "accent" : "text";
+    const weight = isCursor ? 650 : 400;
+    const width = this.left - 62;
+    const kind = this.model.typeText(row);
+    if (h >= 34 && this.model.types.length > 1) {
+      this.text(kind, 26, top + 10, "soft", 10);
+      this.text(this.fitted(row.name, width, 12, weight), 26, top + 23, colour, 12, weight);
+      return;
+    }
+    const size = h >= 22 ? 12 : 11;
+    this.text(this.fitted(`${kind} ${row.name}`, width, size, weight), 26, top + (every > 1 ? 6 : h / 2), colour, size,
+      weight);
   }
 
   drawLane(row, machine, y, h) {

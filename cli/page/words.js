@@ -4,8 +4,9 @@
 
 const Kind = {
   received: 0, sent: 1, applicant: 2, registrar: 3, discard: 4, armed: 5, stopped: 6, fired: 7,
-  added: 8, deleted: 9, note: 10,
+  added: 8, deleted: 9, note: 10, leaveAllReceived: 11, leaveAllSent: 12, nothing: 13,
 };
+const NOWHERE = -2147483648;  // of what happened on no port
 const TimerKind = { leave: 0, explicitLeave: 1, leaveAll: 2 };
 const timerNames = ["leave timer", "leave timer", "LeaveAll period"];
 
@@ -36,7 +37,8 @@ function factText(model, fact) {
     const from = states[what & 15];
     const to = states[what >> 8 & 15];
     const event = events[what >> 4 & 15] ?? "no event";
-    return from === to ? `${machine} stays ${to}, ${event}` : `${machine} ${from} → ${to}, ${event}`;
+    const due = model.isArming(fact) ? `; leaves at ${timeText(model.dueOf(fact))} unless a Join comes` : "";
+    return from === to ? `${machine} stays ${to}, ${event}${due}` : `${machine} ${from} → ${to}, ${event}${due}`;
   };
   switch (model.kind[fact]) {
     case Kind.received: return `received from ${model.frames[what].source}, ${frameTitle(model.frames[what])}`;
@@ -49,6 +51,8 @@ function factText(model, fact) {
     case Kind.fired: return `${timerNames[what]} fired`;
     case Kind.added: return "committed";
     case Kind.deleted: return "deletion committed";
+    case Kind.leaveAllReceived: return `LeaveAll of ${model.types[what - 1] ?? "every type"} received`;
+    case Kind.leaveAllSent: return `LeaveAll of ${model.types[what - 1] ?? "every type"} sent`;
     default: return model.texts[what];
   }
 }
@@ -57,10 +61,10 @@ function frameTitle(frame) {
   return `${frame.protocol}, ${frame.octets} octets`;
 }
 
-// Where a fact happened: "VLAN 10 on port1", "port1".
+// Where a fact happened: "VLAN 10 on port1", "port1"; or that it did so on no port.
 function placeText(model, fact) {
   const where = model.where[fact];
-  return where < 0 ? model.ports[-1 - where].name : model.rowText(where);
+  return where === NOWHERE ? "switch" : where < 0 ? model.ports[-1 - where].name : model.rowText(where);
 }
 
 // One line with everything.

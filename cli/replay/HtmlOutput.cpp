@@ -5,11 +5,53 @@
 
 #include "cli/BadInput.h"
 #include "cli/page/Page.h"
+#include "cli/page/RecordText.h"
 
 namespace Cli {
 
 using Platform::Seconds;
-using Kind = PageData::Kind;
+using Fact = PageData::Kind;
+using Mrp::Accounts::Kind;
+using Mrp::Accounts::Number;
+
+namespace {
+
+constexpr std::uint8_t kTalkerFailed = 2;
+constexpr std::uint8_t kListener = 3;
+
+Fact factOf(const Mrp::Accounts::Record& record) {
+  switch (record.kind) {
+    case Kind::frameReceived:
+      return Fact::received;
+    case Kind::frameSent:
+      return Fact::sent;
+    case Kind::leaveAllReceived:
+      return Fact::leaveAllReceived;
+    case Kind::leaveAllSent:
+      return Fact::leaveAllSent;
+    case Kind::applicant:
+      return Fact::applicant;
+    case Kind::registrar:
+      return Fact::registrar;
+    case Kind::discard:
+      return Fact::discard;
+    case Kind::timerArmed:
+      return Fact::armed;
+    case Kind::timerFired:
+      return Fact::fired;
+    case Kind::timerStopped:
+      return Fact::stopped;
+    case Kind::committed:
+      return record.event != 0 ? Fact::added : Fact::deleted;
+    case Kind::none:
+    case Kind::figures:  // told with their decision
+      return Fact::nothing;
+    default:
+      return Fact::note;
+  }
+}
+
+}  // namespace
 
 HtmlOutput::HtmlOutput(const std::string& path, const Inputs& inputs, std::string title)
     : path_(path),
@@ -19,80 +61,99 @@ HtmlOutput::HtmlOutput(const std::string& path, const Inputs& inputs, std::strin
   if (!file_) throw BadInput(path, std::strerror(errno));
   for (const AttributeState& state : inputs.status) {
     data_.initially({Platform::IntfId(state.port), state.type, state.key},
-                    static_cast<unsigned>(state.applicant),
-                    static_cast<unsigned>(state.registrar));
+                    static_cast<unsigned>(state.applicant), static_cast<unsigned>(state.registrar));
     data_.valueIs(state.type, state.key, state.value);
   }
 }
 
-PageData::Id HtmlOutput::add(Kind kind, PageData::Place where, std::uint32_t what) {
-  const Seconds now = clock_ ? clock_->now() : Seconds();
-  if (now != causedAt_) cause_.reset();
-  return data_.add(now, kind, where, what, cause_);
+// Records that the ring has lost before they were taken stay empty: numbers are places.
+void HtmlOutput::take() {
+  if (!account_) return;
+  for (Number next = records_.size() + 1; next <= account_->last(); ++next) {
+    const Record* record = account_->record(next);
+    Record lost{};
+    if (!records_.empty()) lost.time = records_.back().time;
+    records_.push_back(record ? *record : lost);
+  }
 }
 
-PageData::Place HtmlOutput::placeOf(const Mrp::MrpAttribute& attribute) {
-  const bool whole = attribute.attributeType == 0 || attribute.attributeKey == 0;
-  return whole ? data_.port(attribute.intfId) : data_.row(attribute);
+void HtmlOutput::frame(const Frame& frame) {
+  take();
+  frames_[records_.size()] = data_.frameText(frame.octets);
 }
 
 void HtmlOutput::indication(Seconds, const Indication& indication) {
   data_.valueIs(indication.type, indication.key, indication.value);
 }
 
-void HtmlOutput::logged(Seconds, std::string_view, std::string_view) {}
-
 void HtmlOutput::finished(Seconds time, const FinalState& state) {
+  take();
   for (const AttributeState& attribute : state.attributes) {
     data_.valueIs(attribute.type, attribute.key, attribute.value);
   }
+  addRows();
+  addFacts();
   file_ << selfContainedPage(data_.json(title_, time)) << std::flush;
   if (!file_) throw BadInput(path_, "the page could not be written");
 }
 
-void HtmlOutput::frame(const Frame& frame) {
-  const bool received = frame.direction == Direction::received;
-  if (received) cause_.reset();
-  const auto id = add(received ? Kind::received : Kind::sent, data_.port(frame.intf),
-                      data_.frameText(frame.octets));
-  if (!received) return;
-  cause_ = id;
-  causedAt_ = clock_ ? clock_->now() : Seconds();
+void HtmlOutput::addRows() {
+  for (const Record& record : records_) {
+    if (record.kind != Kind::applicant && record.kind != Kind::registrar) continue;
+    data_.row({account_->port(record), record.type, record.key});
+  }
 }
 
-void HtmlOutput::transition(const Transition& t) {
-  const auto what = static_cast<std::uint32_t>(t.from | t.event << 4 | t.to << 8);
-  add(t.machine == Machine::applicant ? Kind::applicant : Kind::registrar, data_.row(t.attribute),
-      what);
+PageData::Place HtmlOutput::placeOf(const Record& record) {
+  const Platform::IntfId intf = account_->port(record);
+  switch (record.kind) {
+    case Kind::frameReceived:
+    case Kind::frameSent:
+    case Kind::leaveAllReceived:
+    case Kind::leaveAllSent:
+      return data_.port(intf);
+    case Kind::contribution:
+      return data_.nearest({account_->portNumbered(record.detail), record.type, record.key});
+    case Kind::decision: {
+      const bool failed = record.to() == kTalkerFailed;
+      return data_.nearest({intf, static_cast<std::uint8_t>(failed ? 2 : 1), record.key});
+    }
+    case Kind::listener:
+      return data_.nearest({intf, kListener, record.key});
+    default:
+      return data_.nearest({intf, record.type, record.key});
+  }
 }
 
-void HtmlOutput::discard(const Discard& discard) {
-  add(Kind::discard, placeOf(discard.attribute), static_cast<std::uint32_t>(discard.reason));
-  if (discard.reason != Reason::joinDiscarded) return;
-  // What happens without an event: the Registrar stands at MT again.
-  constexpr auto kMt = static_cast<unsigned>(Mrp::MrpRegistrarState::mt);
-  constexpr auto kIn = static_cast<unsigned>(Mrp::MrpRegistrarState::in);
-  constexpr auto kNone = static_cast<unsigned>(Mrp::MrpRegistrarEvent::none);
-  add(Kind::registrar, data_.row(discard.attribute), kIn | kNone << 4 | kMt << 8);
-}
-
-void HtmlOutput::timer(const Timer& timer) {
-  const PageData::Place where = timer.kind == TimerKind::leaveAll
-                                    ? data_.port(timer.attribute.intfId)
-                                    : data_.row(timer.attribute);
-  if (timer.step == TimerStep::fired) cause_.reset();
-  const Kind kind = timer.step == TimerStep::armed     ? Kind::armed
-                    : timer.step == TimerStep::stopped ? Kind::stopped
-                                                       : Kind::fired;
-  const auto id = add(kind, where, static_cast<std::uint32_t>(timer.kind));
-  if (timer.step == TimerStep::armed) data_.dueIs(id, timer.due);
-  if (timer.step != TimerStep::fired) return;
-  cause_ = id;
-  causedAt_ = clock_ ? clock_->now() : Seconds();
-}
-
-void HtmlOutput::committed(const Commit& commit) {
-  add(commit.added ? Kind::added : Kind::deleted, data_.row(commit.attribute), 0);
+void HtmlOutput::addFacts() {
+  for (const Record& record : records_) {
+    const Fact fact = factOf(record);
+    std::uint32_t what = record.event;
+    switch (fact) {
+      case Fact::received:
+      case Fact::sent:
+        what = frames_[record.number];
+        break;
+      case Fact::leaveAllReceived:
+      case Fact::leaveAllSent:
+        what = record.type;
+        break;
+      case Fact::applicant:
+      case Fact::registrar:
+        what = static_cast<std::uint32_t>(record.from() | record.event << 4 | record.to() << 8);
+        break;
+      case Fact::note:
+        what = data_.text(recordText(data_.application(), *account_, record));
+        break;
+      default:
+        break;
+    }
+    std::optional<PageData::Id> cause;
+    if (const Number number = record.cause()) cause = static_cast<PageData::Id>(number - 1);
+    const PageData::Id id = data_.add(record.at(), fact, placeOf(record), what, cause);
+    const bool armed = fact == Fact::armed || (fact == Fact::registrar && record.detail != 0);
+    if (armed) data_.dueIs(id, record.due());
+  }
 }
 
 }  // namespace Cli

@@ -45,7 +45,6 @@ class ReplaySession {
   // Does everything up to the end of the run, and reports the final state. Once.
   void run();
 
-  const Platform::Clock& clock() const { return *clock_; }
   const Mrp::MrpApplicationDatabase& database() const { return engine_->database(); }
   const Mrp::Engine& engine() const { return *engine_; }
   const ReplayApplication& application() const { return *application_; }
