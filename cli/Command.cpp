@@ -67,6 +67,8 @@ void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
       ->type_name("FILE");
   app.add_option("--write", command.write, "Write the frames that the engine sent to a capture")
       ->type_name("FILE");
+  app.add_option("--html", command.html, "Write a page that shows the run, for any browser")
+      ->type_name("FILE");
   app.add_option("--trace", command.trace,
                  "Trace lines up to this level to standard error: 4 failures, 7 notable events, 8 "
                  "routine steps")

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/BadInput.h"
+#include "cli/replay/HtmlOutput.h"
 #include "cli/replay/JsonOutput.h"
 #include "cli/replay/PcapWriter.h"
 #include "cli/replay/ReplaySession.h"
@@ -39,6 +40,18 @@ ReplayOptions optionsOf(const ReplayCommand& command, std::ostream& err) {
   return options;
 }
 
+// The inputs without their folders: "port1=left.pcap, story.jsonl".
+std::string titleOf(const ReplayCommand& command) {
+  std::string title;
+  for (const std::string& input : command.files.inputs) {
+    const std::size_t port = input.find('=') + 1;  // 0 without a port
+    const std::size_t folder = input.rfind('/') + 1;
+    if (!title.empty()) title += ", ";
+    title += folder > port ? input.substr(0, port) + input.substr(folder) : input;
+  }
+  return title;
+}
+
 // Opened before the run, so that a name that cannot be written is found in time.
 std::ofstream fileFor(const std::string& path) {
   std::ofstream file;
@@ -55,11 +68,22 @@ void replay(const ReplayCommand& command, std::ostream& out, std::ostream& err) 
   std::ofstream status = fileFor(command.saveStatus);
   std::unique_ptr<Output> capture;
   if (!command.write.empty()) capture = std::make_unique<PcapWriter>(command.write);
+  std::unique_ptr<HtmlOutput> page;
+  if (!command.html.empty()) {
+    page = std::make_unique<HtmlOutput>(command.html, inputs, titleOf(command));
+  }
   const std::unique_ptr<Output> shown = outputFor(command, inputs, out);
   std::vector<Output*> outputs{shown.get()};
   if (capture) outputs.push_back(capture.get());
+  if (page) outputs.push_back(page.get());
 
-  ReplaySession session(inputs, optionsOf(command, err), outputs);
+  ReplayOptions options = optionsOf(command, err);
+  if (page) {
+    options.observer = page.get();
+    options.records = HtmlOutput::kRecords;
+  }
+  ReplaySession session(inputs, options, outputs);
+  if (page) page->accountIs(session.account());
   session.run();
   if (!command.saveStatus.empty()) {
     status << statusText(attributesOf(session.database(), Records::committed), inputs.application)

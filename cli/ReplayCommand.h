@@ -17,6 +17,7 @@ struct ReplayCommand {
   bool standby = false;
   std::string saveStatus;  // empty: not wanted; the same below
   std::string write;
+  std::string html;
   std::optional<int> trace;
   bool json = false;
 };

@@ -6,6 +6,9 @@
 #include "platform/packet/PamDirs.h"
 
 namespace Mrp {
+
+using Accounts::PortChange;
+
 namespace {
 
 constexpr bool forwarding(Stp::Role role) {
@@ -67,12 +70,14 @@ void Bridge::handleFrame(IntfId) {
 
 void Bridge::portIs(IntfId intf, bool enabled) {
   if (members_.has(intf)) return;
+  const auto because = portChanged(intf, PortChange::added);
   handleMember(members_.is(intf, intf), true);
   portEnabledIs(intf, enabled);
 }
 
 void Bridge::portDel(IntfId intf) {
   if (!member(intf)) return;
+  const auto because = portChanged(intf, PortChange::removed);
   portEnabledIs(intf, false);
   handleMember(*member(intf), false);
   members_.del(intf);
@@ -88,6 +93,8 @@ void Bridge::portEnabledIs(IntfId intf, bool enabled) {
   Member* const m = member(intf);
   if (!m || m->enabled == enabled) return;
   m->enabled = enabled;
+  const auto because =
+      portChanged(intf, enabled ? PortChange::enabled : PortChange::disabled);
   if (enabled) {
     mrpInterfaceEnable(intf);
     handlePam(intf);  // an endpoint that was open before
@@ -115,6 +122,7 @@ bool Bridge::everythingForwards() const {
 }
 
 void Bridge::open(Member& member) {
+  const auto because = portChanged(member.intf, PortChange::opened);
   const Batch batch(*this);
   member.open = true;
   handleOpen(member);
@@ -132,6 +140,7 @@ void Bridge::open(Member& member) {
 // there is one again.
 void Bridge::close(Member& member) {
   if (!member.open) return;
+  const auto because = portChanged(member.intf, PortChange::closed);
   const Batch batch(*this);
   member.open = false;
   mrpTxPacketContextDel(member.intf);
@@ -164,6 +173,10 @@ void Bridge::handleRole(const std::string&, const std::string& msti, const std::
 void Bridge::forward(Member& member, const VlanSet& vlans, bool forwards) {
   member.forwards = forwards ? member.forwards | vlans : member.forwards - vlans;
   handleForwards(member, vlans);
+}
+
+Accounts::Because Bridge::portChanged(IntfId intf, PortChange change) const {
+  return Accounts::because(account_, [&](Accounts::Account& a) { return a.portChanged(intf, change); });
 }
 
 // --- Requests ------------------------------------------------------------------------------------

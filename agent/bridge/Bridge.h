@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "agent/account/Account.h"
 #include "agent/bridge/VlanSet.h"
 #include "mrp/MrpSm/MrpLib.h"
 #include "platform/interface/IntfMap.h"
@@ -36,6 +37,10 @@ class Bridge : public MrpLib, private Stp::RoleWatcher::Listener {
   // A port that is disabled tells its neighbour, too, and keeps its settings.
   void portEnabledIs(IntfId intf, bool enabled);
   bool portEnabled(IntfId intf) const;
+
+  // Is told what the bridge passes on, and why. Not owned; null at first. It outlives the bridge, or
+  // is taken away before.
+  void accountIs(Accounts::Account* account) { account_ = account; }
 
  protected:
   struct Member {
@@ -78,6 +83,7 @@ class Bridge : public MrpLib, private Stp::RoleWatcher::Listener {
   // Join stand in both open packets of a port, Lv in the first alone, so that the second would
   // declare it again.
   void sendWhatIsOpen(IntfId intf);
+  Accounts::Account* account() const { return account_; }
 
  private:
   // While one is there, settle() is put off.
@@ -91,12 +97,14 @@ class Bridge : public MrpLib, private Stp::RoleWatcher::Listener {
   void close(Member& member);
   void forward(Member& member, const VlanSet& vlans, bool forwards);
   bool everythingForwards() const;
+  Accounts::Because portChanged(IntfId intf, Accounts::PortChange change) const;
 
   Members members_;
   int batches_ = 0;
   Platform::Reactor<IntfId> pamReactor_;
   Platform::Reactor<IntfId> frameReactor_;
   std::unique_ptr<Stp::RoleWatcher> roles_;
+  Accounts::Account* account_ = nullptr;
 };
 
 }  // namespace Mrp

@@ -102,6 +102,7 @@ bool MvrpBridge::contributes(Port& port, std::uint16_t vlan) {
   if (now == port.contributes.has(vlan)) return false;
   port.contributes.put(vlan, now);
   now ? ++contributors_[vlan] : --contributors_[vlan];
+  if (account()) account()->contribution({port.member.intf, kVlanType, vlan}, now);
   return true;
 }
 
@@ -140,6 +141,9 @@ void MvrpBridge::settle(Port& port, std::uint16_t vlan, MrpThreePackedEvent join
   const bool wanted = wants(port, vlan);
   if (wanted == port.declared.has(vlan)) return;
   port.declared.put(vlan, wanted);
+  const MrpAttribute attribute{port.member.intf, kVlanType, vlan};
+  const auto because = Accounts::because(
+      account(), [&](Accounts::Account& a) { return a.propagation(attribute, wanted); });
   if (!wanted) sendWhatIsOpen(port.member.intf);
   requestVlan(port.member.intf, vlan,
               static_cast<std::uint8_t>(wanted ? join : MrpThreePackedEvent::lv));
@@ -191,6 +195,9 @@ bool MvrpBridge::registrationIs(Port& port, std::uint16_t vlan, Registration reg
   if (forbid && port.registered.has(vlan)) {
     port.registered.put(vlan, false);
     port.declared.put(vlan, false);
+    const auto because = Accounts::because(account(), [&](Accounts::Account& a) {
+      return a.request(Accounts::Verb::remove, {port.member.intf, kVlanType, vlan}, {});
+    });
     requestVlan(port.member.intf, vlan, kInternalLeaveEvent);
   }
   contribute(port, vlan, kJoin);

@@ -123,6 +123,8 @@ struct Action {
                SwitchAction, ClogAction, ActivateAction, BridgePortAction, EgressAction,
                AddressAction, BridgeAction, DeclareAction, RegistrationAction>
       what;
+  // Of the packet in its capture or of the line in its scenario, from 1.
+  std::uint32_t number = 0;
 };
 
 // Names of the ports that an action names.

@@ -61,10 +61,11 @@ struct Planned {
   Seconds at;
   std::optional<FrameAction> frame;
   const ScenarioLine* line = nullptr;
+  std::uint32_t number = 0;
 };
 
 void planCapture(InputFile& file, std::int64_t origin, std::vector<Planned>& plan) {
-  std::size_t number = 0;
+  std::uint32_t number = 0;
   for (CapturedFrame& frame : file.frames) {
     ++number;
     std::int64_t at = 0;
@@ -74,7 +75,7 @@ void planCapture(InputFile& file, std::int64_t origin, std::vector<Planned>& pla
                      "the time of the packet is out of range");
     }
     plan.push_back({Seconds::fromNanoseconds(at),
-                    FrameAction{file.port, std::move(frame.octets), {}}, nullptr});
+                    FrameAction{file.port, std::move(frame.octets), {}}, nullptr, number});
   }
 }
 
@@ -125,7 +126,8 @@ Inputs readInputs(const InputFiles& names) {
   inputs.application = names.application ? *names.application : applicationOf(plan);
   for (Planned& planned : plan) {
     inputs.actions.push_back(planned.line ? actionOf(*planned.line, inputs.application)
-                                          : Action{planned.at, *std::move(planned.frame)});
+                                          : Action{planned.at, *std::move(planned.frame),
+                                                   planned.number});
   }
   if (!names.status.empty()) inputs.status = readStatus(names.status, inputs.application);
   inputs.ports = portsIn(files, inputs);

@@ -72,22 +72,52 @@ class BridgeApplication : public ReplayApplication {
   void start() override { bridge_->start(); }
   void portIs(IntfId intf, bool enabled) override { bridge_->portIs(intf, enabled); }
   void enabledIs(IntfId intf, bool enabled) override { bridge_->portEnabledIs(intf, enabled); }
+  void accountIs(Mrp::Accounts::Account* account) override {
+    account_ = account;
+    bridge_->accountIs(account);
+  }
 
  protected:
   Bridge& bridge() { return *bridge_; }
   const Bridge& bridge() const { return *bridge_; }
+  Mrp::Accounts::Account* account() const { return account_; }
 
  private:
+  Mrp::Accounts::Account* account_ = nullptr;
   Ptr<Reported<Bridge>> bridge_;
 };
+
+// What somebody asked for is the reason of what the bridge does until this ends.
+Mrp::Accounts::Because because(Mrp::Accounts::Account* account, Mrp::Accounts::Verb verb,
+                               const std::optional<std::string>& port, std::uint16_t vlan,
+                               const ReplayApplication::Requester& by) {
+  const Mrp::MrpAttribute attribute{port ? IntfId(*port) : IntfId(), 1, vlan};
+  return Mrp::Accounts::because(
+      account, [&](Mrp::Accounts::Account& a) { return a.request(verb, attribute, by); });
+}
+
+Mrp::Accounts::Verb verbOf(Mrp::Registration registration) {
+  switch (registration) {
+    case Mrp::Registration::fixed:
+      return Mrp::Accounts::Verb::fixed;
+    case Mrp::Registration::forbidden:
+      return Mrp::Accounts::Verb::forbidden;
+    case Mrp::Registration::normal:
+      break;
+  }
+  return Mrp::Accounts::Verb::normal;
+}
 
 class MvrpApplication final : public BridgeApplication<Mrp::MvrpBridge> {
  public:
   using BridgeApplication::BridgeApplication;
   using ReplayApplication::act;
 
-  void act(const DeclareAction& action) override {
+  void act(const DeclareAction& action, const Requester& by) override {
+    using enum Mrp::Accounts::Verb;
     for (const std::uint16_t vlan : action.vlans) {
+      const auto asked =
+          because(account(), action.declare ? declare : withdraw, action.port, vlan, by);
       if (action.port) {
         bridge().declarationIs(IntfId(*action.port), VlanId(vlan), action.declare);
       } else {
@@ -95,10 +125,14 @@ class MvrpApplication final : public BridgeApplication<Mrp::MvrpBridge> {
       }
     }
   }
-  void act(const RegistrationAction& action) override {
+  void act(const RegistrationAction& action, const Requester& by) override {
     const IntfId intf(action.port);
-    if (!action.vlans) return bridge().registrationIs(intf, action.is);
+    if (!action.vlans) {
+      const auto asked = because(account(), verbOf(action.is), action.port, 0, by);
+      return bridge().registrationIs(intf, action.is);
+    }
     for (const std::uint16_t vlan : *action.vlans) {
+      const auto asked = because(account(), verbOf(action.is), action.port, vlan, by);
       bridge().registrationIs(intf, VlanId(vlan), action.is);
     }
   }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <span>
 
+#include "agent/account/Account.h"
 #include "cli/replay/Action.h"
 #include "cli/replay/Output.h"
 #include "mrp/MrpSm/Engine.h"
@@ -24,14 +25,17 @@ class ReplayApplication {
   virtual void portIs(Platform::IntfId intf, bool enabled);
   virtual void enabledIs(Platform::IntfId intf, bool enabled);
   virtual void joinDiscardIs(bool /*discard*/) {}
+  virtual void accountIs(Mrp::Accounts::Account*) {}
   virtual BridgeState state(std::span<const std::string> /*ports*/) const { return {}; }
 
   virtual void act(const BridgePortAction&) {}
   virtual void act(const EgressAction&) {}
   virtual void act(const AddressAction&) {}
   virtual void act(const BridgeAction&) {}
-  virtual void act(const DeclareAction&) {}
-  virtual void act(const RegistrationAction&) {}
+  // `by` asks for them.
+  using Requester = Mrp::Accounts::Account::Requester;
+  virtual void act(const DeclareAction&, const Requester& /*by*/) {}
+  virtual void act(const RegistrationAction&, const Requester& /*by*/) {}
 };
 
 std::unique_ptr<ReplayApplication> replayApplication(const ApplicationInfo& info, bool bridge,

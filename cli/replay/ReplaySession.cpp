@@ -18,6 +18,23 @@ constexpr std::uint64_t kBridgeAddress = 0x020000000000;
 constexpr std::uint64_t kPorts = 0xffff;
 constexpr Seconds kAfterLastInput{1.0};
 
+using Mrp::Accounts::Setting;
+using Mrp::Accounts::Verb;
+using Scope = Mrp::Accounts::Account::Scope;
+
+Verb verbOf(std::uint8_t event) {
+  switch (event) {
+    case static_cast<std::uint8_t>(Mrp::MrpThreePackedEvent::lv):
+      return Verb::withdraw;
+    case Mrp::kLeaveAllEvent:
+      return Verb::leaveAll;
+    case Mrp::kInternalLeaveEvent:
+      return Verb::remove;
+    default:
+      return Verb::declare;
+  }
+}
+
 }  // namespace
 
 void ReplaySession::Outputs::indication(Seconds time, const Indication& indication) {
@@ -54,6 +71,8 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       until_(options.until),
       output_(outputs),
       clock_(makePtr<Platform::Embedded::VirtualClock>()),
+      account_(*clock_, options.records),
+      observers_(options.records > 0 ? &account_ : nullptr, options.observer),
       switch_(clock_),
       config_(makePtr<Mrp::MrpConfig>()),
       status_(makePtr<Mrp::MrpStatus>()),
@@ -67,7 +86,8 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
   if (options.bridge) designatePorts();
   preload();
   createEngine(options.standby);
-  engine_->observerIs(options.observer);
+  if (options.records > 0 || options.observer) engine_->observerIs(&observers_);
+  application_->accountIs(options.records > 0 ? &account_ : nullptr);
   application_->start();
   enablePorts();
 }
@@ -161,6 +181,7 @@ void ReplaySession::run() {
     if (action.at > end) break;
     // Everything due by then comes first, what an action at this very instant made due included.
     clock_->runUntil(std::max(action.at, clock_->now()));
+    line_ = action.number;
     std::visit([this](const auto& what) { act(what); }, action.what);
   }
   clock_->runUntil(end);
@@ -170,6 +191,7 @@ void ReplaySession::run() {
 }
 
 void ReplaySession::act(const FrameAction& action) {
+  if (line_ != 0) account_.nextFrameIs(line_);
   switch_.receive(IntfId(action.port), action.octets, action.unread);
 }
 
@@ -177,7 +199,11 @@ void ReplaySession::act(const RequestAction& action) {
   if (!engine_->active()) return;
   Mrp::MrpLib& lib = application_->lib();
   if (action.value) std::ranges::copy(*action.value, lib.txImage(action.type).begin());
-  const auto send = [&](IntfId port) { lib.mrpSendAttribute({port, action.type, action.event}); };
+  const auto send = [&](IntfId port) {
+    const Mrp::MrpAttribute attribute{port, action.type, lib.values().txKey(action.type)};
+    const Scope because(account_, account_.request(verbOf(action.event), attribute, requester()));
+    lib.mrpSendAttribute({port, action.type, action.event});
+  };
   for (const std::string& port : action.ports) {
     lib.mrpOutIntfQueueEnq(IntfId(port));
     if (!action.port) send(IntfId(port));
@@ -186,11 +212,14 @@ void ReplaySession::act(const RequestAction& action) {
 }
 
 void ReplaySession::act(const EnableAction& action) {
+  const Scope because(account_, account_.setting(Setting::portEnabled, IntfId(action.port),
+                                                 action.enable, requester()));
   application_->enabledIs(IntfId(action.port), action.enable);
 }
 
 void ReplaySession::act(const LeaveAllAction& action) {
   const IntfId intf(action.port);
+  const Scope because(account_, account_.request(Verb::leaveAll, {intf, 0, 0}, requester()));
   if (engine_->active() && engine_->endpoints().pam(intf)) engine_->sendLeaveAll(intf);
 }
 
@@ -198,6 +227,8 @@ void ReplaySession::act(const RoleAction& action) {
   // A port that is new to the instance appears in its role.
   auto port = Platform::makePtr<Stp::MstiPortStatus>();
   const Stp::MstiPortStatus::Role role{action.role};
+  const Scope because(account_, account_.role(IntfId(action.port),
+                                              static_cast<std::uint8_t>(action.role)));
   port->roleIs(role);
   switch_.stpStatus()
       ->childIs(action.stp)
@@ -207,6 +238,8 @@ void ReplaySession::act(const RoleAction& action) {
 }
 
 void ReplaySession::act(const ConfigAction& action) {
+  const Scope because(account_, account_.setting(Setting::other, IntfId(action.port.value_or("")), 0,
+                                                 requester()));
   if (!action.port) {
     Platform::attributeValueIs(config_->describe(), action.field, *action.value);
     return;
@@ -241,6 +274,7 @@ void ReplaySession::act(const ClogAction& action) {
 
 void ReplaySession::act(const ActivateAction&) {
   if (engine_->active()) return;
+  const Scope because(account_, account_.activated());
   engine_->activate();
   application_->start();
 }

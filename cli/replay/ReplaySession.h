@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/account/Account.h"
+#include "agent/account/ObserverPair.h"
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
 #include "cli/replay/ReplayApplication.h"
@@ -29,6 +31,8 @@ struct ReplayOptions {
   std::function<void(Platform::Seconds, const Platform::Trace::Entry&)> trace;
   // Not owned, may be null; outlives the session.
   Mrp::MrpObserver* observer = nullptr;
+  // Of the account that is kept; 0: none is.
+  std::size_t records = 0;
 };
 
 // One switch with one engine, on virtual time. The inputs and outputs outlive it.
@@ -42,6 +46,10 @@ class ReplaySession {
   void run();
 
   const Mrp::MrpApplicationDatabase& database() const { return engine_->database(); }
+  const Mrp::Engine& engine() const { return *engine_; }
+  const ReplayApplication& application() const { return *application_; }
+  // What has happened, and why.
+  const Mrp::Accounts::Account& account() const { return account_; }
 
  private:
   // Passes everything on to all outputs.
@@ -77,6 +85,11 @@ class ReplaySession {
   void act(const SwitchAction& action);
   void act(const ClogAction& action);
   void act(const ActivateAction& action);
+  Mrp::Accounts::Account::Requester requester() const {
+    return {Mrp::Accounts::By::scenario, Mrp::Accounts::kNobody, line_};
+  }
+  void act(const DeclareAction& action) { application_->act(action, requester()); }
+  void act(const RegistrationAction& action) { application_->act(action, requester()); }
   template <class BridgesAction>
   void act(const BridgesAction& action) {
     application_->act(action);
@@ -86,10 +99,13 @@ class ReplaySession {
   std::optional<Platform::Seconds> until_;
   Outputs output_;
   Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
+  Mrp::Accounts::Account account_;
+  Mrp::Accounts::ObserverPair observers_;
   Platform::Embedded::Switch switch_;
   Platform::Ptr<Mrp::MrpConfig> config_;
   Platform::Ptr<Mrp::MrpStatus> status_;
   std::unique_ptr<ReplayApplication> application_;
+  std::uint32_t line_ = 0;             // the action's number, while one acts
   Platform::Ptr<Mrp::Engine> engine_;  // last, so that it goes first
 };
 

@@ -317,14 +317,14 @@ Json parse(std::string_view line, const std::string& where) {
 std::vector<ScenarioLine> readScenario(const std::string& path, bool bridge) {
   const std::string text = readTextFile(path);
   std::vector<ScenarioLine> lines;
-  std::size_t number = 0;
+  std::uint32_t number = 0;
   for (std::string_view rest = text; !rest.empty();) {
     const std::size_t end = rest.find('\n');
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     ++number;
     if (blank(line)) continue;
-    ScenarioLine read{path + ":" + std::to_string(number), {}, {}};
+    ScenarioLine read{path + ":" + std::to_string(number), {}, {}, number};
     read.json = parse(line, read.where);
     const JsonMembers members(read.json, read.where);
     read.at = members.seconds("at");
@@ -349,7 +349,7 @@ std::optional<FrameAction> frameOf(const ScenarioLine& line) {
 
 Action actionOf(const ScenarioLine& line, MrpApplication application) {
   const JsonMembers members(line.json, line.where);
-  return {line.at, namedAction(members).read(members, application)};
+  return {line.at, namedAction(members).read(members, application), line.number};
 }
 
 }  // namespace Cli

@@ -14,6 +14,7 @@ struct ScenarioLine {
   std::string where;  // file and line number
   Platform::Seconds at;
   nlohmann::ordered_json json;
+  std::uint32_t number = 0;  // of the line
 };
 
 // The lines of a scenario file that are not blank, with their times. Throws BadInput for a file
