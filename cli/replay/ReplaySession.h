@@ -92,6 +92,8 @@ class ReplaySession {
   void act(const RegistrationAction& action) { application_->act(action, requester()); }
   template <class BridgesAction>
   void act(const BridgesAction& action) {
+    using namespace Mrp::Accounts;
+    const Account::Scope because(account_, account_.setting(Setting::other, {}, 0, requester()));
     application_->act(action);
   }
 
