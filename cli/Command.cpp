@@ -7,6 +7,7 @@
 #include "cli/ReplayCommand.h"
 #include "cli/agent/AgentCommands.h"
 #include "cli/replay/JsonMembers.h"
+#include "cli/why/WhyCommand.h"
 
 namespace Cli {
 namespace {
@@ -93,6 +94,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
   AgentCommands agentCommands(app);
+  WhyCommand why(app);
   try {
     app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& asked) {  // --help, --version
@@ -100,6 +102,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
     return 0;
   }
   if (const auto status = agentCommands.run(out, err)) return *status;
+  if (const auto status = why.run(out, err)) return *status;
   command.files.application = applicationNamed(application);
   replay(command, out, err);
   return 0;

@@ -62,8 +62,12 @@ struct Sources {
   std::function<Registration(IntfId, std::uint16_t)> registration = {};
   // The bridge of streams; null without one.
   const Streams::StreamPropagation* streams = nullptr;
+  // A time on the engine's clock as people read it; as a number of seconds where it is not told.
+  std::function<std::string(Seconds)> clock = {};
   // The name of a user; "user 1000" where it is not told.
   std::function<std::string(std::uint32_t)> userName = {};
+
+  std::string clockText(Seconds time) const;
 };
 
 // An empty port asks about every port of which something is known. There is an answer always.

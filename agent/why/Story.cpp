@@ -353,14 +353,14 @@ std::vector<std::string> lookedAt(const Sources& sources, IntfId intf) {
   std::string line = intf.name() + ": " +
                      (sources.engine.endpoints().pam(intf) ? "up" : "down or disabled") + ", " +
                      std::to_string(received) + " frames received";
-  if (received > 0) line += ", the last at " + timeName(last);
+  if (received > 0) line += ", the last at " + sources.clockText(last);
   if (faults > 0) line += ", " + std::to_string(faults) + " refused in whole or in part";
   std::vector<std::string> lines{line};
   if (account.size() == 0) {
     lines.emplace_back("no account is kept");
   } else {
     lines.push_back("the account holds " + std::to_string(account.size()) + " records since " +
-                    timeName(account.record(account.first())->at()));
+                    sources.clockText(account.record(account.first())->at()));
   }
   return lines;
 }

@@ -12,12 +12,12 @@ namespace {
 using namespace Accounts;
 using Reason = MrpObserver::Reason;
 
-std::string untilText(const Record& record) {
+std::string untilText(const Sources& sources, const Record& record) {
   if (record.detail == 0) return {};
-  return "; leave timer until " + timeName(record.due());
+  return "; leave timer until " + sources.clockText(record.due());
 }
 
-std::string registrarText(const Record& r) {
+std::string registrarText(const Sources& sources, const Record& r) {
   const auto event = static_cast<MrpRegistrarEvent>(r.event);
   const auto to = static_cast<MrpRegistrarState>(r.to());
   const bool again = static_cast<MrpRegistrarState>(r.from()) == MrpRegistrarState::lv;
@@ -29,13 +29,13 @@ std::string registrarText(const Record& r) {
     case MrpRegistrarEvent::rJoinMt:
       return again ? "declared again: JoinMt received" : "registered: JoinMt received";
     case MrpRegistrarEvent::rLv:
-      return "withdrawn by the neighbour: Lv received" + untilText(r);
+      return "withdrawn by the neighbour: Lv received" + untilText(sources, r);
     case MrpRegistrarEvent::regLvAll_:
-      return "in doubt: LeaveAll received" + untilText(r);
+      return "in doubt: LeaveAll received" + untilText(sources, r);
     case MrpRegistrarEvent::txLvAll:
-      return "in doubt: a LeaveAll of our own" + untilText(r);
+      return "in doubt: a LeaveAll of our own" + untilText(sources, r);
     case MrpRegistrarEvent::reDeclare:
-      return "in doubt: the port's role changed, and it forwards again" + untilText(r);
+      return "in doubt: the port's role changed, and it forwards again" + untilText(sources, r);
     case MrpRegistrarEvent::flush:
       return "no longer registered: flushed, since the port stopped forwarding";
     case MrpRegistrarEvent::leaveTimer:
@@ -142,6 +142,10 @@ std::string timeName(Seconds time) {
   return text.data();
 }
 
+std::string Sources::clockText(Seconds time) const {
+  return clock ? clock(time) : timeName(time);
+}
+
 std::string streamName(std::uint64_t stream) {
   std::array<char, 8> number{};
   std::snprintf(number.data(), number.size(), ":%04x", static_cast<unsigned>(stream & 0xFFFF));
@@ -182,11 +186,11 @@ std::string textOf(const Sources& sources, const Record& r) {
     case Kind::applicant:
       return applicantText(r);
     case Kind::registrar:
-      return registrarText(r);
+      return registrarText(sources, r);
     case Kind::discard:
       return discardText(r);
     case Kind::timerArmed:
-      return "timer started, due at " + timeName(r.due());
+      return "timer started, due at " + sources.clockText(r.due());
     case Kind::timerFired:
       return r.type == 0 ? "our own LeaveAll was due" : "the leave timer expired";
     case Kind::timerStopped:
