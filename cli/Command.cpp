@@ -9,6 +9,7 @@
 #include "cli/manual/Completion.h"
 #include "cli/manual/Pages.h"
 #include "cli/replay/JsonMembers.h"
+#include "cli/why/WhyCommand.h"
 
 namespace Cli {
 namespace {
@@ -98,6 +99,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
   AgentCommands agentCommands(app);
+  WhyCommand why(app);
   // What is made of the commands above; not for everyday use, so --help does not show them.
   std::string page;
   std::string shell;
@@ -113,6 +115,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
     return 0;
   }
   if (const auto status = agentCommands.run(out, err)) return *status;
+  if (const auto status = why.run(out, err)) return *status;
   if (manual->parsed() || completion->parsed()) {
     out << (manual->parsed() ? manualPage(app, page) : completionScript(app, shell)) << std::flush;
     return out ? 0 : kFailed;

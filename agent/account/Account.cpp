@@ -174,27 +174,51 @@ Number Account::propagation(const MrpAttribute& attribute, bool declares) {
                               .cause = std::max(passedOn, because_)});
 }
 
+// Decisions are made for many streams at once. What has come of the stream itself since the first
+// input is its cause; else that input, by which another stream has made or taken room.
+Number Account::ofInputs(std::uint64_t stream) const {
+  Number cause = because_;
+  constexpr std::uint8_t kStreamTypes = 3;
+  for (std::uint8_t type = 1; type <= kStreamTypes; ++type) {
+    cause = std::max(cause, recent({IntfId(), type, stream}, [](const Record& r) {
+                       return is(r, Kind::contribution);
+                     }));
+  }
+  return because_ == 0 ? 0 : cause;
+}
+
 Number Account::decision(const Decision& decision) {
-  const Number number = addAbout(decision.stream, {.kind = Kind::decision,
-                                                   .event = decision.code,
-                                                   .states = states(decision.before, decision.now),
-                                                   .detail = decision.need,
-                                                   .cause = because_});
+  const MrpAttribute& stream = decision.stream;
+  const Number number = addAbout(stream, {.kind = Kind::decision,
+                                          .event = decision.code,
+                                          .states = states(decision.before, decision.now),
+                                          .detail = decision.need,
+                                          .cause = ofInputs(stream.attributeKey)});
   if (number != 0 && decision.allowed != 0) {
-    add({decision.stream.intfId, 0, decision.allowed},
+    add({stream.intfId, 0, decision.allowed},
         {.kind = Kind::figures, .detail = decision.inUse, .cause = number});
   }
   return number;
 }
 
 Number Account::reservation(IntfId intf, std::uint64_t stream, bool opened) {
-  return addAbout({intf, 0, stream},
-                  {.kind = Kind::reservation, .event = opened, .cause = because_});
+  const MrpAttribute attribute{intf, 0, stream};
+  const Record* before = record(
+      recent(attribute, [](const Record& r) { return is(r, Kind::reservation); }));
+  if ((before && before->event) == opened) return 0;
+  return addAbout(attribute,
+                  {.kind = Kind::reservation, .event = opened, .cause = ofInputs(stream)});
 }
 
 Number Account::listener(IntfId intf, std::uint64_t stream, std::uint8_t declared) {
   return addAbout({intf, 0, stream},
-                  {.kind = Kind::listener, .event = declared, .cause = because_});
+                  {.kind = Kind::listener, .event = declared, .cause = ofInputs(stream)});
+}
+
+Number Account::decided(IntfId intf, std::uint64_t stream) const {
+  return recent({intf, 0, stream}, [](const Record& r) {
+    return is(r, Kind::decision) || is(r, Kind::listener);
+  });
 }
 
 // --- Told by the engine --------------------------------------------------------------------------

@@ -80,8 +80,11 @@ class Account final : public MrpObserver {
     std::uint64_t need = 0, allowed = 0, inUse = 0;  // bit/s
   };
   Number decision(const Decision& decision);
+  // One that is as it was is not recorded.
   Number reservation(IntfId intf, std::uint64_t stream, bool opened);
   Number listener(IntfId intf, std::uint64_t stream, std::uint8_t declared);
+  // The last decision of a stream on a port, or what was declared to its talker there.
+  Number decided(IntfId intf, std::uint64_t stream) const;
 
   // While one is there, what the engine is asked to do was caused by record `because`. An inner one
   // hides an outer one. For 0 it changes nothing.
@@ -98,6 +101,9 @@ class Account final : public MrpObserver {
     Account& account_;
     Number outer_;
   };
+
+  // Of the innermost scope; 0: none.
+  Number because() const { return because_; }
 
   // The number that the next received frame has in its file; it counts on from there.
   void nextFrameIs(std::uint64_t number) { received_ = number - 1; }
@@ -143,6 +149,7 @@ class Account final : public MrpObserver {
   Number ofLeaveAll(IntfId intf, std::uint8_t type) const;
   Number ofOwnLeaveAll(IntfId intf) const;
   Number ofArming(const Timer& timer) const;
+  Number ofInputs(std::uint64_t stream) const;
   Number ofRole(const Transition& transition);
   Number ofRequest(const Transition& transition);
   Outgoing& outgoing(IntfId intf);

@@ -190,6 +190,16 @@ void ReplaySession::run() {
   output_.finished(clock_->now(), state);
 }
 
+Mrp::Why::Sources ReplaySession::sources() const {
+  Mrp::Why::Sources sources{.account = account_, .engine = *engine_, .ports = {}};
+  for (const std::string& port : inputs_.ports) sources.ports.emplace_back(port);
+  sources.registration = [this](IntfId intf, std::uint16_t vlan) {
+    return application_->registration(intf, vlan);
+  };
+  sources.streams = application_->streams();
+  return sources;
+}
+
 void ReplaySession::act(const FrameAction& action) {
   if (line_ != 0) account_.nextFrameIs(line_);
   switch_.receive(IntfId(action.port), action.octets, action.unread);

@@ -9,6 +9,7 @@
 
 #include "agent/account/Account.h"
 #include "agent/account/ObserverPair.h"
+#include "agent/why/Answer.h"
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
 #include "cli/replay/ReplayApplication.h"
@@ -50,6 +51,7 @@ class ReplaySession {
   const ReplayApplication& application() const { return *application_; }
   // What has happened, and why.
   const Mrp::Accounts::Account& account() const { return account_; }
+  Mrp::Why::Sources sources() const;
 
  private:
   // Passes everything on to all outputs.
@@ -92,6 +94,8 @@ class ReplaySession {
   void act(const RegistrationAction& action) { application_->act(action, requester()); }
   template <class BridgesAction>
   void act(const BridgesAction& action) {
+    using namespace Mrp::Accounts;
+    const Account::Scope because(account_, account_.setting(Setting::other, {}, 0, requester()));
     application_->act(action);
   }
 
