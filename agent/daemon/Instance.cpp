@@ -23,6 +23,8 @@ Instance::Instance(MrpApplication application, bool bridge, bool roles, const Su
       monitor_(*this),
       config_(Platform::makePtr<Mrp::MrpConfig>()),
       status_(Platform::makePtr<Mrp::MrpStatus>()) {
+  // Talkers whose identifiers and addresses are consecutive may differ in all else.
+  config_->wholeTalkersInSequenceIs(true);
   const auto tell = [this](bool join, const Mrp::MrpParameters& parameters) {
     listener_.indicated(*this, join, parameters);
   };

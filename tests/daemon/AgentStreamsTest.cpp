@@ -71,7 +71,7 @@ class AgentStreamsTest : public testing::Test {
   }
   void listens(const char* port, std::uint64_t id, Event event = New) {
     host.receive(kMsrp, port,
-                 streams(3, stream(id), {event}, false, {MsrpListenerEvent::ready}));
+                 streams(3, stream(id), {event}, false, {ready}));
     host.run(0.2);
   }
   Json call(const std::string& method, const Json& params = Json::object()) {

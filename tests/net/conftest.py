@@ -238,7 +238,7 @@ class Network:
         """Frames on a port, as tshark decodes them: a function gives them so far."""
         if not shutil.which("tshark"):
             pytest.skip("no tshark")
-        path = os.path.join(self.folder, f"{port}.pcapng")
+        path = os.path.join(self.folder, f"{namespace}-{port}.pcapng")
         process = subprocess.Popen(
             ["ip", "netns", "exec", self.name(namespace), "dumpcap", "-q", "-i", port, "-w", path],
             stderr=subprocess.PIPE, stdin=subprocess.DEVNULL)
