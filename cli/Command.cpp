@@ -45,7 +45,7 @@ const CLI::Validator& timeOption() {
 void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
   app.add_option("INPUT", command.files.inputs,
                  "Capture (pcap or pcapng, Ethernet), PORT=CAPTURE to name its port (port1 "
-                 "otherwise), or scenario (*.jsonl)")
+                 "otherwise), scenario (*.jsonl), or a folder that mrp dump wrote")
       ->required();
   app.add_option("--application", application,
                  "Protocol to run; otherwise that of the first MSRP or MVRP frame")

@@ -17,6 +17,7 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
       clock_(host.clock()),
       started_(clock_->now()),
       streamProgram_(host.streams(), streamHooks(), log),
+      recording_{.records = config.account, .frames = Mrp::Accounts::FrameRing(config.frameMemory)},
       program_(
           host,
           [this](const std::string& port, const Mrp::VlanSet& vlans, bool on) {
@@ -76,7 +77,7 @@ void Agent::instancesAre() {
       instances_.push_back(std::make_unique<Instance>(
           application, config_.bridgeMode(), config_.bridgeMode(),
           Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr,
-                                 &streamProgram_, *this}));
+                                 &streamProgram_, *this, recording_}));
       instances_.back()->trace().sinkAdd(
           [this, of = instances_.back().get()](const Platform::Trace::Entry& entry) {
             if (watcher_) watcher_->traced(*of, entry.level, entry.text);

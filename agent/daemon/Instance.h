@@ -8,6 +8,7 @@
 #include "agent/daemon/EngineServices.h"
 #include "agent/daemon/Host.h"
 #include "agent/daemon/Monitor.h"
+#include "agent/daemon/Recording.h"
 #include "agent/daemon/Requests.h"
 #include "mrp/MrpSm/Engine.h"
 #include "mrp/types/MrpConfig.h"
@@ -39,6 +40,7 @@ class Instance final : private Monitor::Listener {
     Ptr<Platform::AttrLogOutput> attrLog;  // may be null
     Mrp::StreamForwarding* streams;        // of a bridge; null in a station
     Listener& listener;
+    Recording& recording;  // outlives the instance
   };
   // What the agent wants of one port.
   struct Settings {
@@ -70,6 +72,8 @@ class Instance final : private Monitor::Listener {
   Mrp::MrpStatus& status() const { return *status_; }
   Platform::Trace& trace() const { return services_->trace(); }
   const Monitor& monitor() const { return monitor_; }
+  const Mrp::Accounts::Account& account() const { return recorder_.kept(); }
+  InstanceRecorder& recorder() { return recorder_; }
 
   void activate();
   bool active() const { return engine_->active(); }
@@ -108,6 +112,7 @@ class Instance final : private Monitor::Listener {
   bool bridge_;
   Listener& listener_;
   Monitor monitor_;
+  InstanceRecorder recorder_;
   Ptr<Mrp::MrpConfig> config_;
   Ptr<Mrp::MrpStatus> status_;
   Ptr<EngineServices> services_;

@@ -36,6 +36,11 @@ Rpc::Json callCounters(const Call& call);
 Rpc::Json callTimers(const Call& call);
 // agent/daemon/streams/FateJson.cpp
 Rpc::Json callBandwidth(const Call& call);
+// agent/daemon/WhyMethods.cpp
+Rpc::Json callWhy(const Call& call);
+Rpc::Json callAccount(const Call& call);
+Rpc::Json callFrames(const Call& call);
+Rpc::Json callConfiguration(const Call& call);
 // agent/daemon/ByName.cpp
 Rpc::Json callGet(const Call& call);
 Rpc::Json callSet(const Call& call);

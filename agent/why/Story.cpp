@@ -103,9 +103,16 @@ void Story::whyRegistered(Answer& answer) const {
                            "published at the next review that the attribute log has room for"});
   }
   const Record* in = sources_.account.newest(attribute_, sources_.account.last() + 1, taken);
+  const Record* restored =
+      sources_.account.newest(attribute_, sources_.account.last() + 1, [](const Record& r) {
+        return r.kind == Kind::request && r.event == static_cast<std::uint8_t>(Verb::restored);
+      });
   if (in) {
     tell(sources_, in->number, answer);
     before(answer);
+  } else if (restored) {
+    tell(sources_, restored->number, answer);
+    if (answer.cause == "joined") answer.cause = "restored";
   } else {
     answer.ending = Reader::Ending::overwritten;
     if (answer.cause == "joined") answer.cause = "before-the-account";
@@ -219,11 +226,15 @@ void Story::whyNot(Answer& answer) const {
   if (administered == Registration::forbidden) {
     answer.cause = "forbidden";
     answer.state = noun_.name + " is forbidden" + on() + ", and not registered.";
-    const Record* said = sources_.account.newest(
-        attribute_, sources_.account.last() + 1, [](const Record& r) {
-          return r.kind == Kind::request &&
-                 r.event == static_cast<std::uint8_t>(Verb::forbidden);
-        });
+    const auto forbids = [](const Record& r) {
+      return r.kind == Kind::request && r.event == static_cast<std::uint8_t>(Verb::forbidden);
+    };
+    const Record* said =
+        sources_.account.newest(attribute_, sources_.account.last() + 1, forbids);
+    if (!said) {  // of all on the port
+      said = sources_.account.newest({attribute_.intfId, attribute_.attributeType, 0},
+                                     sources_.account.last() + 1, forbids);
+    }
     if (last) tell(sources_, last->number, answer);
     if (said && (!last || said->number != last->number)) {
       answer.because.push_back(stepOf(sources_, *said));

@@ -252,6 +252,26 @@ Step Story::stepOf(const Sources& sources, const Record& record) {
   return step;
 }
 
+namespace {
+
+bool ofStream(const Sources& sources, const Record& r) {
+  return sources.engine.inputs().mrpLib->application() == MrpApplication::msrp &&
+         (r.kind == Kind::registrar || r.kind == Kind::applicant || r.kind == Kind::discard) &&
+         r.type != 0;
+}
+
+// Whose record it is, in an answer about another attribute.
+std::string attributeText(const Record& r, std::uint64_t stream) {
+  static constexpr std::array names{"", "its talker ", "its failed talker ", "its listener "};
+  static constexpr std::array others{"", "the talker of ", "the failed talker of ",
+                                     "the listener of "};
+  if (r.type >= names.size()) return "the domain of class " + std::to_string(r.key) + " ";
+  if (r.key == stream) return names[r.type];
+  return others[r.type] + streamName(r.key) + " ";
+}
+
+}  // namespace
+
 // What is said with the step before it is no step of its own: the frame that carried an event, the
 // timer whose end it was.
 void Story::tell(const Sources& sources, Number number, Answer& answer) {
@@ -263,11 +283,17 @@ void Story::tell(const Sources& sources, Number number, Answer& answer) {
     if (!first && (r.kind == Kind::frameReceived || r.kind == Kind::leaveAllReceived)) continue;
     if (!first && r.kind == Kind::timerFired && r.type != 0) continue;
     if (r.kind == Kind::propagation || r.kind == Kind::leaveAllSent) continue;
+    const Record* cause = sources.account.record(r.cause());
+    if (r.kind == Kind::contribution && cause && cause->kind == Kind::registrar) continue;
     if (r.kind == Kind::timerArmed) {
       answer.ending = Reader::Ending::firstCause;
       break;
     }
     answer.because.push_back(stepOf(sources, r));
+    Step& step = answer.because.back();
+    if (ofStream(sources, r) && r.number != number) {
+      step.text = attributeText(r, chain.records.front().key) + step.text;
+    }
   }
 }
 

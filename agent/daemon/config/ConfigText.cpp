@@ -1,0 +1,28 @@
+#include "agent/daemon/config/ConfigText.h"
+
+#include "agent/daemon/config/Keys.h"
+
+namespace Daemon {
+
+std::string configText(const Config& config) {
+  std::string text;
+  std::string_view table;
+  for (const Key& key : keys()) {
+    if (key.table != table) {
+      ((text += table.empty() ? "[" : "\n[") += key.table) += "]\n";
+      table = key.table;
+    }
+    ((text += key.name) += " = ") += tomlText(*key.get(&config)) + '\n';
+  }
+  for (const auto& [name, port] : config.port) {
+    text += "\n[port.\"" + name + "\"]\n";
+    for (const Key& key : portKeys()) {
+      if (const auto value = key.get(&port)) {
+        ((text += key.name) += " = ") += tomlText(*value) + '\n';
+      }
+    }
+  }
+  return text;
+}
+
+}  // namespace Daemon
