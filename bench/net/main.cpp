@@ -1,6 +1,7 @@
 // The far ends of an agent's wires, and the baselines that scripts/bench-net sets beside it. Each mode prints one number
 // a line: nanoseconds, or octets.
 
+#include <arpa/inet.h>
 #include <linux/if_bridge.h>
 #include <linux/if_packet.h>
 #include <linux/rtnetlink.h>

@@ -19,6 +19,8 @@ import pytest
 
 MRP = os.environ.get("MRP", os.path.join(os.path.dirname(__file__), "../../build/bin/mrp"))
 LONG = os.environ.get("LONG", "") not in ("", "0")  # the tests that take minutes, too
+with open("/proc/cpuinfo", encoding="ascii", errors="replace") as cpus:
+    EMULATED = "User Mode Linux" in cpus.read()
 BOUND = 20.0  # seconds; several times what the slowest event takes
 
 # Timers of the agents under test: a neighbour that says nothing is waited for less long.
