@@ -114,6 +114,8 @@ class Agent:
         self.control = os.path.join(self.folder, "c")
         self.query = os.path.join(self.folder, "q")
         self.log = os.path.join(self.folder, "log")
+        if "--config" not in options:
+            options += ("--config", "/dev/null")  # whatever this host is configured for
         if short:
             options += tuple(word for name, value in SHORT.items() if name not in options
                              for word in (name, value))
