@@ -38,7 +38,7 @@ bench-store: bench_programs
 	build/bin/mrp_bench --count-only --store=bench/instructions.txt
 
 # The agent on real interfaces: in namespaces on this kernel, and in a User-Mode Linux that has what not every kernel has.
-# LONG=1: those that take minutes, too.
+# LONG=1: with repetitions that take minutes.
 test-net: build
 	LONG=$(LONG) scripts/test-net build/bin/mrp
 

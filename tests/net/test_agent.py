@@ -207,6 +207,16 @@ def test_a_disk_that_is_corrupt(net, tmp_path):
     b.stop(signal.SIGKILL)
 
 
+def test_a_state_that_cannot_be_used_is_a_broken_disk(net, tmp_path):
+    net.wire("a", "v0", "b", "v0")
+    b = net.agent("b", "--ports", "v0", "--state", str(tmp_path / "no" / "folder" / "state"))
+    status = b.call("status")
+    assert status["active"] and not status["state"]["healthy"]
+    net.agent("a", "--ports", "v0", "--declare", "10")
+    b.registers("v0", ["10"])
+    assert b.text().count("error") == 1, b.text()
+
+
 def test_hostile_clients_cost_nobody_else(net):
     back_to_back(net)
     a = net.agent("a", "--ports", "v0")

@@ -96,7 +96,7 @@ Store::Lock Store::lock() {
   constexpr mode_t kOwn = 0600;
   if (lockFd_ < 0) lockFd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwn);
   if (lockFd_ < 0) {
-    log_.error(path + ": " + std::strerror(errno));
+    complain(path + ": " + std::strerror(errno));
     return Lock::unusable;
   }
   if (::flock(lockFd_, LOCK_EX | LOCK_NB) == 0) {
@@ -124,8 +124,7 @@ std::vector<Entry> Store::read() {
   try {
     return Database(state_->path, state_->bootId).read();
   } catch (const DatabaseError& error) {
-    log_.error(state_->path + ": " + error.what() + "; going on without it");
-    logged_ = clock_->now();
+    complain(state_->path + ": " + error.what() + "; going on without it");
     state_->healthy = false;
     return {};
   }
@@ -188,13 +187,17 @@ void Store::handleWake() {
     const std::lock_guard lock(state_->mutex);
     error = std::exchange(state_->error, {});
   }
-  if (!error.empty() && (!logged_ || clock_->now() - *logged_ >= kLogInterval)) {
-    logged_ = clock_->now();
-    log_.error(state_->path + ": " + error + "; the state is not kept");
-  }
+  if (!error.empty()) complain(state_->path + ": " + error + "; the state is not kept");
   if (state_->snapshotWanted.exchange(false) && snapshotWanted_) {
     snapshotWanted_();
   }
+}
+
+// One trouble has many signs, and is tried again and again.
+void Store::complain(const std::string& text) {
+  if (logged_ && clock_->now() - *logged_ < kLogInterval) return;
+  logged_ = clock_->now();
+  log_.error(text);
 }
 
 const std::string& Store::path() const { return state_->path; }
