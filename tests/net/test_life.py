@@ -102,6 +102,9 @@ def test_a_second_agent_and_a_standby(net, tmp_path):
         assert any("5" in row.split(";")[1].split(",") for row in before), before
     s2.registers("v0", ["10-19"])
     assert "taking over" in standby.text()
+    # The leader has taken its chain away, and the standby made its own.
+    until(lambda: ("bridge mrp" in tables(net, "b")) == standby.call("status")["kernel"]["relayBlocked"],
+          "the relay")
 
 
 def test_requests_outlive_a_kill_and_files_do_not(net, tmp_path):

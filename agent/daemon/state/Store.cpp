@@ -23,6 +23,17 @@ constexpr Platform::Seconds kLogInterval = 60;
 constexpr std::chrono::milliseconds kPatience{300};
 constexpr unsigned long kOutputQueue = TIOCOUTQ;  // SIOCOUTQ is another name of it
 
+// The same file under a high number. The kernel lets go of what a killed process had open beginning
+// with the highest: a lock there is free before packet sockets have ended, each of which takes a
+// while.
+int above(int fd) {
+  constexpr int kHigh = 512;
+  const int high = fd < 0 ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, kHigh);
+  if (high < 0) return fd;
+  ::close(fd);
+  return high;
+}
+
 }  // namespace
 
 // The sending end of the attribute log.
@@ -94,7 +105,7 @@ Store::Lock Store::lock() {
   if (state_->leads) return Lock::held;
   const std::string path = state_->path + ".lock";
   constexpr mode_t kOwn = 0600;
-  if (lockFd_ < 0) lockFd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwn);
+  if (lockFd_ < 0) lockFd_ = above(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwn));
   if (lockFd_ < 0) {
     complain(path + ": " + std::strerror(errno));
     return Lock::unusable;
