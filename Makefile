@@ -38,13 +38,26 @@ bench-store: bench_programs
 	build/bin/mrp_bench --count-only --store=bench/instructions.txt
 
 # The agent on real interfaces: in namespaces on this kernel, and in a User-Mode Linux that has what not every kernel has.
-# LONG=1: those that take minutes, too.
+# LONG=1: with repetitions that take minutes.
 test-net: build
 	LONG=$(LONG) scripts/test-net build/bin/mrp
 
 test-kernel: build
-	@scripts/install-packages kernel
-	scripts/in-uml scripts/test-net build/bin/mrp; status=$$?; [ $$status -eq 77 ] || exit $$status
+	@scripts/install-packages kernel || echo 'test-kernel: its packages cannot be had'
+	scripts/test-kernel build/bin/mrp
+
+# The agent on real interfaces against baselines of the same run.
+bench-net: build
+	cmake --build --preset default -j$(JOBS) --target mrp_net_bench
+	scripts/bench-net build/bin/mrp build/bin/mrp_net_bench
+
+# A talker of VLANs, a bridge and a station in namespaces, step by step.
+demo: build
+	@scripts/demo build/bin/mrp
+
+# The command, the agent's service, its manual and examples of its configuration.
+install: build
+	cmake --install build $(if $(PREFIX),--prefix $(PREFIX))
 
 # Ten thousand simulated networks; about four minutes of processor time.
 soak: build
@@ -100,7 +113,7 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
-.PHONY: test-net test-kernel
+.PHONY: test-net test-kernel bench-net demo install
 .PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak mutants lifetimes check tidy format
 .PHONY: clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

@@ -104,8 +104,9 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
   std::string page;
   std::string shell;
   CLI::App* manual = app.add_subcommand("manual", "Print a manual page")->group("");
-  manual->add_option("PAGE", page)->required()->check(
-      CLI::IsMember({"mrp", "mrp-agent", "mrp.toml"}));
+  manual->add_option("PAGE", page)
+      ->required()
+      ->check(CLI::IsMember({"mrp", "mrp-agent", "mrp.toml"}));
   CLI::App* completion = app.add_subcommand("completion", "Print a completion script")->group("");
   completion->add_option("SHELL", shell)->required()->check(CLI::IsMember({"bash", "zsh"}));
   try {

@@ -27,8 +27,6 @@ class Application {
   virtual Mrp::MrpLib& lib() = 0;
   // Is told what the application passes on, and of whom it decides. Null at first.
   virtual void accountIs(Mrp::Accounts::Account*) {}
-  // Its streams, where it is a bridge of them.
-  virtual const Mrp::Streams::StreamPropagation* streams() const { return nullptr; }
 
   // Takes up the work when the engine has been activated.
   virtual void start() = 0;

@@ -149,15 +149,19 @@ void vlanRows(const Agent& agent, const Instance& mvrp, IntfId intf,
     const auto states = known.find(vlan);
     const bool has = states != known.end();
     const bool registered = has && states->second.registrar != Mrp::MrpRegistrarState::mt;
-    rows.push_back(
-        {{"port", intf.name()},
-         {"vlan", vlan},
-         {"registered", (registered || sets.fixed.has(vlan)) && !sets.forbidden.has(vlan)},
-         {"declared", has && declares(states->second.applicant)},
-         {"programmed", station ? Json() : Json(programmed.has(vlan))},
-         {"registration", registrationText(sets, vlan)},
-         {"applicant", has ? Json(stringValue(states->second.applicant)) : Json()},
-         {"registrar", has ? Json(stringValue(states->second.registrar)) : Json()}});
+    // There may be tens of thousands: each is made in its place.
+    Json::object_t row;
+    row.reserve(8);
+    row.emplace_back("port", intf.name());
+    row.emplace_back("vlan", vlan);
+    row.emplace_back("registered",
+                     (registered || sets.fixed.has(vlan)) && !sets.forbidden.has(vlan));
+    row.emplace_back("declared", has && declares(states->second.applicant));
+    row.emplace_back("programmed", station ? Json() : Json(programmed.has(vlan)));
+    row.emplace_back("registration", registrationText(sets, vlan));
+    row.emplace_back("applicant", has ? Json(stringValue(states->second.applicant)) : Json());
+    row.emplace_back("registrar", has ? Json(stringValue(states->second.registrar)) : Json());
+    rows.push_back(std::move(row));
   });
 }
 

@@ -15,6 +15,12 @@ namespace {
   throw std::system_error(error, std::generic_category(), what);
 }
 
+Json parsed(const std::string& line) {
+  Json json = Json::parse(line, nullptr, false);
+  if (!json.is_object()) fail(EPROTO, "the answer is none");
+  return json;
+}
+
 }  // namespace
 
 Client::Client(const std::string& path) : fd_(connectTo(path)) {
@@ -24,24 +30,43 @@ Client::Client(const std::string& path) : fd_(connectTo(path)) {
 Client::~Client() { ::close(fd_); }
 
 Json Client::call(const std::string& method, const Json& params) {
-  const Json id = ++lastId_;
-  send(requestLine(id, method, params));
-  while (auto line = read()) {
-    if (line->contains("method")) {
-      notifications_.push_back(std::move(*line));
-      continue;
-    }
-    if (line->contains("error")) {
-      const Json& error = (*line)["error"];
-      throw Error(error.value("code", 0), error.value("message", std::string()),
-                  error.value("data", Json()));
-    }
-    if (line->value("id", Json()) == id && line->contains("result")) {
-      return std::move((*line)["result"]);
-    }
-    fail(EPROTO, "the answer is none");
+  send(requestLine(++lastId_, method, params));
+  return resultOf(parsed(answer()), lastId_);
+}
+
+std::string Client::callText(const std::string& method, const Json& params) {
+  send(requestLine(++lastId_, method, params));
+  std::string line = answer();
+  const std::string prefix = resultPrefix(lastId_);
+  if (!line.starts_with(prefix) || !line.ends_with('}')) {
+    return resultOf(parsed(line), lastId_).dump(-1, ' ', false, Json::error_handler_t::replace);
+  }
+  line.pop_back();
+  return line.erase(0, prefix.size());
+}
+
+// Notifications stand between answers, and begin with another member.
+std::string Client::answer() {
+  const std::string id = R"({"jsonrpc":"2.0","id":)";
+  while (auto line = readLine()) {
+    if (line->starts_with(id)) return std::move(*line);
+    Json json = parsed(*line);
+    if (!json.contains("method")) return std::move(*line);
+    notifications_.push_back(std::move(json));
   }
   fail(ECONNRESET, "the agent ended the connection");
+}
+
+Json Client::resultOf(Json answer, const Json& id) {
+  if (answer.contains("error")) {
+    const Json& error = answer["error"];
+    throw Error(error.value("code", 0), error.value("message", std::string()),
+                error.value("data", Json()));
+  }
+  if (answer.value("id", Json()) != id || !answer.contains("result")) {
+    fail(EPROTO, "the answer is none");
+  }
+  return std::move(answer["result"]);
 }
 
 std::optional<Json> Client::next(const std::string& method) {
@@ -68,16 +93,20 @@ void Client::send(std::string_view octets) {
 }
 
 std::optional<Json> Client::read() {
+  const auto line = readLine();
+  if (!line) return std::nullopt;
+  return parsed(*line);
+}
+
+std::optional<std::string> Client::readLine() {
   std::array<char, std::size_t{64} << 10> octets;
   while (true) {
     const std::size_t end = buffer_.find('\n', searched_);
     if (end != std::string::npos) {
-      Json json = Json::parse(buffer_.begin(), buffer_.begin() + static_cast<std::ptrdiff_t>(end),
-                              nullptr, false);
+      std::string line = buffer_.substr(0, end);
       buffer_.erase(0, end + 1);
       searched_ = 0;
-      if (!json.is_object()) fail(EPROTO, "the answer is none");
-      return json;
+      return line;
     }
     searched_ = buffer_.size();
     const ssize_t size = ::recv(fd_, octets.data(), octets.size(), 0);

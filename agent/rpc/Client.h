@@ -19,6 +19,8 @@ class Client {
   Client& operator=(const Client&) = delete;
 
   Json call(const std::string& method, const Json& params = Json::object());
+  // The same, with the result as the server put it into words.
+  std::string callText(const std::string& method, const Json& params = Json::object());
   // The params of the next notification of this method; none when the server has ended the
   // connection.
   std::optional<Json> next(const std::string& method);
@@ -26,7 +28,11 @@ class Client {
  private:
   void send(std::string_view octets);
   // The next line; none at the end.
+  std::optional<std::string> readLine();
   std::optional<Json> read();
+  // The line that answers the request that was sent last, and the result in one.
+  std::string answer();
+  static Json resultOf(Json answer, const Json& id);
 
   int fd_;
   std::int64_t lastId_ = 0;

@@ -4,9 +4,11 @@ namespace Rpc {
 namespace {
 
 // Names of interfaces need not be UTF-8; what is not is replaced.
-std::string lineOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+std::string textOf(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+std::string lineOf(const Json& json) { return textOf(json) + '\n'; }
 
 bool isId(const Json& id) { return id.is_string() || id.is_number() || id.is_null(); }
 
@@ -51,8 +53,14 @@ std::string requestLine(const Json& id, const std::string& method, const Json& p
   return lineOf({{"jsonrpc", "2.0"}, {"id", id}, {"method", method}, {"params", params}});
 }
 
+std::string resultPrefix(const Json& id) {
+  return R"({"jsonrpc":"2.0","id":)" + textOf(id) + R"(,"result":)";
+}
+
+// A result may be large: it is not copied into the object of the answer.
 std::string resultLine(const Json& id, const Json& result) {
-  return lineOf({{"jsonrpc", "2.0"}, {"id", id}, {"result", result}});
+  std::string line = resultPrefix(id) + textOf(result);
+  return line += "}\n";
 }
 
 std::string errorLine(const Json& id, const Error& error) {

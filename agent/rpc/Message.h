@@ -58,6 +58,8 @@ std::variant<Request, BadRequest> requestFrom(std::string_view line);
 
 // Each with its line end.
 std::string requestLine(const Json& id, const std::string& method, const Json& params);
+// What stands before the result in a line of resultLine(); behind it stands one brace.
+std::string resultPrefix(const Json& id);
 std::string resultLine(const Json& id, const Json& result);
 std::string errorLine(const Json& id, const Error& error);
 std::string notificationLine(const std::string& method, const Json& params);

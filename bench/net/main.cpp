@@ -1,6 +1,7 @@
-// The far ends of an agent's wires, and the baselines that scripts/bench-net sets beside it. Each mode prints one number
-// a line: nanoseconds, or octets.
+// The far ends of an agent's wires, and the baselines that scripts/bench-net sets beside it. Each
+// mode prints one number a line: nanoseconds, or octets.
 
+#include <arpa/inet.h>
 #include <linux/if_bridge.h>
 #include <linux/if_packet.h>
 #include <linux/rtnetlink.h>
@@ -46,8 +47,7 @@ double nanoseconds(Clock::duration time) {
 // A packet socket of one interface: all protocols, own frames left out.
 class Wire {
  public:
-  explicit Wire(const std::string& name)
-      : fd_(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0)) {
+  explicit Wire(const std::string& name) : fd_(::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0)) {
     sockaddr_ll address{};
     address.sll_family = AF_PACKET;
     address.sll_protocol = htons(ETH_P_ALL);
@@ -94,13 +94,16 @@ bool names(const Octets& frame, std::uint16_t vlan) {
   return vlan >= first && vlan < first + count;
 }
 
-// The bare loop: what comes in on one socket goes out by the other.
+// The bare loop: what comes in on one socket goes out by the other, twice as a bridge declares it.
 void relay(const std::string& in, const std::string& out) {
   const Wire from(in);
   const Wire to(out);
   std::cout << "on" << std::endl;
   Octets frame;
-  while (from.receive(frame, -1)) to.send(frame);
+  while (from.receive(frame, -1)) {
+    to.send(frame);
+    to.send(frame);
+  }
 }
 
 // From a Join on one wire to the frame on the other that declares it: the median.

@@ -90,11 +90,10 @@ int show(const ShowMethod& method, const Options& o, const Output& output) {
   Remote agent(o.socket);
   Json params = where(o);
   if (o.vlan != 0) params["vlan"] = o.vlan;
-  const Json result = agent.call(method.name, params);
   if (o.json) {
-    output.out << jsonText(result) << '\n';
+    output.out << agent.callText(method.name, params) << '\n';
   } else {
-    method.shown(output.out, output.style(), result);
+    method.shown(output.out, output.style(), agent.call(method.name, params));
   }
   return ExitStatus::kDone;
 }

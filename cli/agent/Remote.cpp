@@ -38,9 +38,10 @@ Remote::Remote(const std::string& path) : path_(path) {
   }
 }
 
-Rpc::Json Remote::call(const std::string& method, const Rpc::Json& params) {
+template <class Call>
+auto Remote::guarded(Call call) {
   try {
-    return client_->call(method, params);
+    return call();
   } catch (const Rpc::Error& error) {
     const std::string reason = error.reason();
     throw CommandEnd(ExitStatus::kRefused,
@@ -48,6 +49,14 @@ Rpc::Json Remote::call(const std::string& method, const Rpc::Json& params) {
   } catch (const std::system_error& error) {
     throw CommandEnd(ExitStatus::kRefused, path_ + ": " + error.what());
   }
+}
+
+Rpc::Json Remote::call(const std::string& method, const Rpc::Json& params) {
+  return guarded([&] { return client_->call(method, params); });
+}
+
+std::string Remote::callText(const std::string& method, const Rpc::Json& params) {
+  return guarded([&] { return client_->callText(method, params); });
 }
 
 std::optional<Rpc::Json> Remote::next(const std::string& method) {

@@ -21,9 +21,14 @@ class Remote {
  public:
   explicit Remote(const std::string& path);
   Rpc::Json call(const std::string& method, const Rpc::Json& params = Rpc::Json::object());
+  // The result as the agent put it into words.
+  std::string callText(const std::string& method, const Rpc::Json& params);
   std::optional<Rpc::Json> next(const std::string& method);
 
  private:
+  template <class Call>
+  auto guarded(Call call);
+
   std::string path_;
   std::optional<Rpc::Client> client_;
 };

@@ -123,14 +123,15 @@ std::string agentPage(const CLI::App& app) {
       "It keeps CAP_NET_ADMIN and CAP_NET_RAW and drops every other capability.\n"
       "\n"
       "Frames of the protocol are kept from being relayed between ports of the bridge by a chain\n"
-      "in the nftables table \"bridge mrp\" that bears the bridge's name. VLAN entries that it has\n"
+      "in the nftables table \"bridge mrp\" that bears the bridge's name. VLAN entries that it "
+      "has\n"
       "not made are never touched; without a state it cannot know its own again after it was\n"
       "killed. Somebody who changes the flags of an entry (PVID, untagged) makes it theirs.");
   page.heading("SIGNALS");
-  page.item("SIGHUP", "Reads the configuration again, as mrp reload does; a wrong one changes "
-                      "nothing and is told of.");
-  page.item("SIGTERM, SIGINT",
-            "Ends as on-stop says. A second one ends it at once.");
+  page.item("SIGHUP",
+            "Reads the configuration again, as mrp reload does; a wrong one changes "
+            "nothing and is told of.");
+  page.item("SIGTERM, SIGINT", "Ends as on-stop says. A second one ends it at once.");
   page.heading("EXIT STATUS");
   page.item("0", "It was asked to end.");
   page.item("1", "It could not go on, and said why.");
@@ -158,8 +159,8 @@ void keys(Roff& page, std::span<const Daemon::Key> keys, std::string_view table,
           const void* defaults) {
   for (const Daemon::Key& key : keys) {
     if (key.table != table) continue;
-    std::string text = sentence(std::string(key.help)) + "\nAllowed: " + std::string(key.allowed) +
-                       ".";
+    std::string text =
+        sentence(std::string(key.help)) + "\nAllowed: " + std::string(key.allowed) + ".";
     if (const auto value = key.get(defaults)) {
       const std::string shown = Daemon::tomlText(*value);
       if (shown != "\"\"") text += "\nDefault: " + shown + ".";

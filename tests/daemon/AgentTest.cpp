@@ -538,7 +538,8 @@ TEST_F(AgentTest, AKilledAgentGoesOnWhereItWas) {
   EXPECT_THAT(first, testing::HasSubstr("10=Join"));
   EXPECT_THAT(first, testing::HasSubstr("70=Join"));
   EXPECT_THAT(first, testing::Not(testing::HasSubstr("Lv")));
-  // One VLAN is confirmed, the other ages out a leave time after the start, without another LeaveAll.
+  // One VLAN is confirmed, the other ages out a leave time after the start, without another
+  // LeaveAll.
   host.receive(kMvrp, "eth1", vlans(10, {JoinIn}));
   EXPECT_EQ(host.entries("eth1"), "5, 10-11");
   host.run(0.6);

@@ -18,7 +18,9 @@ import time
 import pytest
 
 MRP = os.environ.get("MRP", os.path.join(os.path.dirname(__file__), "../../build/bin/mrp"))
-LONG = os.environ.get("LONG", "") not in ("", "0")  # the tests that take minutes, too
+LONG = os.environ.get("LONG", "") not in ("", "0")  # tests repeat what they do for minutes
+with open("/proc/cpuinfo", encoding="ascii", errors="replace") as cpus:
+    EMULATED = "User Mode Linux" in cpus.read()
 BOUND = 20.0  # seconds; several times what the slowest event takes
 
 # Timers of the agents under test: a neighbour that says nothing is waited for less long.
@@ -47,7 +49,6 @@ def why_not():
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "long: takes minutes; LONG=1 runs it")
     config.addinivalue_line("markers", "anywhere: needs no namespaces")
 
 
@@ -56,8 +57,6 @@ def pytest_collection_modifyitems(items):
     for item in items:
         if reason and not item.get_closest_marker("anywhere"):
             item.add_marker(pytest.mark.skip(reason="no network namespaces: " + reason))
-        elif item.get_closest_marker("long") and not LONG:
-            item.add_marker(pytest.mark.skip(reason="takes minutes: make test-net LONG=1"))
 
 
 def until(holds, what="", bound=BOUND):
@@ -107,17 +106,19 @@ class Rpc:
 class Agent:
     """An agent in a namespace, with its sockets in a folder of its own."""
 
-    def __init__(self, network, namespace, *options, wait=True, short=True):
+    def __init__(self, network, namespace, *options, wait=True, short=True, prefix=()):
         self.folder = tempfile.mkdtemp(dir=network.folder)
         self.control = os.path.join(self.folder, "c")
         self.query = os.path.join(self.folder, "q")
         self.log = os.path.join(self.folder, "log")
+        if "--config" not in options:
+            options += ("--config", "/dev/null")  # whatever this host is configured for
         if short:
             options += tuple(word for name, value in SHORT.items() if name not in options
                              for word in (name, value))
         with open(self.log, "wb") as log:
             self.process = subprocess.Popen(
-                ["ip", "netns", "exec", network.name(namespace), MRP, "agent", "--socket",
+                ["ip", "netns", "exec", network.name(namespace), *prefix, MRP, "agent", "--socket",
                  self.control, "--query-socket", self.query, *options],
                 stderr=log, stdin=subprocess.DEVNULL)
         network.agents.append(self)

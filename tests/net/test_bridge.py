@@ -58,6 +58,21 @@ def test_each_bridge_has_a_chain_and_the_last_one_takes_the_table(net):
     assert chains(net) == set()
 
 
+def test_without_nftables_there_is_one_warning_and_service(net):
+    """Whoever may not ask the kernel for a chain is as one whose kernel has none."""
+    for n in (1, 2):
+        net.wire("b", f"p{n}", f"s{n}", "v0")
+    net.bridge_of("b", ["p1"])
+    agent = net.agent("b", "--bridge", "br0", prefix=("setpriv", "--bounding-set", "-net_admin"))
+    net.ip("b", "link", "set", "p2", "master", "br0")
+    net.agent("s1", "--ports", "v0", "--declare", "10")
+    s2 = net.agent("s2", "--ports", "v0")
+    s2.registers("v0", ["10"])
+    assert agent.call("status")["kernel"]["relayBlocked"] is False
+    assert agent.text().count("relays frames of the protocol") == 1
+    assert agent.stop() == 0
+
+
 def test_what_a_limit_refuses_is_counted(net):
     agent = bridge_of_three(net, "--vlan-limit", "5")
     net.agent("s1", "--ports", "v0", "--declare", "10-19")

@@ -11,7 +11,7 @@ import time
 
 import pytest
 
-from conftest import BOUND, LONG, MRP, Rpc, run, until
+from conftest import BOUND, EMULATED, LONG, MRP, Rpc, run, until
 
 
 def bridge_with_stations(net, declare="10-19"):
@@ -102,6 +102,9 @@ def test_a_second_agent_and_a_standby(net, tmp_path):
         assert any("5" in row.split(";")[1].split(",") for row in before), before
     s2.registers("v0", ["10-19"])
     assert "taking over" in standby.text()
+    # The leader has taken its chain away, and the standby made its own.
+    until(lambda: ("bridge mrp" in tables(net, "b")) == standby.call("status")["kernel"]["relayBlocked"],
+          "the relay")
 
 
 def test_requests_outlive_a_kill_and_files_do_not(net, tmp_path):
@@ -261,6 +264,7 @@ def test_a_stuck_disk_holds_up_neither_service_nor_the_end(net):
     assert a.process.wait(BOUND) == 0
 
 
+@pytest.mark.skipif(EMULATED, reason="the times of an emulated kernel say nothing")
 def test_takeover(net, tmp_path, record_property):
     """A standby takes over when the leader is killed; the times to its first LeaveAll are printed."""
     state = str(tmp_path / "state")

@@ -23,6 +23,17 @@ constexpr Platform::Seconds kLogInterval = 60;
 constexpr std::chrono::milliseconds kPatience{300};
 constexpr unsigned long kOutputQueue = TIOCOUTQ;  // SIOCOUTQ is another name of it
 
+// The same file under a high number. The kernel lets go of what a killed process had open beginning
+// with the highest: a lock there is free before packet sockets have ended, each of which takes a
+// while.
+int above(int fd) {
+  constexpr int kHigh = 512;
+  const int high = fd < 0 ? -1 : ::fcntl(fd, F_DUPFD_CLOEXEC, kHigh);
+  if (high < 0) return fd;
+  ::close(fd);
+  return high;
+}
+
 }  // namespace
 
 // The sending end of the attribute log.
@@ -94,9 +105,9 @@ Store::Lock Store::lock() {
   if (state_->leads) return Lock::held;
   const std::string path = state_->path + ".lock";
   constexpr mode_t kOwn = 0600;
-  if (lockFd_ < 0) lockFd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwn);
+  if (lockFd_ < 0) lockFd_ = above(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwn));
   if (lockFd_ < 0) {
-    log_.error(path + ": " + std::strerror(errno));
+    complain(path + ": " + std::strerror(errno));
     return Lock::unusable;
   }
   if (::flock(lockFd_, LOCK_EX | LOCK_NB) == 0) {
@@ -124,8 +135,7 @@ std::vector<Entry> Store::read() {
   try {
     return Database(state_->path, state_->bootId).read();
   } catch (const DatabaseError& error) {
-    log_.error(state_->path + ": " + error.what() + "; going on without it");
-    logged_ = clock_->now();
+    complain(state_->path + ": " + error.what() + "; going on without it");
     state_->healthy = false;
     return {};
   }
@@ -188,13 +198,17 @@ void Store::handleWake() {
     const std::lock_guard lock(state_->mutex);
     error = std::exchange(state_->error, {});
   }
-  if (!error.empty() && (!logged_ || clock_->now() - *logged_ >= kLogInterval)) {
-    logged_ = clock_->now();
-    log_.error(state_->path + ": " + error + "; the state is not kept");
-  }
+  if (!error.empty()) complain(state_->path + ": " + error + "; the state is not kept");
   if (state_->snapshotWanted.exchange(false) && snapshotWanted_) {
     snapshotWanted_();
   }
+}
+
+// One trouble has many signs, and is tried again and again.
+void Store::complain(const std::string& text) {
+  if (logged_ && clock_->now() - *logged_ < kLogInterval) return;
+  logged_ = clock_->now();
+  log_.error(text);
 }
 
 const std::string& Store::path() const { return state_->path; }

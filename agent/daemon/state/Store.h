@@ -75,6 +75,7 @@ class Store {
   class Output;
   bool startThread(int lockFd);
   void send();
+  void complain(const std::string& text);
 
   const Log& log_;
   std::shared_ptr<WriterState> state_;
