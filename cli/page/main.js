@@ -408,6 +408,12 @@ class App {
     if (view.selected) this.choose(fact);
     this.say(factLine(model, fact));
   }
+  // The number of a row, -1 for none.
+  rowOf(port, type, key) {
+    const { model } = this;
+    const rows = model.ports.find((one) => one.name === port)?.rows ?? [];
+    return rows.find((at) => model.rows[at].type === type && model.rows[at].key === String(key)) ?? -1;
+  }
   say(text) { document.getElementById("spoken").textContent = text; }
 }
 
@@ -460,11 +466,7 @@ function drawLegend(canvas, view) {
 //   drawings              how often the picture was drawn; firstDrawing: when first, in ms
 function pageForTests(app, firstDrawing) {
   const { model, view, layout } = app;
-  const row = (port, type, key) => {
-    const number = model.ports.findIndex((one) => one.name === port);
-    return number < 0 ? -1
-      : model.ports[number].rows.find((at) => model.rows[at].type === type && model.rows[at].key === String(key)) ?? -1;
-  };
+  const row = (...name) => app.rowOf(...name);
   return {
     app, model, view, layout, row, firstDrawing,
     get drawings() { return app.drawings; },
@@ -486,8 +488,27 @@ function pageForTests(app, firstDrawing) {
   };
 }
 
+// What the address asks for: #from=1&to=2 (seconds), search=10-20, theme=dark,
+// at=port1/1/10/2.5 (port, type, key and time of a Registrar's transition, or the last one before).
+function openAt(app, text) {
+  const asked = new URLSearchParams(text);
+  if (asked.has("theme")) app.themeIs(asked.get("theme") === "dark");
+  if (asked.has("search")) app.searchIs(asked.get("search"));
+  if (asked.has("from") && asked.has("to")) {
+    app.view.timeIs(Number(asked.get("from")) * 1e9, Number(asked.get("to")) * 1e9);
+    app.moved();
+  }
+  const [port, type, key, time] = (asked.get("at") ?? "").split("/");
+  const row = app.rowOf(port, Number(type), key);
+  if (row < 0) return;
+  const { facts } = app.model.rows[row].registrar;
+  const n = app.model.upTo(facts, Number(time) * 1e9);
+  if (n > 0 && facts[n - 1] !== null) app.choose(facts[n - 1]);
+}
+
 function start() {
   const app = new App(new Model(JSON.parse(document.getElementById("data").textContent)));
+  openAt(app, location.hash.slice(1));
   window.mrpPage = pageForTests(app, performance.now());
   document.documentElement.dataset.ready = "true";
 }
