@@ -3,7 +3,8 @@
 // The page: what is in view, pointed at and selected, and what changes when that changes.
 
 class App {
-  constructor(model) {
+  // `ask(row)` asks an agent why; null where there is none.
+  constructor(model, ask = null) {
     this.model = model;
     for (const frame of model.frames) markLeaveAll(frame);
     this.layout = new Layout(model);
@@ -19,6 +20,7 @@ class App {
       choose: (fact) => this.choose(fact),
       close: () => this.letGo(),
       only: (rows) => this.only(rows),
+      ask,
     });
     document.getElementById("title").textContent = model.title;
     document.title = `${model.title} – mrp`;
@@ -35,6 +37,7 @@ class App {
     this.summary();
     this.resized();
   }
+
 
   // --- Drawing ------------------------------------------------------------------------------------
 
@@ -152,6 +155,19 @@ class App {
     this.view.fit();
     this.moved();
   }
+  // What an agent has told since. Who looks at the end goes on looking at the end.
+  grow(data) {
+    const { model, view } = this;
+    const atEnd = view.to >= model.end;
+    const rows = model.rows.length;
+    const before = model.end;
+    for (const frame of data.frames) markLeaveAll(frame);
+    model.more(data);
+    if (atEnd && model.end > before) view.timeIs(view.from + model.end - before, view.to + model.end - before);
+    if (model.rows.length !== rows || this.changed) this.relayout();
+    this.summary();
+    this.redraw();
+  }
   // The same span from a time on.
   timeFrom(time) {
     const span = this.view.to - this.view.from;
@@ -205,7 +221,7 @@ class App {
     if (item.row === null) return null;
     const row = model.rows[item.row];
     const time = view.timeAt(x);
-    if (time < 0 || time > model.end) return null;
+    if (time < model.begin || time > model.end) return null;
     const lines = [model.rowText(row.number), `${timeText(Math.round(time))} s   ${stateText(model, row, time)}`];
     if (row.value) lines.push(row.value);
     if (fact >= 0) lines.push(`${timeText(model.time[fact])} s   ${factText(model, fact)}`);
@@ -507,7 +523,9 @@ function openAt(app, text) {
 }
 
 function start() {
-  const app = new App(new Model(JSON.parse(document.getElementById("data").textContent)));
+  const data = document.getElementById("data");
+  if (!data) return void new Live().begin();
+  const app = new App(new Model(JSON.parse(data.textContent)));
   openAt(app, location.hash.slice(1));
   window.mrpPage = pageForTests(app, performance.now());
   document.documentElement.dataset.ready = "true";
