@@ -33,6 +33,7 @@ std::vector<Row> start(const Extent& extent);
 std::vector<Row> memoryMvrp(const Extent& extent);
 std::vector<Row> memoryMsrp(const Extent& extent);
 std::vector<Row> streamBridge(const Extent& extent);
+std::vector<Row> account(const Extent& extent);
 std::vector<Row> growthPorts(const Extent& extent);
 std::vector<Row> growthOrder(const Extent& extent);
 std::vector<Row> growth(const Extent& extent);

@@ -52,6 +52,7 @@ class Network {
   // The service's request for one VLAN on one port.
   void request(IntfId port, std::uint16_t vlan, Mrp::MrpThreePackedEvent event);
 
+  const Platform::Clock& clock() const { return *clock_; }
   Seconds now() const { return clock_->now(); }
   void run(double seconds) { clock_->run(seconds); }
   void runUntil(Seconds t) { clock_->runUntil(t); }

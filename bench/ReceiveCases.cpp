@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "agent/account/Account.h"
 #include "bench/Cases.h"
 #include "bench/Ideal.h"
 #include "bench/ReceiveRefresh.h"
@@ -54,6 +55,16 @@ Cost RefreshedNetwork::observed() {
   network_.engine().observerIs(nullptr);
   const auto events = network_.ports().size() * vlans_;
   check(facts.events == events && facts.transitions == 2 * events, "facts told of each join");
+  return cost;
+}
+
+Cost RefreshedNetwork::recorded() {
+  Mrp::Accounts::Account account(network_.clock());
+  network_.engine().observerIs(&account);
+  const Cost cost = pass(1);
+  network_.engine().observerIs(nullptr);
+  // What repeats a state is not recorded; each port has received its frame.
+  check(account.last() == network_.ports().size(), "the frames of a refresh recorded");
   return cost;
 }
 

@@ -13,6 +13,8 @@ class RefreshedNetwork {
   Cost pass(std::size_t passes);
   // The same with an observer who counts.
   Cost observed();
+  // The same with an account that is kept.
+  Cost recorded();
   // The same for as many VLANs beyond the limit.
   Cost refused();
 

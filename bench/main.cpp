@@ -36,6 +36,7 @@ constexpr Case kCases[] = {
     {"memory-mvrp", Bench::memoryMvrp, 1, 1, 0},
     {"memory-msrp", Bench::memoryMsrp, 1, 1, 0},
     {"start", Bench::start, 11, 5, 8},
+    {"account", Bench::account, 11, 5, 8},
     {"streams", Bench::streamBridge, 5, 3, 0},
     {"growth", Bench::growth, 9, 0, 0},
 };
@@ -55,6 +56,10 @@ constexpr Target kTargets[] = {
     {"receive-refresh/ideal", "receive-refresh", 1.4, 0, kReceiveRest},
     {"receive-refresh/observed", "receive-refresh", 2.0, 0,
      "three facts are told of each join, whose calls are not inlined"},
+    {"receive-refresh/account", "account", 1.6, 0,
+     "three facts are told of each join, whose calls are not inlined"},
+    {"account-record", "account", 3.0},
+    {"memory-account", "account", 50},
     {"receive-timers", "receive-timers", 0.7, 0, kTimersRest},
     {"receive-timers/ideal", "receive-timers", 1.6, 0, kTimersRest},
     {"leave-all", "leave-all", 1.5, 0, kTimersRest},

@@ -9,6 +9,7 @@
 #include "cli/agent/AgentCommands.h"
 #include "cli/replay/JsonMembers.h"
 #include "cli/web/WebCommand.h"
+#include "cli/why/WhyCommand.h"
 
 namespace Cli {
 namespace {
@@ -43,7 +44,7 @@ const CLI::Validator& timeOption() {
 void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
   app.add_option("INPUT", command.files.inputs,
                  "Capture (pcap or pcapng, Ethernet), PORT=CAPTURE to name its port (port1 "
-                 "otherwise), or scenario (*.jsonl)")
+                 "otherwise), scenario (*.jsonl), or a folder that mrp dump wrote")
       ->required();
   app.add_option("--application", application,
                  "Protocol to run; otherwise that of the first MSRP or MVRP frame")
@@ -113,6 +114,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
   AgentCommands agentCommands(app);
   WebCommand web;
   const CLI::App* webApp = describe(app, web);
+  WhyCommand why(app);
   try {
     app.parse(static_cast<int>(arguments.size()), arguments.data());
   } catch (const CLI::Success& asked) {  // --help, --version
@@ -124,6 +126,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
     serveWeb(web, out);
     return 0;
   }
+  if (const auto status = why.run(out, err)) return *status;
   command.files.application = applicationNamed(application);
   replay(command, out, err);
   return 0;

@@ -12,7 +12,7 @@ function(mrp_install_headers)
   endforeach()
 endfunction()
 
-foreach(room agent/account agent/bridge agent/msrp agent/mvrp mrp/types platform)
+foreach(room agent/account agent/bridge agent/msrp agent/mvrp agent/why mrp/types platform)
   cmake_path(GET room PARENT_PATH above)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${room}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libmrp/${above}

@@ -24,6 +24,7 @@ if(test_sources)
     ${internal_libraries} GTest::gmock GTest::gtest_main)
   if(TARGET mrp_cli)
     add_dependencies(mrp_tests mrp_cli)
+    add_test(NAME why_page COMMAND ${PROJECT_SOURCE_DIR}/scripts/why-page --check $<TARGET_FILE:mrp_cli>)
   endif()
   # Discovered when ctest starts: a binary that cannot list its tests is a failed test run, not a failed link.
   gtest_discover_tests(mrp_tests

@@ -69,19 +69,23 @@ class Account final : public MrpObserver {
   Number setting(Setting setting, IntfId intf, std::uint64_t value, const Requester& by);
   // What a bridge passes on. The cause is found among what was told before: the registration, or
   // what the caller does just now.
-  Number contribution(const MrpAttribute& attribute, bool contributes);
+  // `inFrame`: a frame of the port is being acted on, for values that change without a transition.
+  Number contribution(const MrpAttribute& attribute, bool contributes, bool inFrame = false);
   Number propagation(const MrpAttribute& attribute, bool declares);
   // What a bridge of streams decides; the cause is `because`, or 0 for what is done just now.
   struct Decision {
-    MrpAttribute stream;     // its type is 0
+    MrpAttribute stream;      // its type is 0
     std::uint8_t before = 0;  // TalkerKind
     std::uint8_t now = 0;
     std::uint8_t code = 0;
     std::uint64_t need = 0, allowed = 0, inUse = 0;  // bit/s
   };
   Number decision(const Decision& decision);
+  // One that is as it was is not recorded.
   Number reservation(IntfId intf, std::uint64_t stream, bool opened);
   Number listener(IntfId intf, std::uint64_t stream, std::uint8_t declared);
+  // The last decision of a stream on a port, or what was declared to its talker there.
+  Number decided(IntfId intf, std::uint64_t stream) const;
 
   // While one is there, what the engine is asked to do was caused by record `because`. An inner one
   // hides an outer one. For 0 it changes nothing.
@@ -98,6 +102,9 @@ class Account final : public MrpObserver {
     Account& account_;
     Number outer_;
   };
+
+  // Of the innermost scope; 0: none.
+  Number because() const { return because_; }
 
   // The number that the next received frame has in its file; it counts on from there.
   void nextFrameIs(std::uint64_t number) { received_ = number - 1; }
@@ -143,6 +150,7 @@ class Account final : public MrpObserver {
   Number ofLeaveAll(IntfId intf, std::uint8_t type) const;
   Number ofOwnLeaveAll(IntfId intf) const;
   Number ofArming(const Timer& timer) const;
+  Number ofInputs(std::uint64_t stream) const;
   Number ofRole(const Transition& transition);
   Number ofRequest(const Transition& transition);
   Outgoing& outgoing(IntfId intf);
@@ -163,15 +171,15 @@ class Account final : public MrpObserver {
   std::size_t next_ = 0;  // where the next record goes
   std::size_t size_ = 0;
   Number last_ = 0;
-  std::vector<IntfId> ports_;        // by their numbers
-  std::vector<Outgoing> outgoing_;   // likewise
-  std::uint64_t received_ = 0;       // frames
+  std::vector<IntfId> ports_;       // by their numbers
+  std::vector<Outgoing> outgoing_;  // likewise
+  std::uint64_t received_ = 0;      // frames
   std::uint64_t sent_ = 0;
-  Number because_ = 0;               // of the innermost scope
-  OnPort frame_;                     // the frame received last
+  Number because_ = 0;                // of the innermost scope
+  OnPort frame_;                      // the frame received last
   std::array<Number, 8> leaveAll_{};  // those it carried, by type
-  OnPort leaveAllTimer_;             // the one being served
-  OnPort untoldRole_;                // a change that nobody told of, see ofRole
+  OnPort leaveAllTimer_;              // the one being served
+  OnPort untoldRole_;                 // a change that nobody told of, see ofRole
   std::optional<Started> started_;
   std::optional<MrpAttribute> encoded_;  // put into a packet by the transition that comes next
   std::uint8_t untoldRoleEvent_ = 0;

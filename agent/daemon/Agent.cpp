@@ -15,6 +15,7 @@ Agent::Agent(const Config& config, Host& host, Store* store, const Log& log)
       log_(log),
       clock_(host.clock()),
       started_(clock_->now()),
+      recording_{.records = config.account, .frames = Mrp::Accounts::FrameRing(config.frameMemory)},
       program_(
           host,
           [this](const std::string& port, const Mrp::VlanSet& vlans, bool on) {
@@ -65,8 +66,8 @@ void Agent::instancesAre() {
       const bool propagates = config_.bridgeMode() && application == MrpApplication::mvrp;
       instances_.push_back(std::make_unique<Instance>(
           application, propagates, config_.bridgeMode(),
-          Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr,
-                                 *this}));
+          Instance::Surroundings{host_, directories_, store_ ? store_->attrLog() : nullptr, *this,
+                                 recording_}));
       instances_.back()->trace().sinkAdd(
           [this, of = instances_.back().get()](const Platform::Trace::Entry& entry) {
             if (watcher_) watcher_->traced(*of, entry.level, entry.text);

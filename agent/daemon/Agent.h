@@ -77,6 +77,8 @@ class Agent final : private Instance::Listener {
   RegistrationSets registrations(const std::string& port) const;
   Platform::Seconds now() const { return clock_->now(); }
   Platform::Seconds started() const { return started_; }
+  const Mrp::Accounts::FrameRing& frames() const { return recording_.frames; }
+  Recording& recording() { return recording_; }
 
   // The host did not make these entries.
   void entriesRefused(const std::string& port, const Mrp::VlanSet& vlans) {
@@ -133,6 +135,7 @@ class Agent final : private Instance::Listener {
   Watcher* watcher_ = nullptr;
   Platform::Seconds started_;
   Platform::Host::Directories directories_;
+  Recording recording_;
   std::vector<std::unique_ptr<Instance>> instances_;
   std::map<IntfId, Port> ports_;
   Requests requests_;

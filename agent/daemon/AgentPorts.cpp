@@ -2,6 +2,7 @@
 // host is to do for them.
 
 #include <algorithm>
+#include <list>
 
 #include "agent/daemon/Agent.h"
 
@@ -124,6 +125,13 @@ void Agent::roleIs(Port& port, Role role) {
   const bool isNew = port.role == Role::none;
   port.role = role;
   if (role == Role::none) return;
+  std::list<Mrp::Accounts::Because> because;
+  for (const auto& instance : instances_) {
+    if (auto* account = instance->recorder().account()) {
+      because.emplace_back().emplace(
+          *account, account->role(port.intf, static_cast<std::uint8_t>(stpRole(role))));
+    }
+  }
   auto& cist = directories_.stpStatus()->childIs(kStpInstance).childIs(Stp::kCist);
   auto made = Platform::makePtr<Stp::MstiPortStatus>();
   made->roleIs(stpRole(role));

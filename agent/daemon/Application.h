@@ -3,8 +3,13 @@
 #include <functional>
 #include <span>
 
+#include "agent/account/Account.h"
 #include "agent/mvrp/MvrpBridge.h"
 #include "mrp/MrpSm/MrpLib.h"
+
+namespace Mrp::Streams {
+class StreamPropagation;
+}
 
 namespace Daemon {
 
@@ -19,6 +24,10 @@ class Application {
 
   virtual ~Application() = default;
   virtual Mrp::MrpLib& lib() = 0;
+  // Is told what the application passes on, and of whom it decides. Null at first.
+  virtual void accountIs(Mrp::Accounts::Account*) {}
+  // Its streams, where it is a bridge of them.
+  virtual const Mrp::Streams::StreamPropagation* streams() const { return nullptr; }
 
   // Takes up the work when the engine has been activated.
   virtual void start() = 0;

@@ -11,6 +11,7 @@ class BridgeApplication final : public Mrp::MvrpBridge, public Application {
 
   Mrp::MrpLib& lib() override { return *this; }
   void start() override { MvrpBridge::start(); }
+  void accountIs(Mrp::Accounts::Account* account) override { MvrpBridge::accountIs(account); }
   void portIs(IntfId intf) override { MvrpBridge::portIs(intf); }
   void portDel(IntfId intf) override { MvrpBridge::portDel(intf); }
   void declarationIs(IntfId intf, std::uint8_t type, std::span<const std::uint8_t> image,

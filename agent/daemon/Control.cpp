@@ -18,6 +18,9 @@ Json Control::call(Rpc::Peer& peer, const std::string& name, const Json& params)
   if (method->needsLead && !agent_.active()) {
     throw Error::refused("standby", "the agent is in standby");
   }
+  const auto credentials = peer.credentials();
+  const Asking asking(agent_.recording(), credentials ? credentials->user : Mrp::Accounts::kNobody,
+                      credentials ? credentials->process : Mrp::Accounts::kNobody);
   return method->call({*this, peer, Params(agent_, params)});
 }
 

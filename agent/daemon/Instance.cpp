@@ -10,8 +10,21 @@ namespace {
 
 using Mrp::MrpApplication;
 using Mrp::VlanSet;
+using Mrp::Accounts::Verb;
 
 constexpr auto kVlanType = static_cast<std::uint8_t>(Mrp::MvrpAttrType::vlan);
+
+Verb verbOf(Mrp::Registration registration) {
+  switch (registration) {
+    case Mrp::Registration::fixed:
+      return Verb::fixed;
+    case Mrp::Registration::forbidden:
+      return Verb::forbidden;
+    case Mrp::Registration::normal:
+      break;
+  }
+  return Verb::normal;
+}
 
 }  // namespace
 
@@ -20,6 +33,7 @@ Instance::Instance(MrpApplication application, bool bridge, bool roles, const Su
       bridge_(bridge),
       listener_(around.listener),
       monitor_(*this),
+      recorder_(around.recording, *around.host.clock(), application),
       config_(Platform::makePtr<Mrp::MrpConfig>()),
       status_(Platform::makePtr<Mrp::MrpStatus>()) {
   const auto tell = [this](bool join, const Mrp::MrpParameters& parameters) {
@@ -52,7 +66,8 @@ Instance::Instance(MrpApplication application, bool bridge, bool roles, const Su
                                 .ethPhyIntfStatusDir = dirs.ethPhyIntfStatusDir(),
                                 .entityManager = database_,
                                 .standbyMode = true});
-  engine_->observerIs(&monitor_);
+  engine_->observerIs(recorder_.observer(monitor_));
+  app_->accountIs(recorder_.account());
 }
 
 // The engine ends before the service object that it works for.
@@ -67,6 +82,8 @@ const char* Instance::name() const {
 
 void Instance::activate() {
   if (active()) return;
+  const auto because = Mrp::Accounts::because(
+      recorder_.account(), [](Mrp::Accounts::Account& a) { return a.activated(); });
   engine_->activate();
   app_->start();
 }
@@ -118,17 +135,22 @@ void Instance::timesAre(IntfId intf, const Settings& settings) {
 void Instance::declarationsAre(IntfId intf, const Settings& before, const Settings& now) {
   const auto vlansAre = [&](const VlanSet& vlans, bool declared) {
     vlans.walk([&](std::uint16_t vlan) {
+      const auto because =
+          recorder_.asked(declared ? Verb::declare : Verb::withdraw, {intf, kVlanType, vlan});
       app_->declarationIs(intf, kVlanType, vlanImage(vlan), declared);
     });
   };
   vlansAre(before.vlans - now.vlans, false);
   vlansAre(now.vlans - before.vlans, true);
   for (const auto& [id, image] : before.others) {
-    if (!now.others.contains(id)) app_->declarationIs(intf, id.first, image, false);
+    if (now.others.contains(id)) continue;
+    const auto because = recorder_.asked(Verb::withdraw, {intf, id.first, id.second});
+    app_->declarationIs(intf, id.first, image, false);
   }
   for (const auto& [id, image] : now.others) {
     const auto was = before.others.find(id);
     if (was != before.others.end() && was->second == image) continue;
+    const auto because = recorder_.asked(Verb::declare, {intf, id.first, id.second});
     app_->declarationIs(intf, id.first, image, true);
   }
 }
@@ -136,7 +158,9 @@ void Instance::declarationsAre(IntfId intf, const Settings& before, const Settin
 void Instance::registrationsAre(IntfId intf, const RegistrationSets& before,
                                 const RegistrationSets& now) {
   const auto are = [&](const VlanSet& vlans, Mrp::Registration registration) {
-    if (!vlans.empty()) app_->registrationIs(intf, vlans, registration);
+    if (vlans.empty()) return;
+    const auto because = recorder_.asked(verbOf(registration), intf, vlans);
+    app_->registrationIs(intf, vlans, registration);
   };
   are(now.forbidden - before.forbidden, Mrp::Registration::forbidden);
   are(now.fixed - before.fixed, Mrp::Registration::fixed);
@@ -160,6 +184,9 @@ bool Instance::recordIs(IntfId intf, std::uint8_t type, std::uint64_t key, bool 
                                      .attrDatabaseIs(intf)
                                      .intfTypeApplicantIs(type)
                                      .mrpAttributeIs(key);
+  if (recorder_.account()) {
+    recorder_.account()->request(Verb::restored, {intf, type, key}, {});
+  }
   record.valueIs(value);
   record.registrarStateIs(registered ? Mrp::MrpRegistrarState::in : Mrp::MrpRegistrarState::mt);
   record.applicantStateIs(declared ? Mrp::MrpApplicantState::qa : Mrp::MrpApplicantState::vo);

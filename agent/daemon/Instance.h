@@ -8,6 +8,7 @@
 #include "agent/daemon/EngineServices.h"
 #include "agent/daemon/Host.h"
 #include "agent/daemon/Monitor.h"
+#include "agent/daemon/Recording.h"
 #include "agent/daemon/Requests.h"
 #include "mrp/MrpSm/Engine.h"
 #include "mrp/types/MrpConfig.h"
@@ -36,6 +37,7 @@ class Instance final : private Monitor::Listener {
     Platform::Host::Directories& directories;
     Ptr<Platform::AttrLogOutput> attrLog;  // may be null
     Listener& listener;
+    Recording& recording;  // outlives the instance
   };
   // What the agent wants of one port.
   struct Settings {
@@ -65,6 +67,8 @@ class Instance final : private Monitor::Listener {
   Mrp::MrpStatus& status() const { return *status_; }
   Platform::Trace& trace() const { return services_->trace(); }
   const Monitor& monitor() const { return monitor_; }
+  const Mrp::Accounts::Account& account() const { return recorder_.kept(); }
+  InstanceRecorder& recorder() { return recorder_; }
 
   void activate();
   bool active() const { return engine_->active(); }
@@ -106,6 +110,7 @@ class Instance final : private Monitor::Listener {
   bool bridge_;
   Listener& listener_;
   Monitor monitor_;
+  InstanceRecorder recorder_;
   Ptr<Mrp::MrpConfig> config_;
   Ptr<Mrp::MrpStatus> status_;
   Ptr<EngineServices> services_;

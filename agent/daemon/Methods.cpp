@@ -143,7 +143,9 @@ Json callLeaveAll(const Call& call) {
   for (Instance* instance : instances) {
     for (const auto& [intf, port] : call.agent().ports()) {
       if (!name.empty() && intf.name() != name) continue;
-      if (instance->engine().endpoints().pam(intf)) instance->engine().sendLeaveAll(intf);
+      if (!instance->engine().endpoints().pam(intf)) continue;
+      const auto because = instance->recorder().asked(Mrp::Accounts::Verb::leaveAll, {intf, 0, 0});
+      instance->engine().sendLeaveAll(intf);
     }
   }
   return Json::object();
@@ -197,6 +199,10 @@ constexpr std::array kMethods{
     Method{"attributes", false, false, callAttributes},
     Method{"counters", false, false, callCounters},
     Method{"timers", false, false, callTimers},
+    Method{"why", false, false, callWhy},
+    Method{"account", false, false, callAccount},
+    Method{"frames", false, false, callFrames},
+    Method{"configuration", false, false, callConfiguration},
     Method{"get", false, false, callGet},
     Method{"set", true, false, callSet},
     Method{"declare", true, true, callDeclare},

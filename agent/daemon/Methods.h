@@ -34,6 +34,11 @@ Rpc::Json callStreams(const Call& call);
 Rpc::Json callDomains(const Call& call);
 Rpc::Json callCounters(const Call& call);
 Rpc::Json callTimers(const Call& call);
+// agent/daemon/WhyMethods.cpp
+Rpc::Json callWhy(const Call& call);
+Rpc::Json callAccount(const Call& call);
+Rpc::Json callFrames(const Call& call);
+Rpc::Json callConfiguration(const Call& call);
 // agent/daemon/ByName.cpp
 Rpc::Json callGet(const Call& call);
 Rpc::Json callSet(const Call& call);

@@ -26,6 +26,7 @@ std::uint32_t saturated(std::uint64_t latency) {
 void StreamPropagation::declare() {
   for (Port* port : granting_.ports()) touchFlipped(*port);
   for (const auto& [stream, port] : granting_.moved()) touch(*stream, *port);
+  if (account_) noteReservations();
   granting_.settled(std::exchange(opened_, {}));
   entries_.settled();
   for (const auto& port : ports_) declareOn(*port);
@@ -84,6 +85,7 @@ void StreamPropagation::declareOn(Port& port) {
                listenerBehind(now.kind, fate.listener()));
     fate.declaredIs(now.kind);
     fate.code = now.code & 31;
+    if (account_) note(*stream, port, before);
     using enum Operation::What;
     if (before != now.kind && before != Kind::none) {
       operations.push_back({stream, before == Kind::failed ? withdrawFail : withdrawAdvertise});
@@ -94,6 +96,23 @@ void StreamPropagation::declareOn(Port& port) {
   }
   for (std::size_t c = 0; c < kSrClasses; ++c) {
     port.latency[c] = port.settings.ofClass[c].maxLatency;
+  }
+}
+
+void StreamPropagation::note(const Stream& stream, const Port& port, Kind before) const {
+  const StreamPortState now = stateOf(stream, port);
+  account_->decision({{port.intf, 0, stream.id},
+                      static_cast<std::uint8_t>(before),
+                      static_cast<std::uint8_t>(now.declared),
+                      now.code,
+                      stream.booked.need,
+                      now.allowed,
+                      now.inUse});
+}
+
+void StreamPropagation::noteReservations() const {
+  for (const auto& [stream, port] : granting_.moved()) {
+    account_->reservation(port->intf, stream->id, stream->fate(*port).place() == Place::granted);
   }
 }
 
@@ -122,11 +141,15 @@ void StreamPropagation::declareMerged() {
     const bool repeat = std::exchange(stream->repeatMerged, false);
     using enum Operation::What;
     if (stream->mergedOn && (none || stream->mergedOn != stream->in)) {
+      if (account_) account_->listener(stream->mergedOn->intf, stream->id, 0);
       operations_[stream->mergedOn->index].push_back({stream, withdrawListen});
       stream->mergedOn = nullptr;
       stream->merged = MsrpListenerEvent::ignore;
     }
     if (none || (event == stream->merged && !repeat)) continue;
+    if (account_) {
+      account_->listener(stream->in->intf, stream->id, static_cast<std::uint8_t>(event));
+    }
     stream->merged = event;
     stream->mergedOn = stream->in;
     operations_[stream->in->index].push_back({stream, listen});

@@ -63,6 +63,10 @@ MsrpBridge::~MsrpBridge() { forwarding_.reactorIs(nullptr); }
 void MsrpBridge::settle() {
   if (settling_) return;
   settling_ = true;
+  const auto because = Accounts::because(account(), [&](const Accounts::Account& a) {
+    const Accounts::Number since = std::exchange(unsettledSince_, 0);
+    return a.has(since) ? since : 0;
+  });
   do {
     propagation_.settle();
     adopted_.clear();
@@ -74,6 +78,7 @@ void MsrpBridge::settle() {
 
 // Several attributes may leave at one tick: all of them are known when the clock calls next.
 void MsrpBridge::settleSoon() {
+  if (account() && unsettledSince_ == 0) unsettledSince_ = account()->because();
   if (!settling_ && !settlesLater()) alarm_.dueIs(clock_->now());
 }
 
@@ -179,9 +184,31 @@ void MsrpBridge::readRecords(const Member& member) {
 
 // --- Indications ---------------------------------------------------------------------------------
 
+// What a settlement may come from: the first of it stands for all.
+void MsrpBridge::indicated(const MrpParameters& parameters, bool join) {
+  if (!account()) return;
+  const std::uint8_t type = parameters.attributeType;
+  // Of domains every join is indicated.
+  if (join && type == number(MsrpAttrType::domain)) {
+    const MsrpDomainAttribute& value = msrpDomainVectorRx();
+    const auto srClass = srClassNumbered(value.srClassId);
+    const auto known = srClass ? propagation_.domain(parameters.intfId, *srClass) : std::nullopt;
+    if (!known || known->theirs == value.srClassPriority) return;
+  }
+  const Accounts::Number input = account()->contribution(
+      {parameters.intfId, type, values().rxKey(type)}, join, engine()->frameInProgress());
+  if (unsettledSince_ == 0) unsettledSince_ = input;
+}
+
+Accounts::Because MsrpBridge::decided(IntfId intf, StreamId id) const {
+  return Accounts::because(account(),
+                           [&](const Accounts::Account& a) { return a.decided(intf, id); });
+}
+
 bool MsrpBridge::mrpJoinIndication(const MrpParameters& parameters) {
   const IntfId intf = parameters.intfId;
   if (!member(intf)) return false;
+  indicated(parameters, true);
   switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
     case MsrpAttrType::talkerAdvertise:
       talkerIs(intf, TalkerKind::advertise);
@@ -209,6 +236,7 @@ bool MsrpBridge::mrpJoinIndication(const MrpParameters& parameters) {
 
 void MsrpBridge::mrpLeaveIndication(const MrpParameters& parameters) {
   const IntfId intf = parameters.intfId;
+  indicated(parameters, false);
   switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
     case MsrpAttrType::talkerAdvertise:
       talkerLeaves(intf, TalkerKind::advertise);
@@ -270,16 +298,19 @@ void MsrpBridge::beginPort(IntfId intf, bool withdraws) {
 void MsrpBridge::advertise(IntfId intf, const MsrpTalkerAdvertiseAttribute& value) {
   msrpTalkerAdvertiseTxIs(value);
   const std::uint8_t type = number(MsrpAttrType::talkerAdvertise);
+  const auto because = decided(intf, value.streamId);
   if (!adopted(intf, type, value.streamId)) request(intf, type, kNew);
 }
 
 void MsrpBridge::fail(IntfId intf, const MsrpTalkerFailedAttribute& value) {
   msrpTalkerFailedTxIs(value);
   const std::uint8_t type = number(MsrpAttrType::talkerFailed);
+  const auto because = decided(intf, keyOf(value));
   if (!adopted(intf, type, keyOf(value))) request(intf, type, kNew);
 }
 
 void MsrpBridge::withdrawTalker(IntfId intf, TalkerKind kind, StreamId id) {
+  const auto because = decided(intf, id);
   requestTalker(intf, kind, id, kLeave);
 }
 
@@ -298,11 +329,13 @@ void MsrpBridge::listen(IntfId intf, StreamId id, MsrpListenerEvent event) {
   value.listenerEventIs(event);
   msrpListenerVectorTxIs(value);
   const std::uint8_t type = number(MsrpAttrType::listener);
+  const auto because = decided(intf, id);
   if (!adopted(intf, type, id)) request(intf, type, kNew);
 }
 
 void MsrpBridge::withdrawListener(IntfId intf, StreamId id) {
   msrpListenerVectorTx().streamId = id;
+  const auto because = decided(intf, id);
   request(intf, number(MsrpAttrType::listener), kLeave);
 }
 

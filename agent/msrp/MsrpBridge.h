@@ -31,6 +31,12 @@ class MsrpBridge : public Bridge, private Streams::Declarations, private StreamF
   void streamLimitIs(std::uint32_t streams);
   void recoveryIs(Platform::Seconds time);
 
+  // Hides Bridge's: decisions are told as well.
+  void accountIs(Accounts::Account* account) {
+    Bridge::accountIs(account);
+    propagation_.accountIs(account);
+  }
+
   // What has been decided, as of the last settlement.
   const Streams::StreamPropagation& propagation() const { return propagation_; }
 
@@ -66,12 +72,15 @@ class MsrpBridge : public Bridge, private Streams::Declarations, private StreamF
   bool adopted(IntfId intf, std::uint8_t type, StreamId id);
   void settleSoon();
   void handleAlarm();
+  void indicated(const MrpParameters& parameters, bool join);
+  Accounts::Because decided(IntfId intf, StreamId id) const;
 
   StreamForwarding& forwarding_;
   Platform::Ptr<Platform::Clock> clock_;
   Streams::StreamPropagation propagation_;
   Platform::Alarm alarm_;
   bool settling_ = false;
+  Accounts::Number unsettledSince_ = 0;  // the first record of what is to be settled
   // Values that the engine declared before start(), by port, type and stream, until the settlement
   // that follows: what stays the same is left alone.
   std::map<std::tuple<IntfId, std::uint8_t, StreamId>, std::vector<std::uint8_t>> adopted_;

@@ -7,8 +7,10 @@
 #include <set>
 #include <vector>
 
+#include "agent/account/Account.h"
 #include "agent/msrp/AddressBook.h"
 #include "agent/msrp/Entries.h"
+#include "agent/msrp/Explanation.h"
 #include "agent/msrp/FanIn.h"
 #include "agent/msrp/Granting.h"
 #include "agent/msrp/KeptStreams.h"
@@ -90,6 +92,9 @@ class StreamPropagation {
   // it has left.
   void recoveryIs(Seconds time);  // 30 s
 
+  // Is told of decisions and reservations. Not owned; null at first.
+  void accountIs(Accounts::Account* account) { account_ = account; }
+
   // --- Work --------------------------------------------------------------------------------------
   bool settled() const { return !unsettled_; }
   void settle();
@@ -103,6 +108,10 @@ class StreamPropagation {
   std::vector<ReservationState> reservations() const;
   std::vector<SlopeState> slopes() const;
   std::vector<BoundaryState> boundaries() const;
+  // How what a port declares of a stream was decided.
+  Explanation explain(StreamId id, IntfId intf) const;
+  // None for a port that the bridge does not have.
+  std::optional<DomainState> domain(IntfId intf, SrClass srClass) const;
   // What does not agree in here; empty if all is well. For tests, and slow.
   std::string review() const;
 
@@ -149,6 +158,7 @@ class StreamPropagation {
   Standing standing(const Stream& stream, const Port& port) const;
   Standing outcome(const Stream& stream, const Port& port) const;
   bool latencyShifted(const Stream& stream, const Port& port) const;
+  std::string whyNothing(const Stream& stream, const Port& port) const;
 
   // --- Telling the switch (Telling.cpp)
   bool tell();
@@ -176,6 +186,10 @@ class StreamPropagation {
   StreamPortState stateOf(const Stream& stream, const Port& port) const;
   bool shown(const Stream& stream, const Port& port) const;
 
+  // --- Telling why
+  void note(const Stream& stream, const Port& port, TalkerKind before) const;
+  void noteReservations() const;
+
   StreamForwarding& forwarding_;
   const Platform::Clock& clock_;
   Declarations& declarations_;
@@ -195,6 +209,7 @@ class StreamPropagation {
   std::set<std::pair<Seconds, Stream*>> repeating_;
   std::uint64_t order_ = 0;  // of talkers and kept streams
 
+  Accounts::Account* account_ = nullptr;
   bool unsettled_ = false;
   bool fanBlocks_ = false;  // some streams may be blocked by the fan-in limit
   std::vector<Stream*> dirty_;

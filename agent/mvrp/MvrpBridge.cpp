@@ -205,6 +205,12 @@ bool MvrpBridge::registrationIs(Port& port, std::uint16_t vlan, Registration reg
   return allowed && port.member.open;
 }
 
+Registration MvrpBridge::registration(IntfId intf, std::uint16_t vlan) const {
+  const Port* const p = port(intf);
+  if (p && p->fixed.has(vlan)) return Registration::fixed;
+  return p && p->forbidden.has(vlan) ? Registration::forbidden : Registration::normal;
+}
+
 VlanSet MvrpBridge::registered(IntfId intf) const {
   const Port* const p = port(intf);
   return p ? p->contributes : VlanSet();

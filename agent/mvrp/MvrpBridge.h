@@ -27,6 +27,7 @@ class MvrpBridge : public Bridge {
   void declarationIs(Platform::VlanId vlan, bool declared);
   void declarationIs(IntfId intf, Platform::VlanId vlan, bool declared);
   // Normal at first. Of one VLAN, or of all of them.
+  Registration registration(IntfId intf, std::uint16_t vlan) const;
   void registrationIs(IntfId intf, Platform::VlanId vlan, Registration registration);
   void registrationIs(IntfId intf, const VlanSet& vlans, Registration registration);
   void registrationIs(IntfId intf, Registration registration);

@@ -1,4 +1,5 @@
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <array>
 
@@ -19,6 +20,15 @@ Connection::Connection(Server& server, uv_loop_t* loop) : server_(&server) {
   uv_pipe_init(loop, &pipe_, 0);
   pipe_.data = this;
   write_.data = this;
+}
+
+std::optional<Peer::Credentials> Connection::credentials() const {
+  uv_os_fd_t fd = -1;
+  if (uv_fileno(reinterpret_cast<const uv_handle_t*>(&pipe_), &fd) != 0) return std::nullopt;
+  ucred credentials{};
+  socklen_t size = sizeof credentials;
+  if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return std::nullopt;
+  return Credentials{credentials.uid, static_cast<std::uint32_t>(credentials.pid)};
 }
 
 bool Connection::mayChange() const { return server_->options().mayChange; }

@@ -17,6 +17,12 @@ class Server;
 // One client of a server, as methods see it. Lives until its Service has been told that it is gone.
 class Peer {
  public:
+  // Who made the connection, where the host tells.
+  struct Credentials {
+    std::uint32_t user;
+    std::uint32_t process;
+  };
+  virtual std::optional<Credentials> credentials() const { return std::nullopt; }
   // Whether its socket takes requests that change something.
   virtual bool mayChange() const = 0;
   // Sends a notification, made by notificationLine(), unless too much waits unread: then it is
@@ -46,6 +52,7 @@ class Connection final : public Peer {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
+  std::optional<Credentials> credentials() const override;
   bool mayChange() const override;
   void event(const std::string& line) override;
   std::uint64_t takeLost() override;

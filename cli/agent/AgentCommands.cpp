@@ -13,6 +13,7 @@
 #include "cli/agent/AgentOptions.h"
 #include "cli/agent/Remote.h"
 #include "cli/agent/Shown.h"
+#include "cli/dump/DumpCommand.h"
 
 namespace Cli {
 namespace {
@@ -336,6 +337,14 @@ struct AgentCommands::Impl {
         ->required()
         ->check(CLI::Range(0, 9));
     application(t);
+    Command& d = command(
+        app, "dump", "Write what the agent has recorded into a folder, to look at it elsewhere",
+        [](const auto& o, const auto& output) {
+          dump(o.socket, o.what, output.out);
+          return ExitStatus::kDone;
+        },
+        kQuerySocket);
+    d.app->add_option("FOLDER", d.options.what, "Is made; must be empty")->required();
     command(app, "version", "Version of this program", [](const auto& o, const auto& output) {
       if (o.json) {
         output.out << jsonText({{"version", Daemon::kVersion}}) << '\n';

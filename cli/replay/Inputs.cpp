@@ -1,10 +1,13 @@
 #include "cli/replay/Inputs.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <set>
 
 #include "cli/BadInput.h"
+#include "cli/dump/DumpCommand.h"
+#include "cli/dump/Pcapng.h"
 #include "cli/replay/CaptureReader.h"
 #include "cli/replay/JsonMembers.h"
 #include "cli/replay/ScenarioReader.h"
@@ -23,10 +26,29 @@ struct InputFile {
   bool scenario = false;
   std::vector<CapturedFrame> frames;  // of a capture
   std::vector<ScenarioLine> lines;    // of a scenario
+  bool dump = false;                  // a folder that mrp dump wrote, which names its ports
+  std::vector<std::string> ports;     // of the frames of a dump
 };
 
+// What was received; what was sent the replay sends itself. Frames keep their numbers in the file.
+InputFile readDump(const std::string& folder) {
+  InputFile file{.port = {},
+                 .path = folder + "/" + DumpFile::kFrames,
+                 .frames = {},
+                 .lines = {},
+                 .dump = true,
+                 .ports = {}};
+  for (DumpedFrame& frame : readPcapng(file.path)) {
+    const bool received = frame.received;
+    file.ports.push_back(std::move(frame.port));
+    file.frames.push_back({frame.at, received ? std::move(frame.octets) : Octets()});
+  }
+  return file;
+}
+
 InputFile readInput(const std::string& input, bool bridge) {
-  InputFile file{"port1", input, false, {}, {}};
+  if (std::filesystem::is_directory(input)) return readDump(input);
+  InputFile file{.port = "port1", .path = input, .frames = {}, .lines = {}, .ports = {}};
   const std::size_t equals = input.find('=');
   if (equals != std::string::npos) {
     file.port = input.substr(0, equals);
@@ -68,14 +90,16 @@ void planCapture(InputFile& file, std::int64_t origin, std::vector<Planned>& pla
   std::uint32_t number = 0;
   for (CapturedFrame& frame : file.frames) {
     ++number;
+    if (file.dump && frame.octets.empty()) continue;
+    const std::string& port = file.dump ? file.ports[number - 1] : file.port;
     std::int64_t at = 0;
     if (__builtin_sub_overflow(frame.at, origin, &at) ||
         !isTime(Seconds::fromNanoseconds(std::max<std::int64_t>(at, 0)).value())) {
       throw BadInput(file.path + ": packet " + std::to_string(number),
                      "the time of the packet is out of range");
     }
-    plan.push_back({Seconds::fromNanoseconds(at),
-                    FrameAction{file.port, std::move(frame.octets), {}}, nullptr, number});
+    plan.push_back({Seconds::fromNanoseconds(at), FrameAction{port, std::move(frame.octets), {}},
+                    nullptr, number});
   }
 }
 
@@ -106,7 +130,11 @@ std::vector<std::string> portsIn(const std::vector<InputFile>& files, const Inpu
   };
   std::set<std::string, decltype(before)> ports(before);
   for (const InputFile& file : files) {
-    if (!file.scenario) ports.insert(file.port);
+    if (file.dump) {
+      ports.insert(file.ports.begin(), file.ports.end());
+    } else if (!file.scenario) {
+      ports.insert(file.port);
+    }
   }
   for (const Action& action : inputs.actions) {
     for (std::string& port : portsOf(action)) ports.insert(std::move(port));
@@ -125,9 +153,9 @@ Inputs readInputs(const InputFiles& names) {
   Inputs inputs;
   inputs.application = names.application ? *names.application : applicationOf(plan);
   for (Planned& planned : plan) {
-    inputs.actions.push_back(planned.line ? actionOf(*planned.line, inputs.application)
-                                          : Action{planned.at, *std::move(planned.frame),
-                                                   planned.number});
+    inputs.actions.push_back(planned.line
+                                 ? actionOf(*planned.line, inputs.application)
+                                 : Action{planned.at, *std::move(planned.frame), planned.number});
   }
   if (!names.status.empty()) inputs.status = readStatus(names.status, inputs.application);
   inputs.ports = portsIn(files, inputs);

@@ -137,6 +137,9 @@ class MvrpApplication final : public BridgeApplication<Mrp::MvrpBridge> {
     }
   }
 
+  Mrp::Registration registration(IntfId intf, std::uint16_t vlan) const override {
+    return bridge().registration(intf, vlan);
+  }
   BridgeState state(std::span<const std::string> ports) const override {
     MvrpBridgeState state;
     for (const std::string& port : ports) {
@@ -190,6 +193,9 @@ class MsrpApplication final : private Mrp::StreamSwitch, public BridgeApplicatio
     if (action.recovery) bridge().recoveryIs(*action.recovery);
   }
 
+  const Mrp::Streams::StreamPropagation* streams() const override {
+    return &bridge().propagation();
+  }
   BridgeState state(std::span<const std::string>) const override {
     const Mrp::Streams::StreamPropagation& p = bridge().propagation();
     return MsrpBridgeState{p.reservations(), p.slopes(), p.boundaries(), p.streams()};

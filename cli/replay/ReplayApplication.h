@@ -4,6 +4,7 @@
 #include <span>
 
 #include "agent/account/Account.h"
+#include "agent/msrp/StreamPropagation.h"
 #include "cli/replay/Action.h"
 #include "cli/replay/Output.h"
 #include "mrp/MrpSm/Engine.h"
@@ -26,6 +27,11 @@ class ReplayApplication {
   virtual void enabledIs(Platform::IntfId intf, bool enabled);
   virtual void joinDiscardIs(bool /*discard*/) {}
   virtual void accountIs(Mrp::Accounts::Account*) {}
+  // For whoever asks why.
+  virtual Mrp::Registration registration(Platform::IntfId, std::uint16_t) const {
+    return Mrp::Registration::normal;
+  }
+  virtual const Mrp::Streams::StreamPropagation* streams() const { return nullptr; }
   virtual BridgeState state(std::span<const std::string> /*ports*/) const { return {}; }
 
   virtual void act(const BridgePortAction&) {}

@@ -72,7 +72,10 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       output_(outputs),
       clock_(makePtr<Platform::Embedded::VirtualClock>()),
       account_(*clock_, options.records),
-      observers_(options.records > 0 ? &account_ : nullptr, options.observer),
+      numbers_(account_),
+      recorder_(&numbers_, &account_),
+      observers_(options.records > 0 ? &recorder_ : nullptr, options.observer),
+      bridge_(options.bridge),
       switch_(clock_),
       config_(makePtr<Mrp::MrpConfig>()),
       status_(makePtr<Mrp::MrpStatus>()),
@@ -190,8 +193,18 @@ void ReplaySession::run() {
   output_.finished(clock_->now(), state);
 }
 
+Mrp::Why::Sources ReplaySession::sources() const {
+  Mrp::Why::Sources sources{.account = account_, .engine = *engine_, .ports = {}};
+  for (const std::string& port : inputs_.ports) sources.ports.emplace_back(port);
+  sources.registration = [this](IntfId intf, std::uint16_t vlan) {
+    return application_->registration(intf, vlan);
+  };
+  sources.streams = application_->streams();
+  return sources;
+}
+
 void ReplaySession::act(const FrameAction& action) {
-  if (line_ != 0) account_.nextFrameIs(line_);
+  numbers_.comes(IntfId(action.port), line_, action.octets);
   switch_.receive(IntfId(action.port), action.octets, action.unread);
 }
 
@@ -214,6 +227,12 @@ void ReplaySession::act(const RequestAction& action) {
 void ReplaySession::act(const EnableAction& action) {
   const Scope because(account_, account_.setting(Setting::portEnabled, IntfId(action.port),
                                                  action.enable, requester()));
+  using Mrp::Accounts::PortChange;
+  const Scope change(
+      account_,
+      bridge_ ? 0
+              : account_.portChanged(IntfId(action.port),
+                                     action.enable ? PortChange::enabled : PortChange::disabled));
   application_->enabledIs(IntfId(action.port), action.enable);
 }
 
@@ -227,8 +246,8 @@ void ReplaySession::act(const RoleAction& action) {
   // A port that is new to the instance appears in its role.
   auto port = Platform::makePtr<Stp::MstiPortStatus>();
   const Stp::MstiPortStatus::Role role{action.role};
-  const Scope because(account_, account_.role(IntfId(action.port),
-                                              static_cast<std::uint8_t>(action.role)));
+  const Scope because(account_,
+                      account_.role(IntfId(action.port), static_cast<std::uint8_t>(action.role)));
   port->roleIs(role);
   switch_.stpStatus()
       ->childIs(action.stp)
@@ -238,8 +257,8 @@ void ReplaySession::act(const RoleAction& action) {
 }
 
 void ReplaySession::act(const ConfigAction& action) {
-  const Scope because(account_, account_.setting(Setting::other, IntfId(action.port.value_or("")), 0,
-                                                 requester()));
+  const Scope because(
+      account_, account_.setting(Setting::other, IntfId(action.port.value_or("")), 0, requester()));
   if (!action.port) {
     Platform::attributeValueIs(config_->describe(), action.field, *action.value);
     return;

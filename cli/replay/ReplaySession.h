@@ -9,6 +9,8 @@
 
 #include "agent/account/Account.h"
 #include "agent/account/ObserverPair.h"
+#include "agent/why/Answer.h"
+#include "cli/replay/FrameNumbers.h"
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
 #include "cli/replay/ReplayApplication.h"
@@ -50,6 +52,7 @@ class ReplaySession {
   const ReplayApplication& application() const { return *application_; }
   // What has happened, and why.
   const Mrp::Accounts::Account& account() const { return account_; }
+  Mrp::Why::Sources sources() const;
 
  private:
   // Passes everything on to all outputs.
@@ -92,6 +95,8 @@ class ReplaySession {
   void act(const RegistrationAction& action) { application_->act(action, requester()); }
   template <class BridgesAction>
   void act(const BridgesAction& action) {
+    using namespace Mrp::Accounts;
+    const Account::Scope because(account_, account_.setting(Setting::other, {}, 0, requester()));
     application_->act(action);
   }
 
@@ -100,7 +105,10 @@ class ReplaySession {
   Outputs output_;
   Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
   Mrp::Accounts::Account account_;
+  FrameNumbers numbers_;
+  Mrp::Accounts::ObserverPair recorder_;
   Mrp::Accounts::ObserverPair observers_;
+  bool bridge_;
   Platform::Embedded::Switch switch_;
   Platform::Ptr<Mrp::MrpConfig> config_;
   Platform::Ptr<Mrp::MrpStatus> status_;

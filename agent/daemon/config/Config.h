@@ -49,6 +49,8 @@ struct Config {
   std::string spanningTree = "kernel";
   std::string onStop = "withdraw";
   std::string log = "info";
+  std::uint32_t account = 65536;
+  std::uint32_t frameMemory = 4194304;
 
   bool mvrpEnabled = true;
   double mvrpLeaveTime = 0.6;

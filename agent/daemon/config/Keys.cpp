@@ -153,6 +153,13 @@ constexpr std::array kKeys{
     key<&C::log>("agent", "log", "\"error\", \"warning\", \"info\" or \"debug\"",
                  "The least important log lines that are written.",
                  {.choices = "error|warning|info|debug"}),
+    key<&C::account>("agent", "account", "a number of records, 0 (none) to 16777216",
+                     "How many records of what happened are kept of each application, for mrp why; "
+                     "48 octets each.",
+                     {.max = 16777216, .fixedForLife = true}),
+    key<&C::frameMemory>("agent", "frame-memory", "a number of octets, 0 (none) to 1073741824",
+                         "How many octets of the last frames are kept, for mrp dump.",
+                         {.max = 1073741824, .fixedForLife = true}),
 
     key<&C::mvrpEnabled>("mvrp", "enabled", kBoolean, "Whether MVRP runs."),
     key<&C::mvrpLeaveTime>("mvrp", "leave-time", kLeaveTime,

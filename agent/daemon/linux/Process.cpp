@@ -13,6 +13,7 @@
 
 #include "agent/daemon/Agent.h"
 #include "agent/daemon/Control.h"
+#include "agent/daemon/config/ConfigText.h"
 #include "agent/daemon/linux/LinuxHost.h"
 #include "agent/daemon/linux/Notify.h"
 #include "agent/daemon/linux/Privileges.h"
@@ -321,22 +322,7 @@ int checkConfiguration(const std::string& file, std::span<const OptionText> opti
   const Loaded loaded = load(file, options);
   tell(log, loaded.errors);
   if (!loaded.errors.empty()) return Exit::kConfiguration;
-  std::string_view table;
-  for (const Key& key : keys()) {
-    if (key.table != table) {
-      std::cout << (table.empty() ? "" : "\n") << "[" << key.table << "]\n";
-      table = key.table;
-    }
-    std::cout << key.name << " = " << tomlText(*key.get(&loaded.config)) << '\n';
-  }
-  for (const auto& [name, port] : loaded.config.port) {
-    std::cout << "\n[port.\"" << name << "\"]\n";
-    for (const Key& key : portKeys()) {
-      if (const auto value = key.get(&port)) {
-        std::cout << key.name << " = " << tomlText(*value) << '\n';
-      }
-    }
-  }
+  std::cout << configText(loaded.config, Settings::all);
   return std::cout.flush() ? Exit::kDone : Exit::kFailed;
 }
 
