@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds kBreath{10000};  // between two signs of lif
 const httplib::Headers& headers() {
   static const httplib::Headers all{
       {"Content-Security-Policy",
-       "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri "
+       "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; base-uri "
        "'none'; form-action 'none'; frame-ancestors 'none'"},
       {"X-Content-Type-Options", "nosniff"},
       {"X-Frame-Options", "DENY"},
@@ -198,6 +198,7 @@ struct WebServer::Impl {
     text("/", livePage(), "text/html; charset=utf-8");
     text("/page.js", std::string(pageScript()), "text/javascript; charset=utf-8");
     text("/page.css", std::string(pageStyle()), "text/css; charset=utf-8");
+    server.Get("/favicon.ico", [](const Request&, Response& response) { response.status = 204; });
     server.Get("/picture.json", [this](const Request& request, Response& response) {
       const auto application = applicationNamed(request.get_param_value("application"));
       if (!application) return answer(response, 400, "application is mvrp or msrp");
