@@ -5,7 +5,9 @@ CAPTURES ?= $(firstword $(wildcard ../shared/captures) examples/captures)
 run: build
 	scripts/replay-captures build/bin/mrp $(CAPTURES)
 
+# A browser is large and not to be had everywhere: the tests of the page are skipped without it.
 test: build
+	@scripts/install-packages browser || echo "no browser: the tests of the page will be skipped" >&2
 	ctest --preset default -j$(JOBS)
 
 packages:
@@ -41,6 +43,13 @@ bench-store: bench_programs
 # LONG=1: with repetitions that take minutes.
 test-net: build
 	LONG=$(LONG) scripts/test-net build/bin/mrp
+
+# The pages that show a run, in a browser; and the pictures of them in docs/pictures.
+test-page: build
+	scripts/test-page build/bin/mrp
+
+pictures: build
+	scripts/pictures build/bin/mrp
 
 test-kernel: build
 	@scripts/install-packages kernel || echo 'test-kernel: its packages cannot be had'
@@ -113,7 +122,7 @@ format: packages
 clean:
 	rm -rf build build-asan build-clang build-fuzz build-coverage
 
-.PHONY: test-net test-kernel bench-net demo install
+.PHONY: test-net test-kernel bench-net demo install test-page pictures
 .PHONY: run test packages build asan bench bench-quick bench-count bench-store bench_programs soak mutants lifetimes check tidy format
 .PHONY: clean
 .PHONY: check-hardening fuzz-build fuzz fuzz-long fuzz-coverage valgrind

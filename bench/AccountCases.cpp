@@ -35,7 +35,8 @@ class PlainRing {
 // A registration that is put in doubt and declared again, over and over: each fact is recorded.
 MrpObserver::Transition factOf(std::size_t i, IntfId port) {
   const bool doubt = i % 2 == 0;
-  return {MrpObserver::Machine::registrar, std::uint8_t(doubt ? 0 : 1),
+  return {MrpObserver::Machine::registrar,
+          std::uint8_t(doubt ? 0 : 1),
           std::uint8_t(doubt ? Mrp::MrpRegistrarEvent::rLv : Mrp::MrpRegistrarEvent::rJoinIn),
           std::uint8_t(doubt ? 1 : 0),
           {port, 1, i / 2 % kVlans + 1}};

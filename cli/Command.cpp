@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 
+#include "agent/daemon/config/Config.h"
 #include "cli/BadInput.h"
 #include "cli/ReplayCommand.h"
 #include "cli/agent/AgentCommands.h"
 #include "cli/manual/Completion.h"
 #include "cli/manual/Pages.h"
 #include "cli/replay/JsonMembers.h"
+#include "cli/web/WebCommand.h"
 #include "cli/why/WhyCommand.h"
 
 namespace Cli {
@@ -79,6 +81,20 @@ void describe(CLI::App& app, ReplayCommand& command, std::string& application) {
   app.footer(kExamples);
 }
 
+const CLI::App* describe(CLI::App& app, WebCommand& command) {
+  CLI::App* web = app.add_subcommand("web", "Show an agent at work in a browser, and its metrics");
+  command.socket = Daemon::Config().querySocket;
+  web->add_option("--listen", command.listen, "Address and port")
+      ->type_name("ADDRESS:PORT")
+      ->capture_default_str();
+  web->add_option("--name", command.names, "A name by which browsers know this server")
+      ->type_name("HOST");
+  web->add_option("--socket", command.socket, "Query socket of the agent")
+      ->type_name("PATH")
+      ->capture_default_str();
+  return web;
+}
+
 // File names and the library's messages may hold line ends.
 std::string oneLine(std::string text) {
   for (char& c : text) {
@@ -99,6 +115,8 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
   AgentCommands agentCommands(app);
+  WebCommand web;
+  const CLI::App* webApp = describe(app, web);
   WhyCommand why(app);
   // What is made of the commands above; not for everyday use, so --help does not show them.
   std::string page;
@@ -116,6 +134,10 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
     return 0;
   }
   if (const auto status = agentCommands.run(out, err)) return *status;
+  if (webApp->parsed()) {
+    serveWeb(web, out);
+    return 0;
+  }
   if (const auto status = why.run(out, err)) return *status;
   if (manual->parsed() || completion->parsed()) {
     out << (manual->parsed() ? manualPage(app, page) : completionScript(app, shell)) << std::flush;

@@ -3,7 +3,7 @@ set(page_folder ${PROJECT_SOURCE_DIR}/cli/page)
 set(page_source ${PROJECT_BINARY_DIR}/page/PageText.cpp)
 # In the order in which they build on each other.
 set(page_scripts)
-foreach(name words model layout view details input main)
+foreach(name words model layout view details input live main)
   list(APPEND page_scripts ${page_folder}/${name}.js)
 endforeach()
 add_custom_command(OUTPUT ${page_source}

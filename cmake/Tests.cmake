@@ -41,6 +41,12 @@ if(test_sources)
   endif()
 endif()
 
+# The page that shows a run, in a browser.
+if(TARGET mrp_cli AND NOT MRP_SANITIZE)
+  add_test(NAME page COMMAND ${PROJECT_SOURCE_DIR}/scripts/test-page $<TARGET_FILE:mrp_cli>)
+  set_tests_properties(page PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+endif()
+
 # The agent on real interfaces, and what its service may do.
 if(TARGET mrp_cli AND TARGET mrp_daemon)
   if(NOT MRP_SANITIZE)

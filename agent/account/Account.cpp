@@ -29,29 +29,13 @@ constexpr bool is(const Record& record, Kind kind) { return record.kind == kind;
 }  // namespace
 
 const char* stringValue(Kind kind) {
-  static constexpr std::array names{"none",
-                                    "frame received",
-                                    "frame sent",
-                                    "LeaveAll received",
-                                    "LeaveAll sent",
-                                    "applicant",
-                                    "registrar",
-                                    "discard",
-                                    "timer armed",
-                                    "timer fired",
-                                    "timer stopped",
-                                    "committed",
-                                    "request",
-                                    "role",
-                                    "port",
-                                    "activation",
-                                    "setting",
-                                    "contribution",
-                                    "propagation",
-                                    "decision",
-                                    "figures",
-                                    "reservation",
-                                    "listener"};
+  static constexpr std::array names{
+      "none",          "frame received", "frame sent",    "LeaveAll received",
+      "LeaveAll sent", "applicant",      "registrar",     "discard",
+      "timer armed",   "timer fired",    "timer stopped", "committed",
+      "request",       "role",           "port",          "activation",
+      "setting",       "contribution",   "propagation",   "decision",
+      "figures",       "reservation",    "listener"};
   const auto number = static_cast<std::size_t>(kind);
   return number < names.size() ? names[number] : "unknown";
 }
@@ -150,7 +134,7 @@ Number Account::setting(Setting setting, IntfId intf, std::uint64_t value, const
 
 // What a port contributes changes by its registration, which the application hears of as soon as it
 // is recorded; else by what the caller does.
-Number Account::contribution(const MrpAttribute& attribute, bool contributes) {
+Number Account::contribution(const MrpAttribute& attribute, bool contributes, bool inFrame) {
   const Record* newest = record(last_);
   const auto intf = static_cast<std::uint32_t>(attribute.intfId.value());
   const bool indicated = newest && is(*newest, Kind::registrar) &&
@@ -159,19 +143,20 @@ Number Account::contribution(const MrpAttribute& attribute, bool contributes) {
                   {.kind = Kind::contribution,
                    .event = contributes,
                    .detail = attribute.intfId.value(),
-                   .cause = indicated ? newest->number : because_});
+                   .cause = indicated ? newest->number
+                            : inFrame ? std::max(ofFrame(attribute.intfId), because_)
+                                      : because_});
 }
 
 // Of what is passed on and what the caller does, the later one.
 Number Account::propagation(const MrpAttribute& attribute, bool declares) {
   const std::uint64_t own = attribute.intfId.value();
-  const Number passedOn = recent({IntfId(), attribute.attributeType, attribute.attributeKey},
-                                 [own](const Record& r) {
-                                   return is(r, Kind::contribution) && r.detail != own;
-                                 });
-  return addAbout(attribute, {.kind = Kind::propagation,
-                              .event = declares,
-                              .cause = std::max(passedOn, because_)});
+  const Number passedOn =
+      recent({IntfId(), attribute.attributeType, attribute.attributeKey},
+             [own](const Record& r) { return is(r, Kind::contribution) && r.detail != own; });
+  return addAbout(
+      attribute,
+      {.kind = Kind::propagation, .event = declares, .cause = std::max(passedOn, because_)});
 }
 
 // Decisions are made for many streams at once. What has come of the stream itself since the first
@@ -180,9 +165,8 @@ Number Account::ofInputs(std::uint64_t stream) const {
   Number cause = because_;
   constexpr std::uint8_t kStreamTypes = 3;
   for (std::uint8_t type = 1; type <= kStreamTypes; ++type) {
-    cause = std::max(cause, recent({IntfId(), type, stream}, [](const Record& r) {
-                       return is(r, Kind::contribution);
-                     }));
+    cause = std::max(cause, recent({IntfId(), type, stream},
+                                   [](const Record& r) { return is(r, Kind::contribution); }));
   }
   return because_ == 0 ? 0 : cause;
 }
@@ -203,8 +187,8 @@ Number Account::decision(const Decision& decision) {
 
 Number Account::reservation(IntfId intf, std::uint64_t stream, bool opened) {
   const MrpAttribute attribute{intf, 0, stream};
-  const Record* before = record(
-      recent(attribute, [](const Record& r) { return is(r, Kind::reservation); }));
+  const Record* before =
+      record(recent(attribute, [](const Record& r) { return is(r, Kind::reservation); }));
   if ((before && before->event) == opened) return 0;
   return addAbout(attribute,
                   {.kind = Kind::reservation, .event = opened, .cause = ofInputs(stream)});
@@ -216,9 +200,8 @@ Number Account::listener(IntfId intf, std::uint64_t stream, std::uint8_t declare
 }
 
 Number Account::decided(IntfId intf, std::uint64_t stream) const {
-  return recent({intf, 0, stream}, [](const Record& r) {
-    return is(r, Kind::decision) || is(r, Kind::listener);
-  });
+  return recent({intf, 0, stream},
+                [](const Record& r) { return is(r, Kind::decision) || is(r, Kind::listener); });
 }
 
 // --- Told by the engine --------------------------------------------------------------------------
@@ -257,8 +240,7 @@ void Account::event(const Event& event) {
     if (event.leaveAll) {
       const Number number =
           add({attribute.intfId, attribute.attributeType, 0},
-              {.kind = Kind::leaveAllSent,
-               .cause = ofOwnLeaveAll(attribute.intfId)});
+              {.kind = Kind::leaveAllSent, .cause = ofOwnLeaveAll(attribute.intfId)});
       declared(attribute, number);
     } else {
       encoded_ = attribute;
@@ -293,8 +275,8 @@ void Account::transition(const Transition& transition) {
         {.kind = registrar ? Kind::registrar : Kind::applicant,
          .event = transition.event,
          .states = states(transition.from, transition.to),
-         .detail = started_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(started_->due, 1))
-                            : 0,
+         .detail =
+             started_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(started_->due, 1)) : 0,
          .cause = cause});
     started_.reset();
   }
@@ -380,8 +362,7 @@ Number Account::ofRole(const Transition& transition) {
   const Record* told = record(because_);
   if (told && is(*told, Kind::role)) return because_;
   const IntfId intf = transition.attribute.intfId;
-  if (untoldRole_.number == 0 || untoldRole_.intf != intf ||
-      untoldRoleEvent_ != transition.event) {
+  if (untoldRole_.number == 0 || untoldRole_.intf != intf || untoldRoleEvent_ != transition.event) {
     untoldRole_ = {intf, role(intf, kUntoldRole)};
     untoldRoleEvent_ = transition.event;
   }
@@ -427,16 +408,15 @@ void Account::timer(const Timer& timer) {
                       : timer.step == TimerStep::fired ? Kind::timerFired
                                                        : Kind::timerStopped;
     const bool served = leaveAllTimer_.intf == timer.attribute.intfId;
-    const Number number = addAbout(
-        timer.attribute,
-        {.kind = kind,
-         .event = octet(timer.kind),
-         .detail = static_cast<std::uint64_t>(due),
-         .cause = kind == Kind::timerArmed
-                      ? (served ? leaveAllTimer_.number : because_)
-                      : recent(timer.attribute, [](const Record& r) {
-                          return is(r, Kind::timerArmed);
-                        })});
+    const Number number =
+        addAbout(timer.attribute,
+                 {.kind = kind,
+                  .event = octet(timer.kind),
+                  .detail = static_cast<std::uint64_t>(due),
+                  .cause = kind == Kind::timerArmed ? (served ? leaveAllTimer_.number : because_)
+                                                    : recent(timer.attribute, [](const Record& r) {
+                                                        return is(r, Kind::timerArmed);
+                                                      })});
     leaveAllTimer_ = kind == Kind::timerFired ? OnPort{timer.attribute.intfId, number} : OnPort{};
     if (kind == Kind::timerFired) untoldRole_ = {};
     return;
@@ -467,12 +447,11 @@ Number Account::ofArming(const Timer& timer) const {
 void Account::committed(const Commit& commit) {
   if (capacity_ == 0) return;
   flushStarted();
-  addAbout(commit.attribute,
-           {.kind = Kind::committed,
-            .event = commit.added,
-            .cause = recent(commit.attribute, [](const Record& r) {
-              return is(r, Kind::registrar) || is(r, Kind::applicant);
-            })});
+  addAbout(commit.attribute, {.kind = Kind::committed,
+                              .event = commit.added,
+                              .cause = recent(commit.attribute, [](const Record& r) {
+                                return is(r, Kind::registrar) || is(r, Kind::applicant);
+                              })});
 }
 
 }  // namespace Mrp::Accounts

@@ -69,11 +69,12 @@ class Account final : public MrpObserver {
   Number setting(Setting setting, IntfId intf, std::uint64_t value, const Requester& by);
   // What a bridge passes on. The cause is found among what was told before: the registration, or
   // what the caller does just now.
-  Number contribution(const MrpAttribute& attribute, bool contributes);
+  // `inFrame`: a frame of the port is being acted on, for values that change without a transition.
+  Number contribution(const MrpAttribute& attribute, bool contributes, bool inFrame = false);
   Number propagation(const MrpAttribute& attribute, bool declares);
   // What a bridge of streams decides; the cause is `because`, or 0 for what is done just now.
   struct Decision {
-    MrpAttribute stream;     // its type is 0
+    MrpAttribute stream;      // its type is 0
     std::uint8_t before = 0;  // TalkerKind
     std::uint8_t now = 0;
     std::uint8_t code = 0;
@@ -170,15 +171,15 @@ class Account final : public MrpObserver {
   std::size_t next_ = 0;  // where the next record goes
   std::size_t size_ = 0;
   Number last_ = 0;
-  std::vector<IntfId> ports_;        // by their numbers
-  std::vector<Outgoing> outgoing_;   // likewise
-  std::uint64_t received_ = 0;       // frames
+  std::vector<IntfId> ports_;       // by their numbers
+  std::vector<Outgoing> outgoing_;  // likewise
+  std::uint64_t received_ = 0;      // frames
   std::uint64_t sent_ = 0;
-  Number because_ = 0;               // of the innermost scope
-  OnPort frame_;                     // the frame received last
+  Number because_ = 0;                // of the innermost scope
+  OnPort frame_;                      // the frame received last
   std::array<Number, 8> leaveAll_{};  // those it carried, by type
-  OnPort leaveAllTimer_;             // the one being served
-  OnPort untoldRole_;                // a change that nobody told of, see ofRole
+  OnPort leaveAllTimer_;              // the one being served
+  OnPort untoldRole_;                 // a change that nobody told of, see ofRole
   std::optional<Started> started_;
   std::optional<MrpAttribute> encoded_;  // put into a packet by the transition that comes next
   std::uint8_t untoldRoleEvent_ = 0;

@@ -17,8 +17,7 @@ FrameRing::Header FrameRing::headerAt(std::size_t at) const {
 
 FrameRing::Frame FrameRing::frameAt(std::size_t at, std::uint64_t number) const {
   const Header h = headerAt(at);
-  return {number,     Platform::Seconds::fromNanoseconds(h.time),
-          h.intf,     h.received,
+  return {number,        Platform::Seconds::fromNanoseconds(h.time), h.intf, h.received,
           h.application, {buffer_.data() + at + sizeof h, h.length}};
 }
 

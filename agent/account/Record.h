@@ -19,26 +19,26 @@ enum class Kind : std::uint8_t {
   leaveAllReceived,  // of a type
   leaveAllSent,      // of a type, when it is put into a packet
   applicant,         // event: MrpApplicantEvent; from, to: MrpApplicantState
-  registrar,         // event: MrpRegistrarEvent; from, to: MrpRegistrarState; detail: when the leave
-                     // timer that it started is due (engine's clock, nanoseconds), 0 for none
-  discard,           // event: MrpObserver::Reason; of a frame, type and key are 0
-  timerArmed,        // event: MrpObserver::TimerKind; detail: when it is due
-  timerFired,        // the same; a LeaveAll timer has type and key 0
+  registrar,   // event: MrpRegistrarEvent; from, to: MrpRegistrarState; detail: when the leave
+               // timer that it started is due (engine's clock, nanoseconds), 0 for none
+  discard,     // event: MrpObserver::Reason; of a frame, type and key are 0
+  timerArmed,  // event: MrpObserver::TimerKind; detail: when it is due
+  timerFired,  // the same; a LeaveAll timer has type and key 0
   timerStopped,
-  committed,         // event: 1 added, 0 deleted
-  request,           // event: Verb; to: By; detail: user and place
-  role,              // event: number of the role that the port has from now on
-  port,              // event: PortChange
-  activation,        // the engine went to work
-  setting,           // event: Setting; key: its new value; by whom as of a request
-  contribution,      // of the whole bridge: what the port whose number is the detail has registered is
-                     // passed on to the others (event 1), or no more
-  propagation,       // declared on the port (event 1), or withdrawn, since other ports contribute
-  decision,          // of a stream (key) on the port; type: StreamType; event: failure code;
-                     // from, to: declared before and now (TalkerKind); detail: what it needs, bit/s
-  figures,           // of the decision that is its cause; key: allowed, detail: in use, bit/s
-  reservation,       // of a stream on the port; event: 1 opened, 0 closed
-  listener,          // declared towards the talker; event: MsrpListenerEvent, 0 withdrawn
+  committed,     // event: 1 added, 0 deleted
+  request,       // event: Verb; to: By; detail: user and place
+  role,          // event: number of the role that the port has from now on
+  port,          // event: PortChange
+  activation,    // the engine went to work
+  setting,       // event: Setting; key: its new value; by whom as of a request
+  contribution,  // of the whole bridge: what the port whose number is the detail has registered is
+                 // passed on to the others (event 1), or no more
+  propagation,   // declared on the port (event 1), or withdrawn, since other ports contribute
+  decision,      // of a stream (key) on the port; type: StreamType; event: failure code;
+                 // from, to: declared before and now (TalkerKind); detail: what it needs, bit/s
+  figures,       // of the decision that is its cause; key: allowed, detail: in use, bit/s
+  reservation,   // of a stream on the port; event: 1 opened, 0 closed
+  listener,      // declared towards the talker; event: MsrpListenerEvent, 0 withdrawn
 };
 
 // What a request asks for.

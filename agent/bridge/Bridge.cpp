@@ -93,8 +93,7 @@ void Bridge::portEnabledIs(IntfId intf, bool enabled) {
   Member* const m = member(intf);
   if (!m || m->enabled == enabled) return;
   m->enabled = enabled;
-  const auto because =
-      portChanged(intf, enabled ? PortChange::enabled : PortChange::disabled);
+  const auto because = portChanged(intf, enabled ? PortChange::enabled : PortChange::disabled);
   if (enabled) {
     mrpInterfaceEnable(intf);
     handlePam(intf);  // an endpoint that was open before
@@ -176,7 +175,8 @@ void Bridge::forward(Member& member, const VlanSet& vlans, bool forwards) {
 }
 
 Accounts::Because Bridge::portChanged(IntfId intf, PortChange change) const {
-  return Accounts::because(account_, [&](Accounts::Account& a) { return a.portChanged(intf, change); });
+  return Accounts::because(account_,
+                           [&](Accounts::Account& a) { return a.portChanged(intf, change); });
 }
 
 // --- Requests ------------------------------------------------------------------------------------

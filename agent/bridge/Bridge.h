@@ -38,8 +38,8 @@ class Bridge : public MrpLib, private Stp::RoleWatcher::Listener {
   void portEnabledIs(IntfId intf, bool enabled);
   bool portEnabled(IntfId intf) const;
 
-  // Is told what the bridge passes on, and why. Not owned; null at first. It outlives the bridge, or
-  // is taken away before.
+  // Is told what the bridge passes on, and why. Not owned; null at first. It outlives the bridge,
+  // or is taken away before.
   void accountIs(Accounts::Account* account) { account_ = account; }
 
  protected:

@@ -32,6 +32,7 @@ Json portRow(const Agent& agent, const Instance& instance, IntfId intf) {
         {"dropped", host.dropped},
         {"sendErrors", host.sendErrors}}},
       {"events", {{"received", eventsJson(counts.received)}, {"sent", eventsJson(counts.sent)}}},
+      {"transitions", counts.transitions},
       {"discards", std::move(discards)}};
 }
 

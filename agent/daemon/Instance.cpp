@@ -133,8 +133,8 @@ void Instance::timesAre(IntfId intf, const Settings& settings) {
 void Instance::declarationsAre(IntfId intf, const Settings& before, const Settings& now) {
   const auto vlansAre = [&](const VlanSet& vlans, bool declared) {
     vlans.walk([&](std::uint16_t vlan) {
-      const auto because = recorder_.asked(declared ? Verb::declare : Verb::withdraw,
-                                           {intf, kVlanType, vlan});
+      const auto because =
+          recorder_.asked(declared ? Verb::declare : Verb::withdraw, {intf, kVlanType, vlan});
       app_->declarationIs(intf, kVlanType, vlanImage(vlan), declared);
     });
   };

@@ -144,8 +144,7 @@ Json callLeaveAll(const Call& call) {
     for (const auto& [intf, port] : call.agent().ports()) {
       if (!name.empty() && intf.name() != name) continue;
       if (!instance->engine().endpoints().pam(intf)) continue;
-      const auto because =
-          instance->recorder().asked(Mrp::Accounts::Verb::leaveAll, {intf, 0, 0});
+      const auto because = instance->recorder().asked(Mrp::Accounts::Verb::leaveAll, {intf, 0, 0});
       instance->engine().sendLeaveAll(intf);
     }
   }

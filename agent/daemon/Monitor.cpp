@@ -34,6 +34,7 @@ void Monitor::discard(const Discard& discard) {
 // Every LeaveAll moves every record through LV and the anxious states and back, which changes
 // nothing of what it stands for.
 void Monitor::transition(const Transition& transition) {
+  if (transition.from != transition.to) ++ports_.is(transition.attribute.intfId).transitions;
   bool was = false;
   bool is = false;
   if (transition.machine == Machine::registrar) {

@@ -24,6 +24,7 @@ class Monitor final : public Mrp::MrpObserver {
     std::uint64_t framesReceived = 0;
     std::uint64_t framesSent = 0;
     std::uint64_t filtered = 0;  // refused by the engine's admission
+    std::uint64_t transitions = 0;
     std::map<Reason, std::uint64_t> discards;
     std::optional<Platform::EthAddr> lastOrigin;
   };

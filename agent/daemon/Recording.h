@@ -13,8 +13,8 @@ namespace Daemon {
 struct Recording {
   std::size_t records = Mrp::Accounts::Account::kDefaultCapacity;  // of each application
   Mrp::Accounts::FrameRing frames;
-  Mrp::Accounts::Account::Requester asking{Mrp::Accounts::By::configuration,
-                                           Mrp::Accounts::kNobody, Mrp::Accounts::kNobody};
+  Mrp::Accounts::Account::Requester asking{Mrp::Accounts::By::configuration, Mrp::Accounts::kNobody,
+                                           Mrp::Accounts::kNobody};
 };
 
 // While one is there, what is asked for is asked for by this user.

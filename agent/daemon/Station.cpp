@@ -62,7 +62,13 @@ void Station::handlePam(IntfId intf) {
   isOpen ? open(intf, *port) : close(intf, *port);
 }
 
+Mrp::Accounts::Because Station::changed(IntfId intf, Mrp::Accounts::PortChange change) const {
+  return Mrp::Accounts::because(
+      account_, [&](Mrp::Accounts::Account& a) { return a.portChanged(intf, change); });
+}
+
 void Station::open(IntfId intf, Port& port) {
+  const auto because = changed(intf, Mrp::Accounts::PortChange::opened);
   port.open = true;
   settle(intf, port);
 }
@@ -71,6 +77,7 @@ void Station::open(IntfId intf, Port& port) {
 // there is one again.
 void Station::close(IntfId intf, Port& port) {
   if (!port.open) return;
+  const auto because = changed(intf, Mrp::Accounts::PortChange::closed);
   port.open = false;
   mrpTxPacketContextDel(intf);
   mrpTxSecondPacketContextDel(intf);

@@ -19,6 +19,7 @@ class Station final : public Mrp::MrpLib, public Application {
   ~Station() override;
 
   Mrp::MrpLib& lib() override { return *this; }
+  void accountIs(Mrp::Accounts::Account* account) override { account_ = account; }
   void start() override;
   void portIs(IntfId intf) override;
   void portDel(IntfId intf) override;
@@ -43,6 +44,7 @@ class Station final : public Mrp::MrpLib, public Application {
   };
 
   void handlePam(IntfId intf);
+  Mrp::Accounts::Because changed(IntfId intf, Mrp::Accounts::PortChange change) const;
   void open(IntfId intf, Port& port);
   void close(IntfId intf, Port& port);
   // Declares what is wanted and not declared, and withdraws what is declared and not wanted.
@@ -53,6 +55,7 @@ class Station final : public Mrp::MrpLib, public Application {
   Teller teller_;
   Platform::IntfMap<Port> ports_;
   Mrp::VlanSet everywhere_;
+  Mrp::Accounts::Account* account_ = nullptr;
   Platform::Reactor<IntfId> pamReactor_;
 };
 

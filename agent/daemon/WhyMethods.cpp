@@ -45,8 +45,7 @@ std::string wallText(std::int64_t origin, Platform::Seconds time) {
   const std::size_t size =
       std::strftime(text.data(), text.size(), sameDay ? "%H:%M:%S" : "%F %H:%M:%S", &at);
   std::array<char, 8> millis{};
-  std::snprintf(millis.data(), millis.size(), ".%03d",
-                static_cast<int>(ns % kSecond / 1'000'000));
+  std::snprintf(millis.data(), millis.size(), ".%03d", static_cast<int>(ns % kSecond / 1'000'000));
   return std::string(text.data(), size) + millis.data();
 }
 
@@ -126,8 +125,7 @@ Json callWhy(const Call& call) {
 // From a record on, or from the oldest that is there.
 Json callAccount(const Call& call) {
   const Account& account = call.params.neededInstance().account();
-  const auto from = static_cast<Number>(
-      call.params.number("from", 0, INT64_MAX).value_or(0));
+  const auto from = static_cast<Number>(call.params.number("from", 0, INT64_MAX).value_or(0));
   Json records = Json::array();
   Number n = std::max(account.first(), from);
   for (; n <= account.last() && records.size() < kRecordsAtOnce; ++n) {
@@ -170,7 +168,7 @@ Json callFrames(const Call& call) {
 Json callConfiguration(const Call& call) {
   return {{"version", kVersion},
           {"mode", call.agent().config().mode},
-          {"toml", configText(call.agent().config())}};
+          {"toml", configText(call.agent().config(), Settings::changed)}};
 }
 
 }  // namespace Daemon

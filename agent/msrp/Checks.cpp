@@ -35,8 +35,8 @@ FailureCode fanIn(Checked c) { return unless(!c.stream.fanBlocked, fanInLimit); 
 
 constexpr std::array kBridgeChecks{
     Check{"kept streams", "", streamResources, kept},
-    Check{"address in use", "35.2.2.8.7", addressInUse, ownAddress},
-    Check{"FirstValue changed", "35.2.2.8.7", firstValueChanged, sameFirstValue},
+    Check{"address of its own", "35.2.2.8.7", addressInUse, ownAddress},
+    Check{"FirstValue unchanged", "35.2.2.8.7", firstValueChanged, sameFirstValue},
     Check{"priority of a class", "35.2.2.8.5", priorityOfNoClass, priorityOfClass},
     Check{"talker inside the domain", "35.1.4", notCapable, insideDomain},
     Check{"fan-in", "35.2.1.4", fanInLimit, fanIn},

@@ -2,8 +2,7 @@
 
 #include "agent/msrp/Explanation.h"
 
-#include <array>
-#include <cstdio>
+#include <string_view>
 
 #include "agent/msrp/Checks.h"
 #include "agent/msrp/StreamPropagation.h"
@@ -64,8 +63,8 @@ std::string remedyOf(std::uint8_t code, const Stream& stream, const Port& port, 
     case FailureCode::streamResources:
       return "withdraw other streams, or raise the bridge's limit of streams";
     case FailureCode::addressInUse:
-      return "give the stream another destination address than " +
-             talker.frame.dmac.stringValue() + " in VLAN " + vlan;
+      return "give the stream another destination address than " + talker.frame.dmac.stringValue() +
+             " in VLAN " + vlan;
     case FailureCode::firstValueChanged:
       return "withdraw the stream at its talker and advertise it anew, or leave it unchanged until "
              "it counts as new";
@@ -118,23 +117,18 @@ std::string remedyOf(std::uint8_t code, const Stream& stream, const Port& port, 
 }  // namespace
 
 std::string rateName(BitsPerSecond rate) {
-  std::array<char, 40> line{};
-  std::snprintf(line.data(), line.size(), "%llu.%06llu",
-                static_cast<unsigned long long>(rate / 1'000'000),
-                static_cast<unsigned long long>(rate % 1'000'000));
-  std::string number = line.data();
-  number.erase(number.find_last_not_of('0') + 1);
-  if (number.ends_with('.')) number.pop_back();
-  return number + " Mb/s";
+  constexpr BitsPerSecond kMega = 1'000'000;
+  std::string parts = std::to_string(kMega + rate % kMega).substr(1);
+  parts.erase(parts.find_last_not_of('0') + 1);
+  return std::to_string(rate / kMega) + (parts.empty() ? "" : "." + parts) + " Mb/s";
 }
 
 std::string bridgeName(std::uint64_t bridgeId) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string name;
-  for (int shift = 56; shift >= 0; shift -= 8) {
-    std::array<char, 4> octet{};
-    std::snprintf(octet.data(), octet.size(), "%02x",
-                  static_cast<unsigned>(bridgeId >> shift & 0xFF));
-    name += (name.empty() ? "" : ":") + std::string(octet.data());
+  for (int shift = 60; shift >= 0; shift -= 4) {
+    name += kDigits[bridgeId >> shift & 15];
+    if (shift % 8 == 0 && shift > 0) name += ':';
   }
   return name;
 }
@@ -221,8 +215,8 @@ Explanation StreamPropagation::explain(StreamId id, IntfId intf) const {
   } else {
     numbers += ", " + rateName(available.ofClass) + " available; ";
   }
-  const BitsPerSecond inUse = *b.srClass == SrClass::a ? port->bandwidth.reserved(SrClass::a)
-                                                       : port->bandwidth.reserved();
+  const BitsPerSecond inUse =
+      *b.srClass == SrClass::a ? port->bandwidth.reserved(SrClass::a) : port->bandwidth.reserved();
   numbers += rateName(inUse) + " of " + rateName(port->bandwidth.limit(*b.srClass)) + " in use";
   steps.push_back({.name = "bandwidth", .numbers = numbers});
   const FailureCode excess = granted ? FailureCode::none : available.excess(b.need);

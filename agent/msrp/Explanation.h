@@ -31,8 +31,8 @@ struct DomainState {
   bool open = false;
   bool capable = false;
   bool boundary = true;
-  std::uint8_t priority = 0;                    // ours
-  std::optional<std::uint8_t> theirs;           // none: no such class declared
+  std::uint8_t priority = 0;           // ours
+  std::optional<std::uint8_t> theirs;  // none: no such class declared
 };
 
 // "98.752 Mb/s".

@@ -188,9 +188,16 @@ void MsrpBridge::readRecords(const Member& member) {
 void MsrpBridge::indicated(const MrpParameters& parameters, bool join) {
   if (!account()) return;
   const std::uint8_t type = parameters.attributeType;
-  const Accounts::Number number =
-      account()->contribution({parameters.intfId, type, values().rxKey(type)}, join);
-  if (unsettledSince_ == 0) unsettledSince_ = number;
+  // Of domains every join is indicated.
+  if (join && type == number(MsrpAttrType::domain)) {
+    const MsrpDomainAttribute& value = msrpDomainVectorRx();
+    const auto srClass = srClassNumbered(value.srClassId);
+    const auto known = srClass ? propagation_.domain(parameters.intfId, *srClass) : std::nullopt;
+    if (!known || known->theirs == value.srClassPriority) return;
+  }
+  const Accounts::Number input = account()->contribution(
+      {parameters.intfId, type, values().rxKey(type)}, join, engine()->frameInProgress());
+  if (unsettledSince_ == 0) unsettledSince_ = input;
 }
 
 Accounts::Because MsrpBridge::decided(IntfId intf, StreamId id) const {

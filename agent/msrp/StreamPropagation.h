@@ -7,8 +7,8 @@
 #include <set>
 #include <vector>
 
-#include "agent/msrp/AddressBook.h"
 #include "agent/account/Account.h"
+#include "agent/msrp/AddressBook.h"
 #include "agent/msrp/Entries.h"
 #include "agent/msrp/Explanation.h"
 #include "agent/msrp/FanIn.h"

@@ -24,8 +24,14 @@ class Client {
   // The params of the next notification of this method; none when the server has ended the
   // connection.
   std::optional<Json> next(const std::string& method);
+  // Whether there is one already that next() gives without the server sending more, as far as it
+  // can be told without reading; and what to poll for more. For those who wait for other things,
+  // too.
+  bool hasNotification() const { return !notifications_.empty() || hasLine(); }
+  int fd() const { return fd_; }
 
  private:
+  bool hasLine() const { return buffer_.find('\n', searched_) != std::string::npos; }
   void send(std::string_view octets);
   // The next line; none at the end.
   std::optional<std::string> readLine();

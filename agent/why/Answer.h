@@ -42,8 +42,8 @@ struct Answer {
   std::string subject = {};  // "VLAN 100", "stream 00:1b:…:0001", "class A"
   IntfId port = {};
   bool known = false;
-  std::string state = {};  // in a sentence
-  std::string cause = {};  // the word for it by which programs tell causes apart
+  std::string state = {};          // in a sentence
+  std::string cause = {};          // the word for it by which programs tell causes apart
   std::vector<Step> because = {};  // newest first
   std::optional<Accounts::Reader::Ending> ending = {};
   std::vector<Coming> next = {};

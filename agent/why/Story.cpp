@@ -52,9 +52,8 @@ Registration Story::administered() const {
 const Record* Story::lastOfRegistrar() const {
   return sources_.account.newest(attribute_, sources_.account.last() + 1, [](const Record& r) {
     return r.kind == Kind::registrar || r.kind == Kind::discard ||
-           (r.kind == Kind::request &&
-            (r.event == static_cast<std::uint8_t>(Verb::remove) ||
-             r.event == static_cast<std::uint8_t>(Verb::forbidden)));
+           (r.kind == Kind::request && (r.event == static_cast<std::uint8_t>(Verb::remove) ||
+                                        r.event == static_cast<std::uint8_t>(Verb::forbidden)));
   });
 }
 
@@ -87,22 +86,26 @@ Answer Story::registration() const {
 }
 
 void Story::nextLeaveAll(Answer& answer) const {
-  const auto due =
-      sources_.engine.leaveAllDue({attribute_.intfId, attribute_.attributeType});
-  if (due) answer.next.push_back({*due, "a LeaveAll of our own asks every neighbour to declare again"});
+  const auto due = sources_.engine.leaveAllDue({attribute_.intfId, attribute_.attributeType});
+  if (due)
+    answer.next.push_back({*due, "a LeaveAll of our own asks every neighbour to declare again"});
 }
 
 void Story::whyRegistered(Answer& answer) const {
   const MrpAttrDatabase& record = *stands();
   answer.state = noun_.name + " is registered" + on() + ".";
   answer.cause = "joined";
-  if (!record.committed()) {
-    answer.state = noun_.name + " is registered" + on() + ", but not yet published.";
-    answer.cause = "not-committed";
-    answer.next.push_back({Seconds::never(),
-                           "published at the next review that the attribute log has room for"});
-  }
   const Record* in = sources_.account.newest(attribute_, sources_.account.last() + 1, taken);
+  if (!record.committed()) {
+    // A review comes within a second or so; later than that something holds it up.
+    constexpr Seconds kReview{2.0};
+    if (in && sources_.account.clock().now() - in->at() > kReview) {
+      answer.state = noun_.name + " is registered" + on() + ", but not yet published.";
+      answer.cause = "not-committed";
+    }
+    answer.next.push_back(
+        {Seconds::never(), "published at the next review that the attribute log has room for"});
+  }
   const Record* restored =
       sources_.account.newest(attribute_, sources_.account.last() + 1, [](const Record& r) {
         return r.kind == Kind::request && r.event == static_cast<std::uint8_t>(Verb::restored);
@@ -124,13 +127,11 @@ void Story::whyRegistered(Answer& answer) const {
 void Story::before(Answer& answer) const {
   if (answer.because.empty()) return;
   const Number first = answer.because.back().record;
-  const Record* doubt = sources_.account.newest(attribute_, first, [](const Record& r) {
-    return doubted(r) || taken(r) || lost(r);
-  });
+  const Record* doubt = sources_.account.newest(
+      attribute_, first, [](const Record& r) { return doubted(r) || taken(r) || lost(r); });
   if (doubt && doubted(*doubt)) answer.because.push_back(stepOf(sources_, *doubt));
   const Record* in = sources_.account.newest(attribute_, first, [](const Record& r) {
-    return taken(r) &&
-           static_cast<MrpRegistrarState>(r.from()) == MrpRegistrarState::mt;
+    return taken(r) && static_cast<MrpRegistrarState>(r.from()) == MrpRegistrarState::mt;
   });
   const Record* out = sources_.account.newest(attribute_, first, lost);
   if (in && (!out || out->number < in->number)) answer.because.push_back(stepOf(sources_, *in));
@@ -229,8 +230,7 @@ void Story::whyNot(Answer& answer) const {
     const auto forbids = [](const Record& r) {
       return r.kind == Kind::request && r.event == static_cast<std::uint8_t>(Verb::forbidden);
     };
-    const Record* said =
-        sources_.account.newest(attribute_, sources_.account.last() + 1, forbids);
+    const Record* said = sources_.account.newest(attribute_, sources_.account.last() + 1, forbids);
     if (!said) {  // of all on the port
       said = sources_.account.newest({attribute_.intfId, attribute_.attributeType, 0},
                                      sources_.account.last() + 1, forbids);
@@ -269,7 +269,7 @@ void Story::whyNot(Answer& answer) const {
     tell(sources_, last->number, answer);
     if (last->kind == Kind::request) {
       answer.cause = last->event == static_cast<std::uint8_t>(Verb::remove) ? "dropped-by-request"
-                                                                          : "forbidden";
+                                                                            : "forbidden";
     } else if (last->kind == Kind::discard) {
       switch (static_cast<Reason>(last->event)) {
         case Reason::joinDiscarded:
@@ -308,9 +308,8 @@ Answer Story::declaration() const {
   const bool declared = record && declares(record->applicantState());
   const Record* last =
       sources_.account.newest(attribute_, sources_.account.last() + 1, [](const Record& r) {
-        return r.kind == Kind::applicant &&
-               declares(static_cast<MrpApplicantState>(r.from())) !=
-                   declares(static_cast<MrpApplicantState>(r.to()));
+        return r.kind == Kind::applicant && declares(static_cast<MrpApplicantState>(r.from())) !=
+                                                declares(static_cast<MrpApplicantState>(r.to()));
       });
   answer.known = declared || last;
   answer.state = noun_.name + (declared ? " is declared" : " is not declared") + on() + ".";

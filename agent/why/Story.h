@@ -9,15 +9,18 @@ namespace Mrp::Why {
 // What a registration and a declaration are called, where it is told of them.
 struct Noun {
   std::string subject;  // "VLAN 100"
-  std::string name;     // of the attribute in running text: "VLAN 100", "Talker Advertise of stream …"
-  std::string plural;   // "VLANs"
+  std::string name;  // of the attribute in running text: "VLAN 100", "Talker Advertise of stream …"
+  std::string plural;  // "VLANs"
 };
 
 // Tells of one attribute on one port from the account and the engine.
 class Story {
  public:
   Story(const Sources& sources, MrpAttribute attribute, Noun noun)
-      : sources_(sources), reader_(sources.account), attribute_(attribute), noun_(std::move(noun)) {}
+      : sources_(sources),
+        reader_(sources.account),
+        attribute_(attribute),
+        noun_(std::move(noun)) {}
 
   // Whether the engine or the account knows anything of it.
   bool known() const;

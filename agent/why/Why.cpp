@@ -88,20 +88,19 @@ Answer streamOn(const Sources& sources, const StreamState& state, const StreamPo
       break;
     case TalkerKind::failed: {
       const char* text = failureText(port.code);
-      answer.state = subject + " fails" + on + " with code " + std::to_string(port.code) +
-                     (text ? std::string(", ") + text : std::string()) +
-                     (state.failed ? " (received so from bridge " +
-                                         Streams::bridgeName(port.bridgeId) + ")"
-                                   : std::string()) +
-                     "; " + listener + ".";
+      answer.state =
+          subject + " fails" + on + " with code " + std::to_string(port.code) +
+          (text ? std::string(", ") + text : std::string()) +
+          (state.failed ? " (received so from bridge " + Streams::bridgeName(port.bridgeId) + ")"
+                        : std::string()) +
+          "; " + listener + ".";
       answer.cause = (state.failed ? "upstream-code-" : "code-") + std::to_string(port.code);
       break;
     }
   }
   const Record* decided = sources.account.newest(
-      {port.intf, 0, state.id}, sources.account.last() + 1, [](const Record& r) {
-        return r.kind == Kind::decision || r.kind == Kind::reservation;
-      });
+      {port.intf, 0, state.id}, sources.account.last() + 1,
+      [](const Record& r) { return r.kind == Kind::decision || r.kind == Kind::reservation; });
   if (decided) {
     Story::tell(sources, decided->number, answer);
   } else {
@@ -113,7 +112,8 @@ Answer streamOn(const Sources& sources, const StreamState& state, const StreamPo
 Answer talkerOf(const Sources& sources, const StreamState& state) {
   const std::string name = "stream " + streamName(state.id);
   const std::uint8_t type = state.failed ? 2 : 1;
-  const Noun noun{name, std::string(state.failed ? "Talker Failed" : "Talker Advertise") + " of " + name,
+  const Noun noun{name,
+                  std::string(state.failed ? "Talker Failed" : "Talker Advertise") + " of " + name,
                   "talkers"};
   Answer answer = Story(sources, {*state.talker, type, state.id}, noun).registration();
   answer.about = "talker";
@@ -145,7 +145,10 @@ std::vector<Answer> whyStream(const Sources& sources, std::uint64_t stream, Intf
   for (std::uint8_t type = 1; type <= 3; ++type) {
     attributesInto(sources, nouns[type - 1u], type, stream, port, answers);
   }
-  if (answers.empty()) answers.push_back(Story(sources, {port, 1, stream}, nouns[3].name.empty() ? Noun{name, name, ""} : nouns[3]).nothing());
+  if (answers.empty())
+    answers.push_back(
+        Story(sources, {port, 1, stream}, nouns[3].name.empty() ? Noun{name, name, ""} : nouns[3])
+            .nothing());
   return answers;
 }
 
@@ -163,6 +166,14 @@ Answer domainOn(const Sources& sources, std::uint8_t srClass, IntfId intf,
   answer.about = "domain";
   answer.known = true;
   const std::string on = intf.name() + " is ";
+  // What the neighbour says now, which a repeated declaration may have changed.
+  const Record* said = sources.account.newest(
+      {IntfId(), type, srClass}, sources.account.last() + 1,
+      [intf](const Record& r) { return r.kind == Kind::contribution && r.detail == intf.value(); });
+  if (said && said->event && domain.theirs) {
+    answer.because.clear();
+    Story::tell(sources, said->number, answer);
+  }
   if (!domain.open) {
     answer.state = on + "a boundary of class " + letter + ": the port is down or disabled.";
     answer.cause = "port-closed";
@@ -172,11 +183,11 @@ Answer domainOn(const Sources& sources, std::uint8_t srClass, IntfId intf,
     answer.remedy = "make " + intf.name() +
                     " capable of streams: full duplex, 100 Mb/s or more, synchronised time";
   } else if (!domain.theirs) {
-    answer.state = on + "a boundary of class " + letter +
-                   ": its neighbour declares no domain of that class.";
+    answer.state =
+        on + "a boundary of class " + letter + ": its neighbour declares no domain of that class.";
     if (answer.cause == "never-declared") answer.cause = "no-domain";
-    answer.remedy = "let the neighbour of " + intf.name() + " run MSRP and declare class " + letter +
-                    " priority " + priority;
+    answer.remedy = "let the neighbour of " + intf.name() + " run MSRP and declare class " +
+                    letter + " priority " + priority;
   } else if (*domain.theirs != domain.priority) {
     answer.state = on + "a boundary of class " + letter + ": ours has priority " + priority +
                    ", its neighbour says " + std::to_string(*domain.theirs) + ".";
@@ -184,8 +195,8 @@ Answer domainOn(const Sources& sources, std::uint8_t srClass, IntfId intf,
     answer.remedy = "declare class " + letter + " priority " + priority + " on the neighbour of " +
                     intf.name() + ": it says " + std::to_string(*domain.theirs);
   } else {
-    answer.state = on + "inside the domain of class " + letter + ": both sides say priority " +
-                   priority + ".";
+    answer.state =
+        on + "inside the domain of class " + letter + ": both sides say priority " + priority + ".";
     answer.cause = "inside";
   }
   return answer;

@@ -1,7 +1,7 @@
 // Records in words.
 
 #include <array>
-#include <cstdio>
+#include <string_view>
 
 #include "agent/why/Story.h"
 #include "platform/stp/StpStatus.h"
@@ -83,18 +83,17 @@ std::string discardText(const Record& r) {
 }
 
 std::string portText(const Record& r) {
-  static constexpr std::array texts{"the port was added",
-                                    "the port was removed, with all that was registered there",
-                                    "the port was enabled",
-                                    "the port was disabled",
-                                    "the port came up",
-                                    "the port went down, with all that was registered there"};
+  static constexpr std::array texts{
+      "the port was added",   "the port was removed, with all that was registered there",
+      "the port was enabled", "the port was disabled",
+      "the port came up",     "the port went down, with all that was registered there"};
   return r.event < texts.size() ? texts[r.event] : "the port changed";
 }
 
 std::string roleText(const Record& r) {
   if (r.event == kUntoldRole) return "the port's spanning-tree role changed";
-  static constexpr std::array names{"none", "root", "designated", "alternate", "backup", "disabled"};
+  static constexpr std::array names{"none",      "root",   "designated",
+                                    "alternate", "backup", "disabled"};
   const std::string name = r.event < names.size() ? names[r.event] : std::to_string(r.event);
   const auto role = static_cast<Stp::Role>(r.event);
   const bool forwards = role == Stp::Role::root || role == Stp::Role::designated;
@@ -103,9 +102,14 @@ std::string roleText(const Record& r) {
 }
 
 std::string requestText(const Record& r, const std::string& who) {
-  static constexpr std::array verbs{
-      "declared", "withdrawn",        "registration set to normal", "registration fixed",
-      "forbidden", "LeaveAll asked for", "dropped",                   "taken up from an earlier life"};
+  static constexpr std::array verbs{"declared",
+                                    "withdrawn",
+                                    "registration set to normal",
+                                    "registration fixed",
+                                    "forbidden",
+                                    "LeaveAll asked for",
+                                    "dropped",
+                                    "taken up from an earlier life"};
   const std::string verb = r.event < verbs.size() ? verbs[r.event] : "requested";
   return verb + " by " + who;
 }
@@ -132,24 +136,22 @@ std::string listenerText(const Record& r) {
 
 }  // namespace
 
+// Six digits, nine where it takes them.
 std::string timeName(Seconds time) {
+  constexpr std::int64_t kSecond = 1'000'000'000;
   const std::int64_t ns = time.nanoseconds();
-  const bool fine = ns % 1000 != 0;
-  std::array<char, 48> text{};
-  std::snprintf(text.data(), text.size(), fine ? "%lld.%09lld" : "%lld.%06lld",
-                static_cast<long long>(ns / 1'000'000'000),
-                static_cast<long long>(ns % 1'000'000'000 / (fine ? 1 : 1000)));
-  return text.data();
+  std::string parts = std::to_string(kSecond + ns % kSecond).substr(1);
+  if (ns % 1000 == 0) parts.resize(6);
+  return std::to_string(ns / kSecond) + "." + parts;
 }
 
-std::string Sources::clockText(Seconds time) const {
-  return clock ? clock(time) : timeName(time);
-}
+std::string Sources::clockText(Seconds time) const { return clock ? clock(time) : timeName(time); }
 
 std::string streamName(std::uint64_t stream) {
-  std::array<char, 8> number{};
-  std::snprintf(number.data(), number.size(), ":%04x", static_cast<unsigned>(stream & 0xFFFF));
-  return Platform::EthAddr::fromNumber(stream >> 16).stringValue() + number.data();
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string name = Platform::EthAddr::fromNumber(stream >> 16).stringValue() + ":";
+  for (int shift = 12; shift >= 0; shift -= 4) name += kDigits[stream >> shift & 15];
+  return name;
 }
 
 namespace {
@@ -168,8 +170,8 @@ std::string whoAsked(const Sources& sources, const Record& r) {
       break;
   }
   if (r.user() == kNobody) return "a command";
-  const std::string user = sources.userName ? sources.userName(r.user())
-                                            : "user " + std::to_string(r.user());
+  const std::string user =
+      sources.userName ? sources.userName(r.user()) : "user " + std::to_string(r.user());
   return "a command of " + user + (line ? " (process " + place + ")" : "");
 }
 
@@ -206,12 +208,17 @@ std::string textOf(const Sources& sources, const Record& r) {
     case Kind::activation:
       return "the engine went to work";
     case Kind::setting:
+      if (static_cast<Setting>(r.event) == Setting::portEnabled) {
+        return std::string("the port was ") + (r.key ? "enabled by " : "disabled by ") +
+               whoAsked(sources, r);
+      }
       return "a setting was changed by " + whoAsked(sources, r);
     case Kind::contribution:
       return std::string(r.event ? "passed on from " : "no longer passed on from ") +
              sources.account.portNumbered(r.detail).name();
     case Kind::propagation:
-      return r.event ? "to be declared: another port has it" : "to be withdrawn: no other port has it";
+      return r.event ? "to be declared: another port has it"
+                     : "to be withdrawn: no other port has it";
     case Kind::decision:
       return decisionText(r);
     case Kind::figures:
@@ -233,10 +240,12 @@ Step Story::stepOf(const Sources& sources, const Record& record) {
   step.record = record.number;
   step.time = record.at();
   const bool elsewhere = record.kind == Kind::contribution;
-  step.port = elsewhere ? sources.account.portNumbered(record.detail) : sources.account.port(record);
+  step.port =
+      elsewhere ? sources.account.portNumbered(record.detail) : sources.account.port(record);
   step.text = textOf(sources, record);
   const Record* r = &record;
-  if (r->kind == Kind::registrar || r->kind == Kind::discard || r->kind == Kind::applicant) {
+  if (r->kind == Kind::registrar || r->kind == Kind::discard || r->kind == Kind::applicant ||
+      r->kind == Kind::contribution) {
     r = sources.account.record(r->cause());
   }
   if (r && r->kind == Kind::leaveAllReceived) r = sources.account.record(r->cause());
@@ -291,6 +300,11 @@ void Story::tell(const Sources& sources, Number number, Answer& answer) {
     }
     answer.because.push_back(stepOf(sources, r));
     Step& step = answer.because.back();
+    if (r.kind == Kind::contribution && cause && cause->kind == Kind::frameReceived) {
+      step.text = "received with another value";
+      step.text.insert(0, attributeText(r, chain.records.front().key));
+      continue;
+    }
     if (ofStream(sources, r) && r.number != number) {
       step.text = attributeText(r, chain.records.front().key) + step.text;
     }

@@ -48,8 +48,7 @@ std::string jsonLine(const Json& json) {
 
 std::size_t writeFrames(Remote& agent, const Folder& folder, const std::string& version) {
   std::ofstream out = folder.file(DumpFile::kFrames);
-  PcapngWriter writer(out, "mrp " + version,
-                      "frames that the agent of mrp " + version + " kept");
+  PcapngWriter writer(out, "mrp " + version, "frames that the agent of mrp " + version + " kept");
   std::size_t frames = 0;
   Json params = Json::object();
   for (;;) {
@@ -85,7 +84,7 @@ std::string about(const std::string& version, bool bridge,
   std::string text = "What the agent of mrp " + version +
                      " had recorded when it was asked (mrp dump).\n\n"
                      "frames.pcapng      the last frames, one interface a port, with direction\n"
-                     "mrp.toml           the configuration, every key of it\n"
+                     "mrp.toml           the configuration, what is not as it is at first\n"
                      "status.json, ports.json, counters.json, attributes.json\n"
                      "                   the agent, its ports, counters, and records, as\n"
                      "                   mrp show --json prints them\n"
@@ -123,8 +122,7 @@ void dump(const std::string& socket, const std::string& path, std::ostream& out)
   }
   const std::size_t frames = writeFrames(agent, folder, version);
   for (const std::string& application : applications) writeAccount(agent, folder, application);
-  folder.text(DumpFile::kAbout,
-              about(version, configuration["mode"] == "bridge", applications));
+  folder.text(DumpFile::kAbout, about(version, configuration["mode"] == "bridge", applications));
   out << folder.path() << ": " << frames << " frames; " << DumpFile::kAbout
       << " says how to look\n";
 }

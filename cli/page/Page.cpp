@@ -16,8 +16,7 @@ void put(std::string& page, std::string_view mark, std::string_view before, std:
 
 std::string selfContainedPage(std::string_view data) {
   std::string page(pageHtml());
-  put(page, "<!-- policy -->",
-      "<meta http-equiv=\"Content-Security-Policy\" content=\"", 
+  put(page, "<!-- policy -->", "<meta http-equiv=\"Content-Security-Policy\" content=\"",
       "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'", "\">");
   put(page, "<!-- style -->", "<style>\n", pageStyle(), "</style>");
   put(page, "<!-- script -->", "<script>\n", pageScript(), "</script>");

@@ -32,7 +32,7 @@ void appendNumber(std::string& out, std::int64_t number) {
   out.append(digits.data(), end);
 }
 
-void appendColumn(std::string& out, std::string_view name, const std::vector<std::int64_t>& column) {
+void appendColumn(std::string& out, std::string_view name, std::span<const std::int64_t> column) {
   out += '"';
   out += name;
   out += "\":[";
@@ -82,9 +82,8 @@ std::string shortened(const std::string& line) {
 
 std::string keyText(Mrp::MrpApplication application, const Mrp::MrpAttribute& attribute) {
   const Mrp::AttributeTypeInfo* info = infoOf(application).type(attribute.attributeType);
-  return info && info->keys == Mrp::AttributeKeys::sparse
-             ? streamText(attribute.attributeKey)
-             : std::to_string(attribute.attributeKey);
+  return info && info->keys == Mrp::AttributeKeys::sparse ? streamText(attribute.attributeKey)
+                                                          : std::to_string(attribute.attributeKey);
 }
 
 }  // namespace
@@ -132,24 +131,42 @@ void PageData::valueIs(std::uint8_t type, std::uint64_t key, OctetSpan image) {
 
 std::uint32_t PageData::frameText(OctetSpan frame) {
   const std::string octets(frame.begin(), frame.end());
-  const auto next = static_cast<std::uint32_t>(frames_.size());
-  const auto [at, isNew] = frameNumbers_.try_emplace(octets, next);
-  if (!isNew) return at->second;
+  const auto found = frameNumbers_.find(octets);
+  if (found != frameNumbers_.end()) return found->second;
   constexpr std::size_t kSource = 6;
   constexpr std::size_t kSourceEnd = 12;
   std::string source;
   if (frame.size() >= kSourceEnd) {
-    source = Platform::EthAddr::fromNumber(numberAt(frame, kSource, kSourceEnd - kSource))
-                 .stringValue();
+    source =
+        Platform::EthAddr::fromNumber(numberAt(frame, kSource, kSourceEnd - kSource)).stringValue();
   }
   const auto application = applicationOf(frame);
   Json lines = Json::array();
   for (const std::string& line : mrpduText(frame)) lines.push_back(shortened(line));
-  frames_.push_back(jsonOf({{"protocol", application ? infoOf(*application).title : "frame"},
-                            {"octets", frame.size()},
-                            {"source", source},
-                            {"lines", std::move(lines)}}));
-  return next;
+  return frameTextOf(octets,
+                     jsonOf({{"protocol", application ? infoOf(*application).title : "frame"},
+                             {"octets", frame.size()},
+                             {"source", source},
+                             {"lines", std::move(lines)}}));
+}
+
+std::uint32_t PageData::frameText(std::string_view source, std::size_t octets) {
+  return frameTextOf(std::string(source) + '/' + std::to_string(octets),
+                     jsonOf({{"protocol", infoOf(application_).title},
+                             {"octets", octets},
+                             {"source", source},
+                             {"lines", Json::array()}}));
+}
+
+std::uint32_t PageData::frameTextOf(const std::string& octets, const std::string& json) {
+  const auto next = static_cast<std::uint32_t>(frames_.size());
+  const auto [at, isNew] = frameNumbers_.try_emplace(octets, next);
+  if (isNew) frames_.push_back(json);
+  return at->second;
+}
+
+PageData::Mark PageData::mark() const {
+  return {ports_.size(), rows_.size(), frames_.size(), texts_.size(), time_.size()};
 }
 
 std::uint32_t PageData::text(std::string_view text) {
@@ -176,82 +193,96 @@ void PageData::dueIs(Id armed, Platform::Seconds due) {
   due_[armed] = due.nanoseconds() - time_[armed];
 }
 
-std::string PageData::json(std::string_view title, Platform::Seconds end) const {
+// Ports and texts are few and come whole: the reader knows how many it has.
+std::string PageData::json(std::string_view title, Platform::Seconds end, const Mark& since) const {
   const ApplicationInfo& info = infoOf(application_);
   Json types = Json::array();
   for (const Mrp::AttributeTypeInfo& type : info.types) types.push_back(type.name);
-
-  std::vector<std::int64_t> rowPort;
-  std::vector<std::int64_t> rowType;
-  std::vector<std::int64_t> rowApplicant;
-  std::vector<std::int64_t> rowRegistrar;
-  Json rowKey = Json::array();
-  Json rowName = Json::array();
-  Json rowValue = Json::array();
-  for (const Row& row : rows_) {
-    const Mrp::MrpAttribute& attribute = row.attribute;
-    rowPort.push_back(static_cast<std::int64_t>(portNumbers_.at(attribute.intfId.value())));
-    rowType.push_back(attribute.attributeType);
-    rowApplicant.push_back(row.applicant);
-    rowRegistrar.push_back(row.registrar);
-    rowKey.push_back(std::to_string(attribute.attributeKey));
-    rowName.push_back(keyText(application_, attribute));
-    const auto value = values_.find({attribute.attributeType, attribute.attributeKey});
-    rowValue.push_back(value == values_.end() ? std::string() : value->second);
-  }
-  std::vector<std::int64_t> times(time_.size());
-  for (std::size_t n = 0; n < times.size(); ++n) times[n] = time_[n] - (n ? time_[n - 1] : 0);
-  std::vector<std::int64_t> armed;
-  std::vector<std::int64_t> due;
-  for (const auto& [id, ns] : due_) {
-    armed.push_back(id);
-    due.push_back(ns);
-  }
-
-  Json head = {
-      {"format", kFormat},
-      {"title", title},
-      {"application", info.title},
-      {"end", end.nanoseconds()},
-      {"types", std::move(types)},
-      {"names",
-       {{"applicant", names<Mrp::MrpApplicantState>(12)},
-        {"registrar", names<Mrp::MrpRegistrarState>(3)},
-        {"applicantEvent", names<Mrp::MrpApplicantEvent>(14)},
-        {"registrarEvent", names<Mrp::MrpRegistrarEvent>(10)},
-        {"reason", names<Mrp::MrpObserver::Reason>(15)}}},
-      {"ports", ports_},
-      {"texts", texts_}};
+  Json head = {{"format", kFormat},
+               {"title", title},
+               {"application", info.title},
+               {"end", end.nanoseconds()},
+               {"types", std::move(types)},
+               {"names",
+                {{"applicant", names<Mrp::MrpApplicantState>(12)},
+                 {"registrar", names<Mrp::MrpRegistrarState>(3)},
+                 {"applicantEvent", names<Mrp::MrpApplicantEvent>(14)},
+                 {"registrarEvent", names<Mrp::MrpRegistrarEvent>(10)},
+                 {"reason", names<Mrp::MrpObserver::Reason>(15)}}},
+               {"ports", ports_},
+               {"texts", texts_}};
   std::string out = jsonOf(head);
   out.pop_back();
+  appendRows(out, since.rows);
+  out += ",\"frames\":[";
+  for (std::size_t n = since.frames; n < frames_.size(); ++n) {
+    out += frames_[n];
+    out += ',';
+  }
+  if (out.back() == ',') out.pop_back();
+  out += ']';
+  appendFacts(out, since.facts);
+  return out + '}';
+}
+
+void PageData::appendRows(std::string& out, std::size_t first) const {
+  std::vector<std::int64_t> port;
+  std::vector<std::int64_t> type;
+  std::vector<std::int64_t> applicant;
+  std::vector<std::int64_t> registrar;
+  Json key = Json::array();
+  Json name = Json::array();
+  Json value = Json::array();
+  for (std::size_t n = first; n < rows_.size(); ++n) {
+    const Mrp::MrpAttribute& attribute = rows_[n].attribute;
+    port.push_back(static_cast<std::int64_t>(portNumbers_.at(attribute.intfId.value())));
+    type.push_back(attribute.attributeType);
+    applicant.push_back(rows_[n].applicant);
+    registrar.push_back(rows_[n].registrar);
+    key.push_back(std::to_string(attribute.attributeKey));
+    name.push_back(keyText(application_, attribute));
+    const auto found = values_.find({attribute.attributeType, attribute.attributeKey});
+    value.push_back(found == values_.end() ? std::string() : found->second);
+  }
   out += ",\"rows\":{";
-  appendColumn(out, "port", rowPort);
+  appendColumn(out, "port", port);
   out += ',';
-  appendColumn(out, "type", rowType);
+  appendColumn(out, "type", type);
   out += ',';
-  appendColumn(out, "applicant", rowApplicant);
+  appendColumn(out, "applicant", applicant);
   out += ',';
-  appendColumn(out, "registrar", rowRegistrar);
-  out += ",\"key\":" + jsonOf(rowKey) + ",\"name\":" + jsonOf(rowName) +
-         ",\"value\":" + jsonOf(rowValue) + "},\"frames\":[";
-  for (const std::string& frame : frames_) out += frame + ',';
-  if (!frames_.empty()) out.pop_back();
-  out += "],\"facts\":{";
-  appendColumn(out, "kind", kind_);
-  out += ',';
+  appendColumn(out, "registrar", registrar);
+  out +=
+      ",\"key\":" + jsonOf(key) + ",\"name\":" + jsonOf(name) + ",\"value\":" + jsonOf(value) + '}';
+}
+
+// Numbers of facts count from the first one that is told.
+void PageData::appendFacts(std::string& out, std::size_t first) const {
+  const auto column = [&](std::string_view name, const std::vector<std::int64_t>& all) {
+    appendColumn(out, name, std::span(all).subspan(first));
+    out += ',';
+  };
+  std::vector<std::int64_t> times;
+  times.reserve(time_.size() - first);
+  for (std::size_t n = first; n < time_.size(); ++n)
+    times.push_back(time_[n] - (n ? time_[n - 1] : 0));
+  std::vector<std::int64_t> armed;
+  std::vector<std::int64_t> due;
+  for (auto at = due_.lower_bound(static_cast<Id>(first)); at != due_.end(); ++at) {
+    armed.push_back(at->first - static_cast<std::int64_t>(first));
+    due.push_back(at->second);
+  }
+  out += ",\"facts\":{";
+  column("kind", kind_);
+  column("where", where_);
+  column("what", what_);
+  column("cause", cause_);
   appendColumn(out, "time", times);
-  out += ',';
-  appendColumn(out, "where", where_);
-  out += ',';
-  appendColumn(out, "what", what_);
-  out += ',';
-  appendColumn(out, "cause", cause_);
   out += "},\"due\":{";
   appendColumn(out, "fact", armed);
   out += ',';
   appendColumn(out, "after", due);
-  out += "}}";
-  return out;
+  out += '}';
 }
 
 }  // namespace Cli

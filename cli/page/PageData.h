@@ -62,6 +62,7 @@ class PageData {
   Place port(Platform::IntfId intf);
   // The attribute's row, which is made when there is none.
   Place row(const Mrp::MrpAttribute& attribute);
+  bool has(const Mrp::MrpAttribute& attribute) const { return rowNumbers_.contains(attribute); }
   // The same, but the port when there is no such row, and nowhere without a port.
   Place nearest(const Mrp::MrpAttribute& attribute);
   // Where the states of a row stand at the beginning; otherwise it begins with its first fact.
@@ -71,6 +72,8 @@ class PageData {
 
   // Equal frames share their text.
   std::uint32_t frameText(OctetSpan frame);
+  // Of one whose octets are not known.
+  std::uint32_t frameText(std::string_view source, std::size_t octets);
   std::uint32_t text(std::string_view text);
 
   Id add(Platform::Seconds time, Kind kind, Place where, std::uint32_t what,
@@ -78,10 +81,25 @@ class PageData {
   // Of a timer that is armed, or of a transition of a Registrar that arms one.
   void dueIs(Id armed, Platform::Seconds due);
 
-  // One JSON object, which holds no "<" and so may stand in a page.
-  std::string json(std::string_view title, Platform::Seconds end) const;
+  // How much of it somebody has.
+  struct Mark {
+    std::size_t ports = 0, rows = 0, frames = 0, texts = 0, facts = 0;
+  };
+  Mark mark() const;
+  std::size_t facts() const { return time_.size(); }
+
+  // One JSON object, which holds no "<" and so may stand in a page: all of it, or what came since a
+  // mark was taken.
+  std::string json(std::string_view title, Platform::Seconds end) const {
+    return json(title, end, {});
+  }
+  std::string json(std::string_view title, Platform::Seconds end, const Mark& since) const;
 
  private:
+  void appendRows(std::string& out, std::size_t first) const;
+  void appendFacts(std::string& out, std::size_t first) const;
+  std::uint32_t frameTextOf(const std::string& octets, const std::string& json);
+
   struct Row {
     Mrp::MrpAttribute attribute;
     int applicant = -1;

@@ -9,7 +9,6 @@
 namespace Cli {
 namespace {
 
-using Mrp::Accounts::Account;
 using Mrp::Accounts::By;
 using Mrp::Accounts::Kind;
 using Mrp::Accounts::Record;
@@ -61,7 +60,7 @@ std::string attributeText(Mrp::MrpApplication application, const Record& record)
          (isStream ? streamText(record.key) : std::to_string(record.key));
 }
 
-std::string decisionText(const Account& account, const Record& record) {
+std::string decisionText(const Records& records, const Record& record) {
   std::string text = "stream " + streamText(record.key) + ": talker " +
                      nameOf(kTalker, record.from()) + " → " + nameOf(kTalker, record.to());
   if (record.event != 0) {
@@ -69,7 +68,7 @@ std::string decisionText(const Account& account, const Record& record) {
     if (const char* failure = Mrp::failureText(record.event)) text += std::string(" ") + failure;
   }
   if (record.detail != 0) text += ", needs " + rateText(record.detail);
-  const Record* next = account.record(record.number + 1);
+  const Record* next = records.record(record.number + 1);
   if (next && next->kind == Kind::figures && next->cause() == record.number) {
     text += ", " + rateText(next->key) + " allowed, " + rateText(next->detail) + " in use";
   }
@@ -78,7 +77,7 @@ std::string decisionText(const Account& account, const Record& record) {
 
 }  // namespace
 
-std::string recordText(Mrp::MrpApplication application, const Account& account,
+std::string recordText(Mrp::MrpApplication application, const Records& records,
                        const Record& record) {
   const bool on = record.event != 0;
   switch (record.kind) {
@@ -98,15 +97,16 @@ std::string recordText(Mrp::MrpApplication application, const Account& account,
       }
       return "configuration changed" + byText(record);
     case Kind::contribution: {
-      const std::string port = account.portNumbered(record.detail).name();
+      const std::string port = records.portNumbered(record.detail).name();
       return attributeText(application, record).substr(1) +
-             (on ? " is passed on from " : " is no longer passed on from ") + port;
+             (on ? " is passed on" : " is no longer passed on") +
+             (port.empty() ? "" : " from " + port);
     }
     case Kind::propagation:
       return on ? "declared here, since another port has it registered"
                 : "withdrawn here, since no other port has it registered";
     case Kind::decision:
-      return decisionText(account, record);
+      return decisionText(records, record);
     case Kind::figures:
       return rateText(record.key) + " allowed, " + rateText(record.detail) + " in use";
     case Kind::reservation:

@@ -6,9 +6,34 @@
 
 namespace Cli {
 
+// The records among which one stands.
+class Records {
+ public:
+  virtual ~Records() = default;
+  // Null when it is not there.
+  virtual const Mrp::Accounts::Record* record(Mrp::Accounts::Number number) const = 0;
+  // The empty identifier where it is not known.
+  virtual Platform::IntfId portNumbered(std::uint64_t number) const = 0;
+};
+
+// Those of an account, which outlives this.
+class AccountRecords final : public Records {
+ public:
+  explicit AccountRecords(const Mrp::Accounts::Account& account) : account_(account) {}
+  const Mrp::Accounts::Record* record(Mrp::Accounts::Number number) const override {
+    return account_.record(number);
+  }
+  Platform::IntfId portNumbered(std::uint64_t number) const override {
+    return account_.portNumbered(number);
+  }
+
+ private:
+  const Mrp::Accounts::Account& account_;
+};
+
 // A record that is none of a machine, a frame or a timer, in words and without its place:
-// "declare VLAN 20, by line 3 of a scenario".
-std::string recordText(Mrp::MrpApplication application, const Mrp::Accounts::Account& account,
+// "declare VLAN 20, by the scenario, line 3".
+std::string recordText(Mrp::MrpApplication application, const Records& records,
                        const Mrp::Accounts::Record& record);
 
 }  // namespace Cli

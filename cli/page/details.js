@@ -28,6 +28,10 @@ class Details {
     this.put(element, "p", factText(model, fact));
     const where = model.where[fact];
     if (where >= 0) this.states(where, model.time[fact]);
+    if (where >= 0 && this.actions.ask) {
+      const bar = this.put(element, "div", "", "row");
+      this.put(bar, "button", "Ask the agent why").onclick = () => this.actions.ask(model.rows[where]);
+    }
     this.frame(fact);
     this.causes(chain);
     this.caused(effects);
@@ -73,9 +77,11 @@ class Details {
     const rows = new Set(effects.map((fact) => model.where[fact]).filter((where) => where >= 0));
     const transitions = of(Kind.applicant, Kind.registrar).length;
     const sent = of(Kind.sent).length;
-    this.put(element, "p", `${countText(transitions, "transition")} of ${countText(rows.size, "attribute")}` +
-      (sent > 0 ? `, ${countText(sent, "frame")} sent` : ""));
-    if (rows.size > 0) {
+    const counts = [];
+    if (transitions > 0) counts.push(`${countText(transitions, "transition")} of ${countText(rows.size, "attribute")}`);
+    if (sent > 0) counts.push(`${countText(sent, "frame")} sent`);
+    if (counts.length > 0) this.put(element, "p", counts.join(", "));
+    if (rows.size > 1) {
       const bar = this.put(element, "div", "", "row");
       const only = this.put(bar, "button", "Show these alone");
       only.onclick = () => this.actions.only(rows);

@@ -92,7 +92,7 @@ class Input {
     const { app } = this;
     if (event.ctrlKey || event.metaKey || event.altKey) return;
     const inField = event.target instanceof HTMLInputElement;
-    if (document.querySelector("dialog[open]")) return;
+    if (document.querySelector("dialog[open]") || app.isOver) return;
     if (inField) {
       if (event.key === "Escape" || event.key === "Enter") {
         if (event.key === "Escape") app.searchIs("");
@@ -139,7 +139,7 @@ class Input {
       ArrowRight: () => app.stepFact(1),
       Enter: () => app.choose(app.fact),
       Backspace: () => app.chooseCause(),
-      Home: () => app.timeFrom(0),
+      Home: () => app.timeFrom(app.model.begin),
       End: () => app.timeFrom(Infinity),
       x: () => app.fold(),
     };

@@ -3,7 +3,8 @@
 // The page: what is in view, pointed at and selected, and what changes when that changes.
 
 class App {
-  constructor(model) {
+  // `ask(row)` asks an agent why; null where there is none.
+  constructor(model, ask = null) {
     this.model = model;
     for (const frame of model.frames) markLeaveAll(frame);
     this.layout = new Layout(model);
@@ -19,6 +20,7 @@ class App {
       choose: (fact) => this.choose(fact),
       close: () => this.letGo(),
       only: (rows) => this.only(rows),
+      ask,
     });
     document.getElementById("title").textContent = model.title;
     document.title = `${model.title} – mrp`;
@@ -35,6 +37,7 @@ class App {
     this.summary();
     this.resized();
   }
+
 
   // --- Drawing ------------------------------------------------------------------------------------
 
@@ -152,6 +155,19 @@ class App {
     this.view.fit();
     this.moved();
   }
+  // What an agent has told since. Who looks at the end goes on looking at the end.
+  grow(data) {
+    const { model, view } = this;
+    const atEnd = view.to >= model.end;
+    const rows = model.rows.length;
+    const before = model.end;
+    for (const frame of data.frames) markLeaveAll(frame);
+    model.more(data);
+    if (atEnd && model.end > before) view.timeIs(view.from + model.end - before, view.to + model.end - before);
+    if (model.rows.length !== rows || this.changed) this.relayout();
+    this.summary();
+    this.redraw();
+  }
   // The same span from a time on.
   timeFrom(time) {
     const span = this.view.to - this.view.from;
@@ -205,7 +221,7 @@ class App {
     if (item.row === null) return null;
     const row = model.rows[item.row];
     const time = view.timeAt(x);
-    if (time < 0 || time > model.end) return null;
+    if (time < model.begin || time > model.end) return null;
     const lines = [model.rowText(row.number), `${timeText(Math.round(time))} s   ${stateText(model, row, time)}`];
     if (row.value) lines.push(row.value);
     if (fact >= 0) lines.push(`${timeText(model.time[fact])} s   ${factText(model, fact)}`);
@@ -408,6 +424,12 @@ class App {
     if (view.selected) this.choose(fact);
     this.say(factLine(model, fact));
   }
+  // The number of a row, -1 for none.
+  rowOf(port, type, key) {
+    const { model } = this;
+    const rows = model.ports.find((one) => one.name === port)?.rows ?? [];
+    return rows.find((at) => model.rows[at].type === type && model.rows[at].key === String(key)) ?? -1;
+  }
   say(text) { document.getElementById("spoken").textContent = text; }
 }
 
@@ -460,11 +482,7 @@ function drawLegend(canvas, view) {
 //   drawings              how often the picture was drawn; firstDrawing: when first, in ms
 function pageForTests(app, firstDrawing) {
   const { model, view, layout } = app;
-  const row = (port, type, key) => {
-    const number = model.ports.findIndex((one) => one.name === port);
-    return number < 0 ? -1
-      : model.ports[number].rows.find((at) => model.rows[at].type === type && model.rows[at].key === String(key)) ?? -1;
-  };
+  const row = (...name) => app.rowOf(...name);
   return {
     app, model, view, layout, row, firstDrawing,
     get drawings() { return app.drawings; },
@@ -486,8 +504,29 @@ function pageForTests(app, firstDrawing) {
   };
 }
 
+// What the address asks for: #from=1&to=2 (seconds), search=10-20, theme=dark,
+// at=port1/1/10/2.5 (port, type, key and time of a Registrar's transition, or the last one before).
+function openAt(app, text) {
+  const asked = new URLSearchParams(text);
+  if (asked.has("theme")) app.themeIs(asked.get("theme") === "dark");
+  if (asked.has("search")) app.searchIs(asked.get("search"));
+  if (asked.has("from") && asked.has("to")) {
+    app.view.timeIs(Number(asked.get("from")) * 1e9, Number(asked.get("to")) * 1e9);
+    app.moved();
+  }
+  const [port, type, key, time] = (asked.get("at") ?? "").split("/");
+  const row = app.rowOf(port, Number(type), key);
+  if (row < 0) return;
+  const { facts } = app.model.rows[row].registrar;
+  const n = app.model.upTo(facts, Number(time) * 1e9);
+  if (n > 0 && facts[n - 1] !== null) app.choose(facts[n - 1]);
+}
+
 function start() {
-  const app = new App(new Model(JSON.parse(document.getElementById("data").textContent)));
+  const data = document.getElementById("data");
+  if (!data) return void new Live().begin();
+  const app = new App(new Model(JSON.parse(data.textContent)));
+  openAt(app, location.hash.slice(1));
   window.mrpPage = pageForTests(app, performance.now());
   document.documentElement.dataset.ready = "true";
 }

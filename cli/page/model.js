@@ -147,7 +147,7 @@ class Model {
   constructor(data) {
     Object.assign(this, {
       title: data.title, application: data.application, names: data.names, types: data.types,
-      texts: data.texts, frames: data.frames, end: data.end,
+      texts: data.texts, frames: data.frames, begin: data.begin ?? 0, end: data.end,
     });
     this.joinDiscarded = data.names.reason.indexOf("join discarded");
     this.columns = {
@@ -188,6 +188,13 @@ class Model {
     const times = this.time;
     for (let fact = Math.max(first, 1); fact < this.size; ++fact) times[fact] += times[fact - 1];
     for (let n = 0; n < kind.length; ++n) this.add(first + n, kind[n], where[n], what[n]);
+  }
+  // The same of an agent that goes on.
+  more(data) {
+    this.texts = data.texts;
+    this.frames.push(...data.frames);
+    this.end = Math.max(this.end, data.end);
+    this.grow(data);
   }
   growRows(columns) {
     const { port, type, key, name, value, registrar, applicant } = columns;

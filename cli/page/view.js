@@ -41,16 +41,17 @@ class View {
   // --- Time and place -----------------------------------------------------------------------------
 
   fit() {
-    const margin = Math.max(this.model.end * 0.015, 1e6);
-    this.from = -margin;
-    this.to = this.model.end + margin;
+    const { begin, end } = this.model;
+    const margin = Math.max((end - begin) * 0.015, 1e6);
+    this.from = begin - margin;
+    this.to = end + margin;
   }
   timeIs(from, to) {
     const shortest = 1e4;
-    const longest = Math.max(this.model.end * 1.2, 1e9);
+    const longest = Math.max((this.model.end - this.model.begin) * 1.2, 1e9);
     const span = Math.min(Math.max(to - from, shortest), longest);
     const middle = (from + to) / 2;
-    const low = -longest * 0.1;
+    const low = this.model.begin - longest * 0.1;
     const high = this.model.end + longest * 0.1;
     let start = middle - span / 2;
     start = Math.max(Math.min(start, high - span), Math.min(low, high - span));
@@ -216,7 +217,7 @@ class View {
     c.fillStyle = this.colour.faint;
     this.ticks((_, x) => c.fillRect(Math.round(x), this.top, 1, this.height - this.top));
     // Nothing happened before the beginning and after the end.
-    const begin = Math.max(this.left, this.x(0));
+    const begin = Math.max(this.left, this.x(this.model.begin));
     const end = Math.min(this.right, this.x(this.model.end));
     c.globalAlpha = 0.7;
     if (begin > this.left) c.fillRect(this.left, this.top, begin - this.left, this.height);
@@ -262,7 +263,8 @@ class View {
     c.strokeStyle = this.colour.accent;
     c.strokeRect(x0 + 0.5, 3.5, Math.max(1, x1 - x0 - 1), AXIS.overview - 5);
   }
-  overviewTimes() { return { low: 0, high: Math.max(this.model.end, 1e6) }; }
+  overviewTimes() { const { begin, end } = this.model;
+    return { low: begin, high: Math.max(end, begin + 1e6) }; }
   overviewDensity(low, high, width) {
     const key = `${low} ${high} ${width} ${this.model.size}`;
     if (this.density?.key === key) return this.density.of;
@@ -353,8 +355,8 @@ class View {
   steps(series, visit) {
     const model = this.model;
     const end = Math.min(this.right, this.x(model.end));
-    let n = model.upTo(series.facts, Math.max(this.from, 0)) - 1;
-    let x = Math.max(this.left, this.x(0));
+    let n = model.upTo(series.facts, Math.max(this.from, model.begin)) - 1;
+    let x = Math.max(this.left, this.x(this.model.begin));
     while (x < end) {
       const next = n + 1 < series.facts.length ? this.x(this.timeOf(series.facts[n + 1])) : Infinity;
       const to = Math.min(end, Math.max(next, x + 1));
@@ -580,8 +582,8 @@ class View {
     const model = this.model;
     const { facts, states } = lane;
     const end = Math.min(this.right, this.x(model.end));
-    let n = model.upTo(facts, Math.max(0, this.from)) - 1;
-    let x = Math.max(this.left, this.x(0));
+    let n = model.upTo(facts, Math.max(model.begin, this.from)) - 1;
+    let x = Math.max(this.left, this.x(this.model.begin));
     let crowd = null;
     const flush = () => {
       if (crowd) visit(crowd.x0, crowd.x1, crowd.state, crowd.fact, crowd.count);
@@ -695,7 +697,7 @@ class View {
   arrow([x0, y0], [x1, y1], from, to) {
     const c = this.context;
     // What follows at once stands right below or above: the arrow makes a bow then.
-    const bow = Math.abs(x1 - x0) < 40 ? 26 : 0;
+    const bow = Math.abs(x1 - x0) < 40 && Math.abs(y1 - y0) > 8 ? 26 : 0;
     const cx0 = bow ? x0 + bow : x0 + (x1 - x0) * 0.4;
     const cx1 = bow ? x1 + bow : x1 - (x1 - x0) * 0.4;
     c.strokeStyle = c.fillStyle = this.colour.chain;
@@ -772,7 +774,7 @@ class View {
     c.lineWidth = 1.5;
     c.setLineDash(line.dash);
     c.beginPath();
-    const begin = Math.max(this.left, this.x(0));
+    const begin = Math.max(this.left, this.x(this.model.begin));
     const end = Math.min(this.right, this.x(this.model.end));
     let last = null;
     for (let x = begin; x <= end; x += 1) {

@@ -38,9 +38,7 @@ class HtmlOutput final : public Output, public Mrp::MrpObserver {
  private:
   using Record = Mrp::Accounts::Record;
   void take();
-  void addRows();
   void addFacts();
-  PageData::Place placeOf(const Record& record);
 
   std::string path_;
   std::string title_;

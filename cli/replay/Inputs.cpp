@@ -32,8 +32,12 @@ struct InputFile {
 
 // What was received; what was sent the replay sends itself. Frames keep their numbers in the file.
 InputFile readDump(const std::string& folder) {
-  InputFile file{.port = {}, .path = folder + "/" + DumpFile::kFrames, .frames = {}, .lines = {},
-                 .dump = true, .ports = {}};
+  InputFile file{.port = {},
+                 .path = folder + "/" + DumpFile::kFrames,
+                 .frames = {},
+                 .lines = {},
+                 .dump = true,
+                 .ports = {}};
   for (DumpedFrame& frame : readPcapng(file.path)) {
     const bool received = frame.received;
     file.ports.push_back(std::move(frame.port));
@@ -94,8 +98,8 @@ void planCapture(InputFile& file, std::int64_t origin, std::vector<Planned>& pla
       throw BadInput(file.path + ": packet " + std::to_string(number),
                      "the time of the packet is out of range");
     }
-    plan.push_back({Seconds::fromNanoseconds(at),
-                    FrameAction{port, std::move(frame.octets), {}}, nullptr, number});
+    plan.push_back({Seconds::fromNanoseconds(at), FrameAction{port, std::move(frame.octets), {}},
+                    nullptr, number});
   }
 }
 
@@ -149,9 +153,9 @@ Inputs readInputs(const InputFiles& names) {
   Inputs inputs;
   inputs.application = names.application ? *names.application : applicationOf(plan);
   for (Planned& planned : plan) {
-    inputs.actions.push_back(planned.line ? actionOf(*planned.line, inputs.application)
-                                          : Action{planned.at, *std::move(planned.frame),
-                                                   planned.number});
+    inputs.actions.push_back(planned.line
+                                 ? actionOf(*planned.line, inputs.application)
+                                 : Action{planned.at, *std::move(planned.frame), planned.number});
   }
   if (!names.status.empty()) inputs.status = readStatus(names.status, inputs.application);
   inputs.ports = portsIn(files, inputs);

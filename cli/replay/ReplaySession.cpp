@@ -72,7 +72,10 @@ ReplaySession::ReplaySession(const Inputs& inputs, const ReplayOptions& options,
       output_(outputs),
       clock_(makePtr<Platform::Embedded::VirtualClock>()),
       account_(*clock_, options.records),
-      observers_(options.records > 0 ? &account_ : nullptr, options.observer),
+      numbers_(account_),
+      recorder_(&numbers_, &account_),
+      observers_(options.records > 0 ? &recorder_ : nullptr, options.observer),
+      bridge_(options.bridge),
       switch_(clock_),
       config_(makePtr<Mrp::MrpConfig>()),
       status_(makePtr<Mrp::MrpStatus>()),
@@ -201,7 +204,7 @@ Mrp::Why::Sources ReplaySession::sources() const {
 }
 
 void ReplaySession::act(const FrameAction& action) {
-  if (line_ != 0) account_.nextFrameIs(line_);
+  numbers_.comes(IntfId(action.port), line_, action.octets);
   switch_.receive(IntfId(action.port), action.octets, action.unread);
 }
 
@@ -224,6 +227,12 @@ void ReplaySession::act(const RequestAction& action) {
 void ReplaySession::act(const EnableAction& action) {
   const Scope because(account_, account_.setting(Setting::portEnabled, IntfId(action.port),
                                                  action.enable, requester()));
+  using Mrp::Accounts::PortChange;
+  const Scope change(
+      account_,
+      bridge_ ? 0
+              : account_.portChanged(IntfId(action.port),
+                                     action.enable ? PortChange::enabled : PortChange::disabled));
   application_->enabledIs(IntfId(action.port), action.enable);
 }
 
@@ -237,8 +246,8 @@ void ReplaySession::act(const RoleAction& action) {
   // A port that is new to the instance appears in its role.
   auto port = Platform::makePtr<Stp::MstiPortStatus>();
   const Stp::MstiPortStatus::Role role{action.role};
-  const Scope because(account_, account_.role(IntfId(action.port),
-                                              static_cast<std::uint8_t>(action.role)));
+  const Scope because(account_,
+                      account_.role(IntfId(action.port), static_cast<std::uint8_t>(action.role)));
   port->roleIs(role);
   switch_.stpStatus()
       ->childIs(action.stp)
@@ -248,8 +257,8 @@ void ReplaySession::act(const RoleAction& action) {
 }
 
 void ReplaySession::act(const ConfigAction& action) {
-  const Scope because(account_, account_.setting(Setting::other, IntfId(action.port.value_or("")), 0,
-                                                 requester()));
+  const Scope because(
+      account_, account_.setting(Setting::other, IntfId(action.port.value_or("")), 0, requester()));
   if (!action.port) {
     Platform::attributeValueIs(config_->describe(), action.field, *action.value);
     return;

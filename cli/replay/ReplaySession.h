@@ -10,6 +10,7 @@
 #include "agent/account/Account.h"
 #include "agent/account/ObserverPair.h"
 #include "agent/why/Answer.h"
+#include "cli/replay/FrameNumbers.h"
 #include "cli/replay/Inputs.h"
 #include "cli/replay/Output.h"
 #include "cli/replay/ReplayApplication.h"
@@ -104,7 +105,10 @@ class ReplaySession {
   Outputs output_;
   Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
   Mrp::Accounts::Account account_;
+  FrameNumbers numbers_;
+  Mrp::Accounts::ObserverPair recorder_;
   Mrp::Accounts::ObserverPair observers_;
+  bool bridge_;
   Platform::Embedded::Switch switch_;
   Platform::Ptr<Mrp::MrpConfig> config_;
   Platform::Ptr<Mrp::MrpStatus> status_;

@@ -51,8 +51,7 @@ Rpc::Json whyFromInputs(const Question& question, const WhyInputs& files) {
   InputFiles names;
   names.inputs = files.inputs;
   names.bridge = files.bridge;
-  names.application =
-      question.vlan ? Mrp::MrpApplication::mvrp : Mrp::MrpApplication::msrp;
+  names.application = question.vlan ? Mrp::MrpApplication::mvrp : Mrp::MrpApplication::msrp;
   const Inputs inputs = readInputs(names);
   ReplayOptions options;
   options.bridge = files.bridge;

@@ -6,30 +6,20 @@ is done when the call returns.
 
 import json
 import os
-import shutil
 import subprocess
+import sys
 
 import pytest
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), ".."))
+import browser
+
 ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "../.."))
 MRP = os.environ.get("MRP", os.path.join(ROOT, "build/bin/mrp"))
-BOUND = 60  # seconds after which a page that does not load has failed
-
-
-def why_not():
-    """Why there is no browser here; empty where there is one."""
-    try:
-        import selenium  # noqa: F401
-    except ImportError:
-        return "no selenium (package python3-selenium)"
-    for program in ("chromium", "chromedriver"):
-        if not shutil.which(program):
-            return f"no {program} (packages chromium, chromium-driver)"
-    return ""
 
 
 def pytest_collection_modifyitems(items):
-    reason = why_not()
+    reason = browser.why_not()
     if reason:
         for item in items:
             item.add_marker(pytest.mark.skip(reason=reason))
@@ -37,21 +27,7 @@ def pytest_collection_modifyitems(items):
 
 @pytest.fixture(scope="session")
 def chromium():
-    from selenium import webdriver
-    from selenium.webdriver.chrome.service import Service
-
-    options = webdriver.ChromeOptions()
-    options.binary_location = shutil.which("chromium")
-    arguments = ["--headless=new", "--disable-gpu", "--disable-dev-shm-usage", "--window-size=1400,900",
-                 "--force-device-scale-factor=1", "--disable-background-networking"]
-    if os.geteuid() == 0:
-        arguments.append("--no-sandbox")  # chromium's own sandbox refuses root
-    for argument in arguments:
-        options.add_argument(argument)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
-    driver.set_page_load_timeout(BOUND)
-    driver.set_script_timeout(BOUND)
+    driver = browser.start()
     yield driver
     driver.quit()
 

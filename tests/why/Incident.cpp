@@ -54,8 +54,9 @@ Incident& Incident::leaveAll(double seconds, unsigned on, unsigned from) {
 }
 
 Incident& Incident::role(double seconds, unsigned on, Stp::MstiPortStatus::Role role) {
-  return at(seconds, {{}, Cli::RoleAction{"stp", Stp::kCist, port(on).name(),
-                                          static_cast<std::uint32_t>(role)}});
+  return at(
+      seconds,
+      {{}, Cli::RoleAction{"stp", Stp::kCist, port(on).name(), static_cast<std::uint32_t>(role)}});
 }
 
 Incident& Incident::domain(double seconds, unsigned on, std::uint8_t priorityA) {
@@ -73,8 +74,7 @@ Incident& Incident::talker(double seconds, unsigned on, std::uint64_t id, std::u
   return hears(seconds, on, frame(kMsrp, streams(1, talker.value(), {event})), on);
 }
 
-Incident& Incident::talkerFailed(double seconds, unsigned on, std::uint64_t id,
-                                 std::uint8_t code) {
+Incident& Incident::talkerFailed(double seconds, unsigned on, std::uint64_t id, std::uint8_t code) {
   TalkerOf talker;
   talker.id = id;
   const Octets value = talker.value() + number(0x8000020000000b01, 8) + number(code, 1);

@@ -32,9 +32,9 @@ TEST(WhyStories, ItsOwnNeighbourWithdrewTheVlan) {
   const Answer answer = incident.registration(2, 30);
   EXPECT_EQ(answer.cause, "withdrawn-by-neighbour") << textOf(answer);
   EXPECT_EQ(answer.state, "VLAN 30 is not registered on port2.");
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("Lv received"), HasSubstr("#2 02:00:00:00:0a:07"),
-                                    Not(HasSubstr("LeaveAll received")),
-                                    Not(HasSubstr("flushed"))));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("Lv received"), HasSubstr("#2 02:00:00:00:0a:07"),
+                    Not(HasSubstr("LeaveAll received")), Not(HasSubstr("flushed"))));
 }
 
 // The answer to a LeaveAll is lost: the neighbour believes that it still declares the VLAN.
@@ -43,8 +43,9 @@ TEST(WhyStories, ItAgedOutAfterAnotherStationsLeaveAll) {
   incident.ports(1).vlan(1, 1, 30, New, 1).leaveAll(4, 1, 9).until(6);
   const Answer answer = incident.registration(1, 30);
   EXPECT_EQ(answer.cause, "aged-out-after-received-leave-all") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("LeaveAll received"), HasSubstr("#2 02:00:00:00:0a:09"),
-                                    Not(HasSubstr("withdrawn by the neighbour"))));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("LeaveAll received"), HasSubstr("#2 02:00:00:00:0a:09"),
+                    Not(HasSubstr("withdrawn by the neighbour"))));
   // What it was not: a VLAN that was declared again after the same LeaveAll is there.
   Incident answered;
   answered.ports(1).vlan(1, 1, 30, New).leaveAll(4, 1, 9).vlan(4.3, 1, 30, JoinIn).until(6);
@@ -59,8 +60,8 @@ TEST(WhyStories, ItAgedOutAfterOurOwnLeaveAll) {
   incident.ports(1).vlan(1, 1, 30, New).until(12);
   const Answer answer = incident.registration(1, 30);
   EXPECT_EQ(answer.cause, "aged-out-after-own-leave-all") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("our own LeaveAll was due"),
-                                    Not(HasSubstr("LeaveAll received"))));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("our own LeaveAll was due"), Not(HasSubstr("LeaveAll received"))));
 }
 
 TEST(WhyStories, ItIsAboutToLeaveAndWhen) {
@@ -110,7 +111,8 @@ TEST(WhyStories, NobodyDeclaredItAgainWhenThePortBeganToForward) {
   incident.role(3, 1, PortRole::designated).until(5);
   const Answer answer = incident.registration(1, 30);
   EXPECT_EQ(answer.cause, "aged-out-after-role-change") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("role became designated"), Not(HasSubstr("flushed"))));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("role became designated"), Not(HasSubstr("flushed"))));
 }
 
 // The review that would publish it finds the attribute log full.
@@ -146,7 +148,8 @@ TEST(WhyStories, AMalformedPduDroppedTheRest) {
   aged.ports(1).vlan(1, 1, 30, New).leaveAll(4, 1).hears(4.2, 1, cut, 3).until(6);
   const Answer answer = aged.registration(1, 30);
   EXPECT_EQ(answer.cause, "malformed") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("#3 02:00:00:00:0a:03"), HasSubstr("LeaveAll received")));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("#3 02:00:00:00:0a:03"), HasSubstr("LeaveAll received")));
 }
 
 TEST(WhyStories, ThePortWentDown) {
@@ -207,9 +210,9 @@ TEST(WhyStories, ItIsWithdrawnSinceThePortItCameFromLostIt) {
   const Answer answer = incident.declaration(2, 30);
   EXPECT_EQ(answer.cause, "passed-on") << textOf(answer);
   EXPECT_EQ(answer.state, "VLAN 30 is not declared on port2.");
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("port1 withdrawn by the neighbour: Lv received"),
-                                    HasSubstr("#2 02:00:00:00:0a:05"),
-                                    Not(HasSubstr("by the application"))));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("port1 withdrawn by the neighbour: Lv received"),
+                    HasSubstr("#2 02:00:00:00:0a:05"), Not(HasSubstr("by the application"))));
 }
 
 // --- Streams -------------------------------------------------------------------------------------
@@ -229,10 +232,11 @@ TEST_F(WhyStreams, TheSecondStreamDoesNotFit) {
   incident.talker(3, 1, 2, 1500).listener(4, 2, 2).until(5);
   const Answer answer = incident.stream(2, 2);
   EXPECT_EQ(answer.cause, "code-1") << textOf(answer);
-  EXPECT_THAT(textOf(answer),
-              AllOf(HasSubstr("bandwidth code needs 98.752 Mb/s, 21.048 Mb/s available; 53.952 Mb/s "
-                              "of 75 Mb/s in use"),
-                    HasSubstr("remedy: withdraw other streams on port2"), HasSubstr("#7")));
+  EXPECT_THAT(
+      textOf(answer),
+      AllOf(HasSubstr("bandwidth code needs 98.752 Mb/s, 21.048 Mb/s available; 53.952 Mb/s "
+                      "of 75 Mb/s in use"),
+            HasSubstr("remedy: withdraw other streams on port2"), HasSubstr("#7")));
   EXPECT_EQ(incident.stream(2, 1).cause, "reserved");
   EXPECT_EQ(incident.stream(3, 2).cause, "advertised");
 }
@@ -241,8 +245,8 @@ TEST_F(WhyStreams, TwoTalkersClaimOneStream) {
   incident.talker(1, 1, 1).talker(2, 3, 1).until(3);
   const Answer answer = incident.stream(3, 1);
   EXPECT_EQ(answer.cause, "not-declared") << textOf(answer);
-  EXPECT_THAT(answer.state, AllOf(HasSubstr("a second talker of it is registered on port3"),
-                                  HasSubstr("port1")));
+  EXPECT_THAT(answer.state,
+              AllOf(HasSubstr("a second talker of it is registered on port3"), HasSubstr("port1")));
   EXPECT_EQ(incident.stream(2, 1).cause, "advertised");
 }
 
@@ -279,8 +283,8 @@ TEST_F(WhyStreams, TheTalkerChangedWhileItWasRegistered) {
   incident.talker(1, 1, 1, 80).talker(2, 1, 1, 160).until(3);
   const Answer answer = incident.stream(2, 1);
   EXPECT_EQ(answer.cause, "code-16") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("changed at 2 s"), HasSubstr("#5"),
-                                    HasSubstr("advertise it anew")));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("changed at 2 s"), HasSubstr("#5"), HasSubstr("advertise it anew")));
 }
 
 TEST_F(WhyStreams, ItFailedUpstream) {
@@ -295,8 +299,8 @@ TEST_F(WhyStreams, TheSpanningTreeBlocksThePort) {
   incident.talker(1, 1, 1).role(2, 3, PortRole::alternate).until(3);
   const Answer answer = incident.stream(3, 1);
   EXPECT_EQ(answer.cause, "not-declared") << textOf(answer);
-  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("does not forward VLAN 2"),
-                                    HasSubstr("role became alternate")));
+  EXPECT_THAT(textOf(answer),
+              AllOf(HasSubstr("does not forward VLAN 2"), HasSubstr("role became alternate")));
 }
 
 // --- Chains --------------------------------------------------------------------------------------

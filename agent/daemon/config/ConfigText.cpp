@@ -4,15 +4,18 @@
 
 namespace Daemon {
 
-std::string configText(const Config& config) {
+std::string configText(const Config& config, Settings which) {
+  const Config first;
   std::string text;
   std::string_view table;
   for (const Key& key : keys()) {
+    const Value value = *key.get(&config);
+    if (which == Settings::changed && value == *key.get(&first)) continue;
     if (key.table != table) {
       ((text += table.empty() ? "[" : "\n[") += key.table) += "]\n";
       table = key.table;
     }
-    ((text += key.name) += " = ") += tomlText(*key.get(&config)) + '\n';
+    ((text += key.name) += " = ") += tomlText(value) + '\n';
   }
   for (const auto& [name, port] : config.port) {
     text += "\n[port.\"" + name + "\"]\n";

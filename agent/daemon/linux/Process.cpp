@@ -325,7 +325,7 @@ int checkConfiguration(const std::string& file, std::span<const OptionText> opti
   const Loaded loaded = load(file, options);
   tell(log, loaded.errors);
   if (!loaded.errors.empty()) return Exit::kConfiguration;
-  std::cout << configText(loaded.config);
+  std::cout << configText(loaded.config, Settings::all);
   return std::cout.flush() ? Exit::kDone : Exit::kFailed;
 }
 
