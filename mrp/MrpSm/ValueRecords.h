@@ -21,18 +21,20 @@ struct ValueSlots {
   Value tx{};
 };
 
-// The scratch records in which attribute values travel between an agent and its engine.
-class MRP_API ValueRecords {
- public:
-  ValueRecords() = default;
-  ValueRecords(const ValueRecords&) = delete;
-  ValueRecords& operator=(const ValueRecords&) = delete;
-
+struct AllValueSlots {
   ValueSlots<MsrpTalkerAdvertiseAttribute> talkerAdvertise;
   ValueSlots<MsrpTalkerFailedAttribute> talkerFailed;
   ValueSlots<MsrpListenerAttribute> listener;
   ValueSlots<MsrpDomainAttribute> domain;
   ValueSlots<MvrpVlanAttribute> vlan;
+};
+
+// The scratch records in which attribute values travel between an agent and its engine.
+class MRP_API ValueRecords : public AllValueSlots {
+ public:
+  ValueRecords() = default;
+  ValueRecords(const ValueRecords&) = delete;
+  ValueRecords& operator=(const ValueRecords&) = delete;
 
   // Whose types the images below are.
   void applicationIs(MrpApplication application);
@@ -100,22 +102,13 @@ class MRP_API ValueRecords {
   // All records as they are, to be put back: for whoever lets the application run.
   class Saved {
    public:
-    explicit Saved(const ValueRecords& from)
-        : talkerAdvertise_(from.talkerAdvertise),
-          talkerFailed_(from.talkerFailed),
-          listener_(from.listener),
-          domain_(from.domain),
-          vlan_(from.vlan) {}
+    explicit Saved(const ValueRecords& from) : saved_(from) {}
     // The receive records, or the transmit records.
     void restoreRx(ValueRecords& to) const;
     void restoreTx(ValueRecords& to) const;
 
    private:
-    ValueSlots<MsrpTalkerAdvertiseAttribute> talkerAdvertise_;
-    ValueSlots<MsrpTalkerFailedAttribute> talkerFailed_;
-    ValueSlots<MsrpListenerAttribute> listener_;
-    ValueSlots<MsrpDomainAttribute> domain_;
-    ValueSlots<MvrpVlanAttribute> vlan_;
+    AllValueSlots saved_;
   };
 
  private:
@@ -127,6 +120,7 @@ class MRP_API ValueRecords {
   };
   const Images& images(std::uint8_t type) const { return images_[type <= kMostTypes ? type : 0]; }
   static std::uint64_t keyAt(const std::uint8_t* octets, const Images& of) {
+    if (of.keyOctets == 2) return octets[0] << 8 | octets[1];
     std::uint64_t key = 0;
     for (std::size_t i = 0; i < of.keyOctets; ++i) key = key << 8 | octets[i];
     return key;

@@ -14,37 +14,42 @@ AttrTable::~AttrTable() {
   }
 }
 
-MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key) {
+inline MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key, unsigned marks) {
   const std::size_t number = index % kPageRecords;
   const std::size_t i = index / kPageRecords;
-  if (i >= pages_.size()) pages_.resize(i + 1);
-  if (!pages_[i]) {
-    const std::size_t size = sizeof(Page) + kPageRecords * recordSize_;
-    pages_[i].reset(new (::operator new (size, std::align_val_t{alignof(Page)})) Page);
-    pages_[i]->table = this;
-  }
-  void* place = reinterpret_cast<std::byte*>(pages_[i].get() + 1) + number * recordSize_;
-  auto& record = *new (place) MrpAttrDatabase(key, number, layout_.wide);
-  toggle(kPresent, *pages_[i], std::uint64_t{1} << number);
+  Page& page = i < pages_.size() && pages_[i] ? *pages_[i] : makePage(i);
+  auto& record = *new (placeOf(page, number)) MrpAttrDatabase(key, number, layout_.wide, marks);
+  const std::uint64_t bit = std::uint64_t{1} << number;
+  enter(kPresent, page, bit);
+  if (record.visible()) enter(kVisible, page, bit);
+  if (record.pendingAdd()) enter(kPendingAdd, page, bit);
   return record;
 }
 
-MrpAttrDatabase& AttrTable::add(std::uint64_t key) {
-  if (layout_.keys == AttributeKeys::sparse) return addSparse(key);
+AttrTable::Page& AttrTable::makePage(std::size_t index) {
+  if (index >= pages_.size()) pages_.resize(index + 1);
+  const std::size_t size = sizeof(Page) + kPageRecords * recordSize_;
+  pages_[index].reset(new (::operator new (size, std::align_val_t{alignof(Page)})) Page);
+  pages_[index]->table = this;
+  return *pages_[index];
+}
+
+MrpAttrDatabase& AttrTable::add(std::uint64_t key, unsigned marks) {
+  if (layout_.keys == AttributeKeys::sparse) return addSparse(key, marks);
   if (key >= kDenseKeys) {
     throw std::range_error(
         "AttributeKey::value < AttributeKey::min or > AttributeKey::max not allowed");
   }
-  return make(static_cast<std::size_t>(key), key);
+  return make(static_cast<std::size_t>(key), key, marks);
 }
 
 // All room is made before anything is linked.
-MrpAttrDatabase& AttrTable::addSparse(std::uint64_t key) {
+MrpAttrDatabase& AttrTable::addSparse(std::uint64_t key, unsigned marks) {
   if (4 * (size() + 1) > 3 * slots_.size()) grow();
   order_.reserve();
   if (free_.capacity() < used_ + 1) free_.reserve(2 * (used_ + 1));
   const std::size_t index = free_.empty() ? used_ : free_.back();
-  MrpAttrDatabase& record = make(index, key);
+  MrpAttrDatabase& record = make(index, key, marks);
   free_.empty() ? void(++used_) : free_.pop_back();
   slots_[slotOf(key)] = static_cast<std::uint32_t>(index + 1);
   order_.add(key);
@@ -94,14 +99,13 @@ void AttrTable::marksAre(MrpAttrDatabase& record, unsigned marks) {
   if (record.idle()) del(record);
 }
 
-MrpAttrDatabase* AttrTable::sparseAtOrAbove(Set set, std::uint64_t from) {
-  while (count_[set] > 0) {
-    const auto key = order_.atOrAbove(from);
+MrpAttrDatabase* AttrTable::Walk::nextSparse() {
+  while (from_ && table_.count_[set_] > 0) {
+    const auto key = table_.order_.atOrAbove(*from_);
     if (!key) break;
-    MrpAttrDatabase* record = findSparse(*key);
-    if (record && isMember(set, *record)) return record;
-    if (*key == UINT64_MAX) break;
-    from = *key + 1;
+    from_ = *key == UINT64_MAX ? std::nullopt : std::optional(*key + 1);
+    MrpAttrDatabase* record = table_.findSparse(*key);
+    if (record && isMember(set_, *record)) return record;
   }
   return nullptr;
 }

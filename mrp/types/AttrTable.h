@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <optional>
 #include <type_traits>
 #include <vector>
 
@@ -31,6 +32,10 @@ class MrpIntfTypeApplicant;
 //   may hold others.
 // * What throws (for want of memory, a dense key out of range) changes nothing.
 class MRP_API AttrTable {
+  static constexpr std::size_t kSets = 4;
+  static constexpr std::size_t kPageRecords = 64;
+  struct Page;
+
  public:
   // Dense keys lie below this.
   static constexpr std::uint64_t kDenseKeys = 65536;
@@ -48,13 +53,14 @@ class MRP_API AttrTable {
   MrpAttrDatabase* find(std::uint64_t key) const {
     return layout_.keys == AttributeKeys::dense ? findDense(key) : findSparse(key);
   }
-  // The record of `key`, new when there was none; `add`: there must be none. Throws std::bad_alloc,
-  // and std::range_error for a dense key from kDenseKeys on.
-  MrpAttrDatabase& is(std::uint64_t key) {
+  // The record of `key`, new when there was none; `add`: there must be none. A new one is at rest
+  // under these marks. Throws std::bad_alloc, and std::range_error for a dense key from kDenseKeys
+  // on.
+  MrpAttrDatabase& is(std::uint64_t key, unsigned marks = 0) {
     MrpAttrDatabase* record = find(key);
-    return record ? *record : add(key);
+    return record ? *record : add(key, marks);
   }
-  MrpAttrDatabase& add(std::uint64_t key);
+  MrpAttrDatabase& add(std::uint64_t key, unsigned marks);
   void del(MrpAttrDatabase& record);
 
   // Marks of a record (MrpAttrDatabase::Mark). One that is left without any goes, unless a leave
@@ -66,25 +72,53 @@ class MRP_API AttrTable {
   // Records that this station declares and nobody has registered.
   std::size_t onlyDeclared() const { return onlyDeclared_; }
 
-  // The member with the smallest key at or above `from`; null past the last.
-  MrpAttrDatabase* atOrAbove(Set set, std::uint64_t from) {
-    return layout_.keys == AttributeKeys::dense ? denseAtOrAbove(set, from)
-                                                : sparseAtOrAbove(set, from);
-  }
+  // A walk through the members of a set in key order, from a key on. Records may come and go
+  // between its steps, each of which takes the smallest key above the last one.
+  class Walk {
+   public:
+    Walk(AttrTable& table, Set set, std::uint64_t from = 0)
+        : table_(table),
+          set_(set),
+          from_(from),
+          page_(static_cast<std::size_t>(from / kPageRecords)),
+          ahead_(~std::uint64_t{0} << from % kPageRecords) {}
+    // Null past the last.
+    MrpAttrDatabase* next() {
+      return table_.layout_.keys == AttributeKeys::dense ? nextDense() : nextSparse();
+    }
+
+   private:
+    MrpAttrDatabase* nextDense() {
+      for (; page_ < table_.pages_.size(); ++page_, ahead_ = ~std::uint64_t{0}) {
+        Page* page = table_.pages_[page_].get();
+        const std::uint64_t members = page ? page->sets[set_] & ahead_ : 0;
+        if (!members) continue;
+        ahead_ = ~(members ^ (members - 1));
+        return table_.recordOf(*page, static_cast<std::size_t>(std::countr_zero(members)));
+      }
+      return nullptr;
+    }
+    MrpAttrDatabase* nextSparse();
+
+    AttrTable& table_;
+    Set set_;
+    std::optional<std::uint64_t> from_;  // where to go on; none past the largest key
+    // Of dense keys: the page to go on in, and a bit for each place ahead there.
+    std::size_t page_;
+    std::uint64_t ahead_;
+  };
   // Visits the members of a set in key order. The visitor may add and delete any record; the walk
   // goes on at the smallest key above the one just handled. A visitor that returns bool ends the
   // walk with false; the result is whether the walk came to its end.
   template <class Visit>
   bool walk(Set set, Visit visit) {
-    MrpAttrDatabase* record = atOrAbove(set, 0);
-    while (record) {
-      const std::uint64_t key = record->attributeKey();
+    Walk steps(*this, set);
+    while (MrpAttrDatabase* record = steps.next()) {
       if constexpr (std::is_void_v<decltype(visit(*record))>) {
         visit(*record);
       } else if (!visit(*record)) {
         return false;
       }
-      record = key == UINT64_MAX ? nullptr : atOrAbove(set, key + 1);
     }
     return true;
   }
@@ -100,8 +134,6 @@ class MRP_API AttrTable {
   }
 
  private:
-  static constexpr std::size_t kSets = 4;
-  static constexpr std::size_t kPageRecords = 64;
   // Head of a page; its records follow.
   struct alignas(64) Page {
     std::array<std::uint64_t, kSets> sets{};  // a bit for each record
@@ -116,12 +148,19 @@ class MRP_API AttrTable {
     return *reinterpret_cast<Page*>(reinterpret_cast<std::byte*>(&record) - record.number() * size -
                                     sizeof(Page));
   }
+  void* placeOf(Page& page, std::size_t number) const {
+    return reinterpret_cast<std::byte*>(&page + 1) + number * recordSize_;
+  }
   MrpAttrDatabase* recordOf(Page& page, std::size_t number) const {
-    return std::launder(reinterpret_cast<MrpAttrDatabase*>(reinterpret_cast<std::byte*>(&page + 1) +
-                                                           number * recordSize_));
+    return std::launder(static_cast<MrpAttrDatabase*>(placeOf(page, number)));
   }
   static bool isMember(Set set, MrpAttrDatabase& record) {
     return pageOf(record).sets[set] >> record.number() & 1;
+  }
+  // Enters a record that is no member into a set.
+  void enter(Set set, Page& page, std::uint64_t bit) {
+    page.sets[set] |= bit;
+    ++count_[set];
   }
   // Enters a record that is no member into a set, or takes a member out.
   void toggle(Set set, Page& page, std::uint64_t bit) {
@@ -135,22 +174,11 @@ class MRP_API AttrTable {
     const std::uint64_t i = key % kPageRecords;
     return pages_[page]->sets[kPresent] >> i & 1 ? recordOf(*pages_[page], i) : nullptr;
   }
-  MrpAttrDatabase* denseAtOrAbove(Set set, std::uint64_t from) {
-    std::uint64_t i = from % kPageRecords;
-    for (std::uint64_t page = from / kPageRecords; page < pages_.size(); ++page, i = 0) {
-      if (!pages_[page]) continue;
-      const std::uint64_t members = pages_[page]->sets[set] >> i << i;
-      if (members) {
-        return recordOf(*pages_[page], static_cast<std::size_t>(std::countr_zero(members)));
-      }
-    }
-    return nullptr;
-  }
   MrpAttrDatabase* findSparse(std::uint64_t key) const;
-  MrpAttrDatabase* sparseAtOrAbove(Set set, std::uint64_t from);
-  MrpAttrDatabase& addSparse(std::uint64_t key);
+  MrpAttrDatabase& addSparse(std::uint64_t key, unsigned marks);
   void delSparse(std::uint64_t key);
-  MrpAttrDatabase& make(std::size_t index, std::uint64_t key);
+  MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
+  [[gnu::noinline]] Page& makePage(std::size_t index);
   MrpAttrDatabase* at(std::size_t index) const {
     return recordOf(*pages_[index / kPageRecords], index % kPageRecords);
   }

@@ -108,8 +108,9 @@ class MrpAttrDatabase {
   // Of `place_`: the record's number in its page of the table, and whether it is wide.
   static constexpr std::uint8_t kWide = 64;
 
-  MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide)
+  MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide, unsigned marks)
       : attributeKey_(attributeKey),
+        marks_(static_cast<std::uint8_t>(marks)),
         place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))) {}
   bool wide() const { return place_ & kWide; }
   unsigned number() const { return place_ & (kWide - 1u); }
@@ -131,7 +132,7 @@ class MrpAttrDatabase {
   MrpLeaveSm explicitLeaveSm_{MrpLeaveSm::kExplicitLeave};
   MrpApplicantState applicantState_ = MrpApplicantState::vo;
   MrpRegistrarState registrarState_ = MrpRegistrarState::mt;
-  std::uint8_t marks_ = 0;
+  std::uint8_t marks_;
   std::uint8_t valueSize_ = 0;
   std::uint8_t place_;
   std::uint8_t spare_ = 0;

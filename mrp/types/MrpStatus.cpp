@@ -24,7 +24,7 @@ MrpAttrDatabase* MrpIntfTypeApplicant::mrpAttribute(std::uint64_t key) const {
 }
 
 MrpAttrDatabase& MrpIntfTypeApplicant::mrpAttributeIs(std::uint64_t key) {
-  MrpAttrDatabase& record = table_.is(key);
+  MrpAttrDatabase& record = table_.is(key, MrpAttrDatabase::kCommitted);
   if (record.marks() == 0) record.reset();
   if (!record.committed()) table_.marksAre(record, MrpAttrDatabase::kCommitted);
   return record;
@@ -35,10 +35,10 @@ void MrpIntfTypeApplicant::mrpAttributeDel(std::uint64_t key) {
 }
 
 MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
-  MrpAttrDatabase& record = known ? *known : table_.add(key);
-  record.reset();
-  table_.marksAre(record, MrpAttrDatabase::kPendingAdd);
-  return record;
+  if (!known) return table_.add(key, MrpAttrDatabase::kPendingAdd);
+  known->reset();
+  table_.marksAre(*known, MrpAttrDatabase::kPendingAdd);
+  return *known;
 }
 
 void MrpIntfTypeApplicant::pendingAddDel(MrpAttrDatabase& record) {

@@ -17,13 +17,24 @@ namespace Platform {
 template <class T>
 class IntfMap {
  public:
-  T* find(IntfId intf) const {
-    const auto index = static_cast<std::size_t>(intf.value());
-    if (index >= places_.size() || !places_[index]) return nullptr;
-    std::optional<T>& element = *places_[index];
-    return element ? &*element : nullptr;
-  }
+  T* find(IntfId intf) const { return elementAt(placeOf(intf)); }
   bool has(IntfId intf) const { return find(intf) != nullptr; }
+
+  // The place of a port, for whoever asks for its element again and again. Not longer than the map.
+  class Place {
+   public:
+    Place(const IntfMap& map, IntfId intf) : map_(&map), intf_(intf) {}
+    // What `find` gives by now.
+    T* find() {
+      if (!place_) place_ = map_->placeOf(intf_);
+      return elementAt(place_);
+    }
+
+   private:
+    const IntfMap* map_;
+    IntfId intf_;
+    std::optional<T>* place_ = nullptr;  // once there is one
+  };
 
   // The element of `intf`, made from `args` when there is none.
   template <class... Args>
@@ -75,6 +86,12 @@ class IntfMap {
   }
 
  private:
+  std::optional<T>* placeOf(IntfId intf) const {
+    const auto index = static_cast<std::size_t>(intf.value());
+    return index < places_.size() ? places_[index].get() : nullptr;
+  }
+  static T* elementAt(std::optional<T>* place) { return place && *place ? &**place : nullptr; }
+
   std::vector<std::unique_ptr<std::optional<T>>> places_;
   std::vector<IntfId> order_;  // of all places, with an element or without
   std::size_t size_ = 0;

@@ -33,8 +33,7 @@ class SequencedQueue {
     if (empty()) {
       clear();
     } else if (first_ > kMaxGone && 2 * first_ > elements_.size()) {
-      elements_.erase(elements_.begin(), begin());
-      first_ = 0;
+      compact();
     }
     ++metadata_.dequeued;
     removed();
@@ -97,6 +96,10 @@ class SequencedQueue {
   }
 
   auto begin() { return elements_.begin() + static_cast<std::ptrdiff_t>(first_); }
+  [[gnu::noinline]] void compact() {
+    elements_.erase(elements_.begin(), begin());
+    first_ = 0;
+  }
   void clear() {
     elements_.clear();
     first_ = 0;

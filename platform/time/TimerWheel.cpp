@@ -39,7 +39,7 @@ std::int64_t TimerWheel::firstTickAt(Seconds time) const {
   return ns / tickNs_ + (ns % tickNs_ != 0 ? 1 : 0);
 }
 
-void TimerWheel::link(Timer& timer) {
+inline void TimerWheel::link(Timer& timer) {
   TimerLink& slot = slots_[lastSlot_];
   std::uint64_t& occupied = occupied_[lastSlot_ / 64];
   const std::uint64_t bit = std::uint64_t{1} << lastSlot_ % 64;

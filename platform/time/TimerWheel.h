@@ -131,7 +131,7 @@ class MRP_API TimerWheel : public Entity {
   std::size_t slotOf(std::int64_t tick) const;
   std::int64_t firstTickAt(Seconds time) const;
   void arm(Timer& timer, Seconds deadline, Seconds now);
-  void link(Timer& timer);
+  [[gnu::always_inline]] void link(Timer& timer);
   void serve(std::int64_t tick);
   void fire(Timer& timer);
   void handleAlarm();

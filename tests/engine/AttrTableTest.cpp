@@ -42,7 +42,8 @@ TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
   std::mt19937_64 random(dense ? 1 : 2);
   AttrTable table({dense ? AttributeKeys::dense : AttributeKeys::sparse, true}, nullptr);
   std::map<std::uint64_t, std::pair<std::uint64_t, MrpAttrDatabase*>> model;
-  std::uint64_t from = 0;
+  std::uint64_t from = 0;  // the walk's next step gives the smallest key from here on
+  std::optional<AttrTable::Walk> walk(std::in_place, table, AttrTable::kPresent);
   for (std::uint64_t serial = 1; serial <= 100000; ++serial) {
     const std::uint64_t key = someKey(random, dense);
     // Long stretches of growing and of shrinking.
@@ -63,12 +64,13 @@ TEST_P(AttrTableTest, AgreesWithAMapOfSerialNumbers) {
     }
     ASSERT_EQ(table.size(), model.size());
     // A walk goes on from where it was, whatever changed meanwhile, or another begins.
-    from = random() % 4 ? from : someKey(random, dense);
+    if (random() % 4 == 0) walk.emplace(table, AttrTable::kPresent, from = someKey(random, dense));
     const auto next = model.lower_bound(from);
-    MrpAttrDatabase* at = table.atOrAbove(AttrTable::kPresent, from);
+    MrpAttrDatabase* at = walk->next();
     ASSERT_EQ(at ? at->attributeKey() : 1, next == model.end() ? 1 : next->first);
     ASSERT_EQ(at == nullptr, next == model.end());
     from = at ? at->attributeKey() + 1 : 0;
+    if (from == 0) walk.emplace(table, AttrTable::kPresent);
   }
 }
 

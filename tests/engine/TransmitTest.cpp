@@ -76,6 +76,23 @@ TEST_F(TransmitTest, FullPacketsLeaveAtOnce) {
   }
 }
 
+TEST_F(TransmitTest, MtuCountsFromTheNextEventOn) {
+  Station st(kMvrp);
+  const IntfId port = st.port(1);
+  Platform::IntfStatusDir& status = *st.sw->allIntfStatusDir();
+  st.request(port, 2, New);
+  status.intfStatusIs(port, {.mtu = 60});
+  EXPECT_EQ(st.sent(), Texts{});
+  st.request(port, 4, New);
+  EXPECT_EQ(st.sentFrames(port).size(), 2u);
+  status.intfStatusDel(port);
+  st.request(port, 6, New);
+  EXPECT_EQ(st.sent(), Texts{}) << "no MTU, no such limit";
+  status.intfStatusIs(port, {.mtu = 60});
+  st.request(port, 8, New);
+  EXPECT_EQ(st.sentFrames(port).size(), 2u);
+}
+
 TEST_F(TransmitTest, PacketIsFullAt1436Octets) {
   Station st(kMvrp);
   const IntfId port = st.port(1);

@@ -72,6 +72,22 @@ TEST_F(IntfMapWalk, GoesOnAboveTheElementJustHandled) {
   }
 }
 
+TEST_F(IntfMapWalk, PlaceGivesWhatFindGives) {
+  IntfMap<std::string>::Place place(map, p2);
+  const auto expect = [&](const char* when) { EXPECT_EQ(place.find(), map.find(p2)) << when; };
+  expect("before any port");
+  map.is(p1) = "port1";
+  expect("before the port");
+  map.is(p2) = "port2";
+  expect("with an element");
+  map.is(IntfId("port4711")) = "another";
+  expect("after growing");
+  map.del(p2);
+  expect("without it");
+  map.is(p2) = "again";
+  expect("with another");
+}
+
 TEST(OrderedWalk, GoesOnAboveTheKeyJustHandled) {
   std::map<int, int> map{{1, 0}, {2, 0}, {3, 0}, {5, 0}};
   std::vector<int> seen;

@@ -51,7 +51,7 @@ void MrpDatabaseSm::hasNotificationActiveIs(bool active) {
   if (active && std::exchange(missed_, false)) doUpdateReviewTimer();
 }
 
-void MrpDatabaseSm::doUpdateReviewTimer() {
+void MrpDatabaseSm::askForReview() {
   MRP_TRACE(env_.trace, 8, name_ << "::doUpdateReviewTimer()");
   if (!reviewTimer_.reviewPending() && pending()) reviewTimer_.doUpdateNextReview();
 }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "mrp/MrpSm/db/MrpAttrLogSm.h"
+#include "mrp/MrpSm/env/Environment.h"
 #include "platform/time/ReviewTimer.h"
 
 namespace Mrp {
 
-struct Environment;
 class Records;
 
 // Commits pending changes of the attribute database in batches: when its review timer says so, and
@@ -15,7 +15,9 @@ class MRP_API MrpDatabaseSm : public Platform::Entity {
   // A review that came due while notifications were off is asked for when they come on again.
   void hasNotificationActiveIs(bool active) override;
   // Asks the review timer for a review when one is needed.
-  void doUpdateReviewTimer();
+  void doUpdateReviewTimer() {
+    if (!reviewTimer_.reviewPending() || env_.trace.isOn(8)) askForReview();
+  }
   void doReview();
   // When a review last ran to its end.
   Platform::Seconds lastReview() const { return lastReview_; }
@@ -34,6 +36,8 @@ class MRP_API MrpDatabaseSm : public Platform::Entity {
   Records& records_;
 
  private:
+  void askForReview();
+
   Platform::Ptr<MrpAttrLogSm> attrLogSm_;
   Platform::Ptr<Platform::Clock> clock_;
   const char* name_;

@@ -22,29 +22,31 @@ bool anyType(const MrpApplicationDatabase& database, Pred pred) {
 
 }  // namespace
 
-// An attribute that is being deleted is revived as it stands.
 MrpAttrDatabase* Records::addPending(const MrpAttribute& attribute) {
   const auto& [intf, type, key] = attribute;
+  return addPending(findAny(intf, type, key), intf, type, key).record;
+}
+
+// An attribute that is being deleted is revived as it stands.
+Subject Records::addPending(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key) {
   try {
-    MrpIntfTypeApplicant* present = types(intf, type);
     MrpIntfTypeApplicant& of =
-        present ? *present : env_.database.attrDatabaseIs(intf).intfTypeApplicantIs(type);
-    MrpAttrDatabase* known = of.any(key);
-    if (known && known->committed()) {
-      if (known->pendingDelete()) of.pendingDeleteDel(*known);
+        known.types ? *known.types : env_.database.attrDatabaseIs(intf).intfTypeApplicantIs(type);
+    if (known && known.record->committed()) {
+      if (known.record->pendingDelete()) of.pendingDeleteDel(*known.record);
       return known;
     }
-    MrpAttrDatabase& record = of.pendingAddIs(key, known);
+    MrpAttrDatabase& record = of.pendingAddIs(key, known.record);
     try {
       if (adds_) adds_->doUpdateReviewTimer();
     } catch (...) {
       of.pendingAddDel(record);  // nobody would ever commit it
       throw;
     }
-    return &record;
+    return {&of, &record};
   } catch (const std::bad_alloc&) {
-    noMemory(attribute);
-    return nullptr;
+    noMemory(intf, type, key);
+    return {};
   }
 }
 

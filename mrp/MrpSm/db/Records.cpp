@@ -5,17 +5,9 @@
 
 namespace Mrp {
 
-Subject Records::add(const MrpAttribute& attribute, std::span<const std::uint8_t> value) {
-  MrpAttrDatabase* record = addPending(attribute);
-  if (!record) return {};
-  record->statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
-  record->valueIs(value);
-  return {types(attribute.intfId, attribute.attributeType), record};
-}
-
-void Records::noMemory(const MrpAttribute& attribute) const {
+void Records::noMemory(IntfId intf, std::uint8_t type, std::uint64_t key) const {
   MRP_TRACE(env_.trace, 4, " Memory failed for attrDatabase ");
-  env_.discarded(MrpObserver::Reason::outOfMemory, attribute);
+  env_.discarded(MrpObserver::Reason::outOfMemory, {intf, type, key});
 }
 
 void Records::deleteAll(IntfId intf) {

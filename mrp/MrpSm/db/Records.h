@@ -49,13 +49,21 @@ class Records {
   }
   // Any record, hidden and vacant ones too.
   MrpAttrDatabase* any(const MrpAttribute& attribute) const {
-    MrpIntfTypeApplicant* of = types(attribute.intfId, attribute.attributeType);
-    return of ? of->any(attribute.attributeKey) : nullptr;
+    return findAny(attribute.intfId, attribute.attributeType, attribute.attributeKey).record;
   }
 
   // A record at rest with this value, new or revived; null, traced and discarded when memory for it
   // cannot be had. There is none that a look-up sees, or it is put back to rest.
-  Subject add(const MrpAttribute& attribute, std::span<const std::uint8_t> value);
+  Subject add(const MrpAttribute& attribute, std::span<const std::uint8_t> value) {
+    const auto& [intf, type, key] = attribute;
+    return add(findAny(intf, type, key), intf, type, key, value);
+  }
+  // What a look-up sees, else that.
+  [[gnu::always_inline]] Subject is(IntfId intf, std::uint8_t type, std::uint64_t key,
+                                    std::span<const std::uint8_t> value) {
+    const Subject known = findAny(intf, type, key);
+    return known && known.record->visible() ? known : add(known, intf, type, key, value);
+  }
   // Marks for addition, or takes a mark for deletion away; states and value stay as they are.
   MrpAttrDatabase* addPending(const MrpAttribute& attribute);
   void deletePending(const MrpAttribute& attribute);
@@ -97,9 +105,23 @@ class Records {
   }
 
  private:
+  Subject findAny(IntfId intf, std::uint8_t type, std::uint64_t key) const {
+    MrpIntfTypeApplicant* of = types(intf, type);
+    return {of, of ? of->any(key) : nullptr};
+  }
+  // `known` is what findAny gives.
+  Subject add(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key,
+              std::span<const std::uint8_t> value) {
+    const Subject added = addPending(known, intf, type, key);
+    if (!added) return added;
+    if (known) added.record->statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
+    added.record->valueIs(value);
+    return added;
+  }
+  Subject addPending(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key);
   bool refusesBeyond(const MrpIntfTypeApplicant& types, std::uint64_t key, std::uint32_t limit);
   void committed(const MrpIntfTypeApplicant& types, std::uint64_t key, bool added) const;
-  void noMemory(const MrpAttribute& attribute) const;
+  [[gnu::cold]] void noMemory(IntfId intf, std::uint8_t type, std::uint64_t key) const;
 
   // The collection looked up last; collections stay for as long as the status does.
   struct Last {

@@ -50,8 +50,8 @@ void MrpLib::mrpJoinReq(const MrpParameters&) {}
 void MrpLib::mrpLeaveReq(const MrpParameters&) {}
 
 void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
-  if (mrpSm_ && mrpSm_->active()) {
-    service().request(*this, parameters);
+  if (mrpSm_ && mrpSm_->rooms().active) {
+    mrpSm_->rooms().service.request(*this, parameters);
   } else {
     mrpOutIntfQueueDelAll();
   }

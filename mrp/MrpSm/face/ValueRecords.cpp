@@ -18,19 +18,19 @@ void ValueRecords::applicationIs(MrpApplication application) {
 }
 
 void ValueRecords::Saved::restoreRx(ValueRecords& to) const {
-  to.talkerAdvertise.rx = talkerAdvertise_.rx;
-  to.talkerFailed.rx = talkerFailed_.rx;
-  to.listener.rx = listener_.rx;
-  to.domain.rx = domain_.rx;
-  to.vlan.rx = vlan_.rx;
+  to.talkerAdvertise.rx = saved_.talkerAdvertise.rx;
+  to.talkerFailed.rx = saved_.talkerFailed.rx;
+  to.listener.rx = saved_.listener.rx;
+  to.domain.rx = saved_.domain.rx;
+  to.vlan.rx = saved_.vlan.rx;
 }
 
 void ValueRecords::Saved::restoreTx(ValueRecords& to) const {
-  to.talkerAdvertise.tx = talkerAdvertise_.tx;
-  to.talkerFailed.tx = talkerFailed_.tx;
-  to.listener.tx = listener_.tx;
-  to.domain.tx = domain_.tx;
-  to.vlan.tx = vlan_.tx;
+  to.talkerAdvertise.tx = saved_.talkerAdvertise.tx;
+  to.talkerFailed.tx = saved_.talkerFailed.tx;
+  to.listener.tx = saved_.listener.tx;
+  to.domain.tx = saved_.domain.tx;
+  to.vlan.tx = saved_.vlan.tx;
 }
 
 }  // namespace Mrp

@@ -59,11 +59,13 @@ inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstV
                                         std::uint8_t event) {
   std::uint8_t* events = vector + kVectorHeaderSize + firstValueSize;
   const unsigned n = mrpGetNumOfValues(vector);
-  const bool opens = n % 3 == 0;
-  if (opens) events[n / 3] = 0;
-  mrpEncodeThreePackedEvent(events, event, n + 1);
   countOneMoreValue(vector);
-  return opens ? 1 : 0;
+  if (n % 3 == 0) {
+    events[n / 3] = static_cast<std::uint8_t>(event * 36u);
+    return 1;
+  }
+  mrpEncodeThreePackedEvent(events, event, n + 1);
+  return 0;
 }
 inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
                                            std::uint8_t event, MrpApplication application) {

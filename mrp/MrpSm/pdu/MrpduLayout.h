@@ -52,7 +52,7 @@ constexpr std::size_t fourPackedOctets(std::size_t n) { return (n + 3) / 4; }
 
 // Octets of the MVRP vector: 0 for an end mark.
 inline std::size_t mvrpGetSizeOfVector(const std::uint8_t* vector) {
-  const std::size_t n = mrpGetNumOfValues(vector);
+  const unsigned n = mrpGetNumOfValues(vector);
   if (n > 0) return (n - 1) / 3 + 5;
   return readU16(vector) & kVectorHeaderLeaveAll ? 4 : 0;
 }

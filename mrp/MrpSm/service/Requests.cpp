@@ -34,11 +34,13 @@ void Service::request(MrpLib& lib, const MrpParameters& parameters) {
   const bool leaveAll = parameters.attributeEvent == kLeaveAllEvent;
   const Seconds period =
       leaveAll ? machines_.leaveAll->leaveAllPeriod(env_.context->intfId()) : Seconds();
-  MRP_TRACE(env_.trace, 8, "sendAttribute called");
+  if (env_.trace.isOn(8)) traceRequest();
   while (!lib.mrpOutIntfQueueEmpty()) act(parameters, lib.mrpOutIntfQueueDeq(), period);
 }
 
-void Service::act(const MrpParameters& parameters, IntfId queued, Seconds period) {
+void Service::traceRequest() const { MRP_TRACE(env_.trace, 8, "sendAttribute called"); }
+
+inline void Service::act(const MrpParameters& parameters, IntfId queued, Seconds period) {
   const std::uint8_t type = parameters.attributeType;
   env_.contextIs(parameters.intfId, type, env_.values.txKey(type));
   switch (parameters.attributeEvent) {
@@ -48,23 +50,31 @@ void Service::act(const MrpParameters& parameters, IntfId queued, Seconds period
     case static_cast<std::uint8_t>(MrpThreePackedEvent::joinMt):
       return declare(MrpApplicantEvent::join);
     case static_cast<std::uint8_t>(MrpThreePackedEvent::lv):
-      machines_.applicant->applicantEventIs(MrpApplicantEvent::leave);
-      machines_.applicant->handleApplicantEvent();
-      return deleteOnDefaultStates();
+      return deleteOnDefaultStates(drive(MrpApplicantEvent::leave));
     case kLeaveAllEvent:
       return sendLeaveAll(parameters, queued, period);
     case kInternalLeaveEvent:
       return internalLeave();
     default:
-      MRP_TRACE(env_.trace, 4,
-                "Event = " << +parameters.attributeEvent << " not handled in sendAttributeIntf ");
+      return traceUnknown(parameters.attributeEvent);
   }
 }
 
-void Service::declare(MrpApplicantEvent event) {
+void Service::traceUnknown(std::uint8_t event) const {
+  MRP_TRACE(env_.trace, 4, "Event = " << +event << " not handled in sendAttributeIntf ");
+}
+
+// An event of the current attribute, whose record is made when there is none; gives that.
+inline Subject Service::drive(MrpApplicantEvent event) {
+  const auto& [intf, type, key] = env_.current();
+  Subject subject = records_.is(intf, type, key, env_.values.rxImage(type));
   machines_.applicant->applicantEventIs(event);
-  machines_.applicant->handleApplicantEvent();
-  if (const Subject subject = records_.find(env_.current())) {
+  if (subject) subject.record = machines_.applicant->handle(subject, event);
+  return subject;
+}
+
+inline void Service::declare(MrpApplicantEvent event) {
+  if (const Subject subject = drive(event)) {
     subject.record->valueIs(env_.values.txImage(subject.type()));
   }
 }
@@ -93,14 +103,14 @@ void Service::internalLeave() {
   remove(current);
 }
 
-void Service::deleteOnDefaultStates() {
-  const MrpAttribute current = env_.current();
-  const Subject subject = records_.find(current);
+void Service::deleteOnDefaultStates() { deleteOnDefaultStates(records_.find(env_.current())); }
+
+void Service::deleteOnDefaultStates(Subject subject) {
   if (!subject) return;
   MRP_TRACE(
       env_.trace, 6,
       " mrpDeleteAttrOnDefaultStates called. reg state= " << subject.record->registrarState());
-  if (subject.record->atRest()) remove(current);
+  if (subject.record->atRest()) remove(subject.attribute());
 }
 
 void Service::remove(const MrpAttribute& attribute) {

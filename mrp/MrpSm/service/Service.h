@@ -16,6 +16,7 @@ class MrpLeaveAllSm;
 class MrpRegistrarSm;
 class Records;
 class Transmitter;
+struct Subject;
 
 // The requests of the application, behind MrpLib: what it declares and withdraws, and what becomes
 // of ports.
@@ -51,8 +52,12 @@ class Service {
 
  private:
   bool active() const { return machines_.applicant != nullptr; }
-  void act(const MrpParameters& parameters, IntfId queued, Seconds period);
-  void declare(MrpApplicantEvent event);
+  [[gnu::always_inline]] void act(const MrpParameters& parameters, IntfId queued, Seconds period);
+  [[gnu::always_inline]] Subject drive(MrpApplicantEvent event);
+  [[gnu::always_inline]] void declare(MrpApplicantEvent event);
+  [[gnu::cold]] void traceRequest() const;
+  [[gnu::cold]] void traceUnknown(std::uint8_t event) const;
+  void deleteOnDefaultStates(Subject subject);
   void sendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds period);
   void remove(const MrpAttribute& attribute);
 

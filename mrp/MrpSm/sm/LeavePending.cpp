@@ -62,7 +62,7 @@ Seconds MrpRegistrarSm::leaveTime(IntfId intf, MrpRegistrarEvent event) const {
 }
 
 // (Re)arms the timer for now plus the leave time.
-void MrpRegistrarSm::doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime) {
+inline void MrpRegistrarSm::doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime) {
   timerWheel_->delayIs(sm, leaveTime);
   if (env_.trace.isOn(8) || env_.observed()) tellArmed(sm, leaveTime);
 }

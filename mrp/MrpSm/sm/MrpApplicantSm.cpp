@@ -110,9 +110,8 @@ MrpApplicantSm::MrpApplicantSm(const Environment& env, Records& records, Transmi
 }
 
 void MrpApplicantSm::handleApplicantEvent() {
-  const MrpAttribute current = env_.current();
-  Subject subject = records_.find(current);
-  if (!subject) subject = records_.add(current, env_.values.rxImage(current.attributeType));
+  const auto& [intf, type, key] = env_.current();
+  const Subject subject = records_.is(intf, type, key, env_.values.rxImage(type));
   if (subject) handle(subject, applicantEvent_);
 }
 
@@ -144,8 +143,8 @@ MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event
   return subject.record;
 }
 
-MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
-                                      MrpRegistrarState registered) {
+inline MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
+                                             MrpRegistrarState registered) {
   const bool in = registered == MrpRegistrarState::in;
   const std::uint64_t key = subject.key();
   const Send& what = kSends[action];

@@ -38,7 +38,8 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
  private:
   void handleInitialized() { initialized_ = true; }
   // Carries out the action of a cell of the table; gives the record as `handle` does.
-  MrpAttrDatabase* send(Subject subject, std::uint8_t action, MrpRegistrarState registered);
+  [[gnu::always_inline]] MrpAttrDatabase* send(Subject subject, std::uint8_t action,
+                                               MrpRegistrarState registered);
   // What is told of an event, apart from the hot path: it costs that registers even when it is off.
   [[gnu::cold]] void tellEvent(Subject subject, MrpApplicantEvent event) const;
   [[gnu::cold]] void tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const;

@@ -212,7 +212,7 @@ void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
   if (outcome == Outcome::quiet && env_.observed()) tellMove(subject, {from, event});
   if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
   if (subject && traced) tellExit(subject.record->registrarState());
-  if (outcome == Outcome::discarded) joinDiscarded({subject.intf(), subject.type(), key});
+  if (outcome == Outcome::discarded) joinDiscarded(subject.intf(), subject.type(), key);
   if (!subject) return;
   MrpAttrDatabase& record = *subject.record;
   if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
@@ -241,17 +241,16 @@ void MrpRegistrarSm::mrpSetRegistrarState(MrpRegistrarState state) {
 
 // The log's numbers are crossed against its labels, the trace's are not; readers of the log rely on
 // both.
-void MrpRegistrarSm::joinDiscarded(const MrpAttribute& attribute) {
+void MrpRegistrarSm::joinDiscarded(IntfId intf, std::uint8_t type, std::uint64_t key) {
   const unsigned event = env_.context->attributeEvent();
-  const unsigned type = attribute.attributeType;
   MRP_TRACE(env_.trace, 4,
-            "Join was discarded by MSRP, interface: " << attribute.intfId << ", attrType: " << type
+            "Join was discarded by MSRP, interface: " << intf << ", attrType: " << +type
                                                       << ", attrEvent: " << event);
   logEvent(env_.eventLog, kMrpError, [&] {
     return formatText("Join was discarded by MSRP, interface: %s, attrType: %d, attrEvent: %d",
-                      attribute.intfId.name(), event, type);
+                      intf.name(), event, unsigned{type});
   });
-  env_.discarded(MrpObserver::Reason::joinDiscarded, attribute);
+  env_.discarded(MrpObserver::Reason::joinDiscarded, {intf, type, key});
 }
 
 void MrpRegistrarSm::logJoin(Subject subject, MrpRegistrarEvent event) const {

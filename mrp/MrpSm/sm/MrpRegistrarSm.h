@@ -85,11 +85,11 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   Outcome joinChanged(Subject subject, Cause cause);
   Outcome joinIndication(Subject subject, Cause cause);
   Outcome leaveIndication(Subject subject, Cause cause);
-  [[gnu::cold]] void joinDiscarded(const MrpAttribute& attribute);
+  [[gnu::cold]] void joinDiscarded(IntfId intf, std::uint8_t type, std::uint64_t key);
   void addLeavePending(Subject subject, MrpRegistrarEvent event);
   void delLeavePending(MrpAttrDatabase& record) const;
   Seconds leaveTime(IntfId intf, MrpRegistrarEvent event) const;
-  void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
+  [[gnu::always_inline]] void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
   void handleLeaveTimer(Platform::Timer& timer);
   void handleLeavePending(MrpLeaveSm& sm);
   void drop(MrpLeaveSm& sm) const;

@@ -15,7 +15,6 @@
 namespace Mrp {
 namespace {
 
-constexpr std::size_t kDataRoom = 1500;
 // Room that is left for the header, the end marks and the next vector before a packet counts as
 // full.
 constexpr std::size_t kMargin = 64;
@@ -46,34 +45,44 @@ Transmitter::Transmitter(const Environment& env, const Ports& ports)
     : env_(env),
       ports_(ports),
       first_(ports.lib.txPackets(false)),
-      second_(ports.lib.txPackets(true)) {
+      second_(ports.lib.txPackets(true)),
+      port_(ports, IntfId()) {
   for (const AttributeTypeInfo& type : env.info.types) {
     env.values.with(env.application, type.type, [&](const auto& slots) {
       using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
-      encoders_[type.type] = {[](MrpTxPacketContext& context, const void* value, std::uint8_t event,
-                                 const Environment& of) {
-                                return addToPacket(context, *static_cast<const Value*>(value),
-                                                   event, of);
-                              },
-                              &slots.tx};
+      encoders_[type.type] = {
+          [](MrpTxPacketContext& context, const void* value, std::uint8_t event,
+             const Environment& of) {
+            return addToPacket(context, *static_cast<const Value*>(value), event, of);
+          },
+          [](Platform::Trace& trace, const void* value, std::uint8_t event, IntfId intf) {
+            Mrp::traceSending(trace, *static_cast<const Value*>(value), event, intf);
+          },
+          &slots.tx};
     });
   }
 }
 
 // --- Declarations --------------------------------------------------------------------------------
 
-inline std::size_t Transmitter::roomOf(IntfId intf) const {
-  const Platform::IntfStatus* status = ports_.status.intfStatus(intf);
-  return status ? std::min<std::size_t>(status->mtu, kDataRoom) : kDataRoom;
+inline std::size_t Transmitter::add(MrpTxPacketContext& context, std::uint8_t type,
+                                    std::uint8_t event) {
+  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
+  if (!encoder.add) return notEncoded(context);
+  if (env_.trace.isOn(8)) traceSending(context.intf(), type, event);
+  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
+  if (env_.observed()) tellSent(context.intf(), type, event);
+  return packed;
 }
 
 std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
                                 std::uint8_t event) {
-  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
-  if (!encoder.add) return notEncoded(context);
-  const std::size_t packed = encoder.add(context, encoder.value, event, env_);
-  if (env_.observed()) tellSent(context.intf(), type, event);
-  return packed;
+  return add(context, type, event);
+}
+
+void Transmitter::traceSending(IntfId intf, std::uint8_t type, std::uint8_t event) const {
+  const Encoder& encoder = encoders_[type];
+  encoder.trace(env_.trace, encoder.value, event, intf);
 }
 
 void Transmitter::tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) const {
@@ -81,37 +90,33 @@ void Transmitter::tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) c
   env_.eventSent({intf, type, key}, event);
 }
 
-inline bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second,
-                             std::size_t room) {
-  MrpTxPacketContext* context = packets(second).find(intf);
+inline bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second) {
+  MrpTxPacketContext* context = portOf(intf).packet(second);
   bool sent = false;
   // Messages of one MRPDU stand in ascending order of type, so a packet that is past it leaves.
   if (!context || context->currentAttrType() > type) {
     sent = transmit(intf, second);
-    context = packets(second).find(intf);
-    if (!context) context = open(intf, type, event, second);
+    context = open(intf, type, event, second);
     if (!context) return sent;
   }
-  if (encode(*context, type, event) + kMargin < room) return sent;
+  if (add(*context, type, event) + kMargin < portOf(intf).room()) return sent;
   return transmit(intf, second) || sent;
 }
 
 bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into) {
-  if (!ports_.pams.pam(intf)) {
+  if (!portOf(intf).hasEndpoint()) {
     noEndpoint(intf, type);
     if (into == Into::both) noEndpoint(intf, type);
     return false;
   }
-  const std::size_t room = roomOf(intf);
-  bool sent = false;
-  if (into != Into::second) sent |= put(intf, type, event, false, room);
+  const bool sent = into != Into::second && put(intf, type, event, false);
   if (into == Into::first) return sent;
   // Whoever runs inside a transmission may close the port.
-  if (sent && !ports_.pams.pam(intf)) {
+  if (sent && !portOf(intf).hasEndpoint()) {
     noEndpoint(intf, type);
     return sent;
   }
-  return put(intf, type, event, true, room) || sent;
+  return put(intf, type, event, true) || sent;
 }
 
 void Transmitter::noEndpoint(IntfId intf, std::uint8_t type) const {
@@ -126,6 +131,7 @@ void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
 
 MrpTxPacketContext* Transmitter::open(IntfId intf, std::uint8_t type, std::uint8_t event,
                                       bool second) {
+  if (MrpTxPacketContext* context = packets(second).find(intf)) return context;
   try {
     if (const Ptr<Pkt> pkt = ports_.packets.pktIs(kHeadRoom, kDataRoom)) {
       pkt->sizeIs(kDataRoom);
@@ -182,8 +188,10 @@ bool Transmitter::transmit(IntfId intf, bool second) {
   ports_.lib.mrpCurrentTxIntfIs(intf);
   env_.counters->numOfPktsTransmittedInc();
   MRP_TRACE(env_.trace, 8, " A pkt is sent on : " << intf);
-  env_.observe(&MrpObserver::frame, {MrpObserver::Direction::sent, intf, sourceAddress(intf),
-                                     std::as_const(*pkt).octets()});
+  if (env_.observed()) {
+    env_.observe(&MrpObserver::frame, {MrpObserver::Direction::sent, intf, sourceAddress(intf),
+                                       std::as_const(*pkt).octets()});
+  }
   // The context goes first: whoever declares something from inside the endpoint opens a new packet.
   packets(second).del(intf);
   const ApplicationScope scope(env_, ApplicationScope::Keeps::allRecords);

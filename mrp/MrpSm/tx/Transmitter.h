@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "mrp/MrpSm/MrpLib.h"
 #include "mrp/MrpSm/env/Environment.h"
 #include "platform/bridging/BridgingConfig.h"
@@ -24,6 +26,9 @@ class Transmitter final : public Outbox {
 
   Transmitter(const Environment& env, const Ports& ports);
 
+  // Octets that a packet holds where the port's MTU does not say less.
+  static constexpr std::size_t kDataRoom = 1500;
+
   // Which of a port's open packets an event goes into. Of both, the first comes before.
   enum class Into : std::uint8_t { first, second, both };
   // Encodes one event of the attribute whose value stands in the transmit record. True when a
@@ -47,17 +52,51 @@ class Transmitter final : public Outbox {
   struct Encoder {
     std::size_t (*add)(MrpTxPacketContext&, const void* value, std::uint8_t event,
                        const Environment&) = nullptr;
+    void (*trace)(Platform::Trace&, const void* value, std::uint8_t event, IntfId) = nullptr;
     const void* value = nullptr;
   };
-  bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second, std::size_t room);
+  // What is asked of a port with every event.
+  struct Port {
+    Port(const Ports& ports, IntfId of)
+        : intf(of),
+          endpoint(ports.pams.pams(), of),
+          status(ports.status.intfStatus(), of),
+          first(ports.lib.txPackets(false).contexts(), of),
+          second(ports.lib.txPackets(true).contexts(), of) {}
+    bool hasEndpoint() {
+      const Ptr<Platform::Pam>* pam = endpoint.find();
+      return pam && *pam;
+    }
+    MrpTxPacketContext* packet(bool ofSecond) {
+      const Ptr<MrpTxPacketContext>* context = (ofSecond ? second : first).find();
+      return context ? context->get() : nullptr;
+    }
+    // Octets that a packet may hold.
+    [[gnu::always_inline]] std::size_t room() {
+      const Platform::IntfStatus* of = status.find();
+      return of ? std::min<std::size_t>(of->mtu, kDataRoom) : kDataRoom;
+    }
+
+    IntfId intf;
+    Platform::IntfMap<Ptr<Platform::Pam>>::Place endpoint;
+    Platform::IntfMap<Platform::IntfStatus>::Place status;
+    TxPackets::Contexts::Place first, second;
+  };
+  // Of another port once the application has run.
+  Port& portOf(IntfId intf) { return port_.intf == intf ? port_ : anotherPort(intf); }
+  [[gnu::noinline]] Port& anotherPort(IntfId intf) { return port_ = Port(ports_, intf); }
+
+  [[gnu::always_inline]] bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
+  [[gnu::always_inline]] std::size_t add(MrpTxPacketContext& context, std::uint8_t type,
+                                         std::uint8_t event);
+  // The open packet, a new one when there is none; null when that cannot be had.
   [[gnu::noinline]] MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event,
                                              bool second);
   void finish(MrpTxPacketContext& context) const;
   TxPackets& packets(bool second) { return second ? second_ : first_; }
-  // Octets that a packet of the port may hold.
-  std::size_t roomOf(IntfId intf) const;
   EthAddr sourceAddress(IntfId intf) const;
   [[gnu::cold]] void noEndpoint(IntfId intf, std::uint8_t type) const;
+  [[gnu::cold]] void traceSending(IntfId intf, std::uint8_t type, std::uint8_t event) const;
   [[gnu::cold]] void tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) const;
   [[gnu::cold]] std::size_t notEncoded(const MrpTxPacketContext& context) const;
   [[gnu::cold]] void noPacket(const MrpParameters& parameters) const;
@@ -66,6 +105,7 @@ class Transmitter final : public Outbox {
   Ports ports_;
   TxPackets& first_;
   TxPackets& second_;
+  Port port_;  // the one asked about last
   std::array<Encoder, kMostTypes + 1> encoders_{};
 };
 

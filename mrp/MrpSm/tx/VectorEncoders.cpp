@@ -21,8 +21,9 @@ struct Codec;
 
 template <MrpApplication App, std::uint8_t Type>
 struct CodecBase {
-  static constexpr const AttributeTypeInfo& info = *applicationInfo(App).type(Type);
-  static constexpr MrpApplication application = App;
+  static constexpr std::uint8_t type = Type;
+  static constexpr std::size_t firstValue = applicationInfo(App).type(Type)->firstValue;
+  static constexpr bool fourPacked = applicationInfo(App).type(Type)->fourPacked;
   static constexpr bool listLength = applicationInfo(App).listLength;
   static constexpr bool tracesKey = false;
 };
@@ -104,33 +105,21 @@ struct Codec<MvrpVlanAttribute> : CodecBase<MrpApplication::mvrp, 1> {
 };
 
 template <class Value>
-[[gnu::noinline]] void traceSending(Platform::Trace& trace, const Value& value, std::uint8_t event,
-                                    IntfId intf) {
-  MRP_TRACE(trace, 8, Codec<Value>::prefix << intf << " event=" << +event);
-  if constexpr (Codec<Value>::tracesKey) {
-    MRP_TRACE(trace, 8,
-              Codec<Value>::label << std::hex << keyOf(value) << std::dec << " " << value);
-  } else {
-    MRP_TRACE(trace, 8, Codec<Value>::label << value);
-  }
-}
-
-template <class Value>
 std::size_t appendEvent(MrpTxPacketContext& context, const Value& value, std::uint8_t event) {
   using C = Codec<Value>;
-  if constexpr (C::info.fourPacked) {
+  if constexpr (C::fourPacked) {
     return mrpPackThreeAndFourPackedEvent(context, event, value.listenerEvent());
   } else {
-    return packThreePackedEvent(context.vectorData(), C::info.firstValue, event);
+    return packThreePackedEvent(context.vectorData(), C::firstValue, event);
   }
 }
 
 template <class C>
 void openMessage(MrpTxPacketContext& context, Platform::Trace& trace) {
   if constexpr (C::listLength) {
-    mrpCreateNewMsrpHeader(context, C::info.type, trace);
+    mrpCreateNewMsrpHeader(context, C::type, trace);
   } else {
-    mrpCreateNewMvrpHeader(context, C::info.type, trace);
+    mrpCreateNewMvrpHeader(context, C::type, trace);
   }
 }
 
@@ -151,12 +140,47 @@ void openVector(MrpTxPacketContext& context) {
             " Updated Attribute List Length encoded = " << static_cast<std::uint16_t>(old + added));
 }
 
+template <class C>
+bool isInMessage(const MrpTxPacketContext& context) {
+  return context.hasMessage() && *context.messageData() == C::type;
+}
+
 template <class Value>
-bool followsInSequence(const MrpTxPacketContext& context, const Value& value, bool whole) {
-  typename Codec<Value>::FirstValue first;
+bool followsInSequence(const MrpTxPacketContext& context, const Value& value,
+                       const Environment& env) {
+  using C = Codec<Value>;
+  if (!isInMessage<C>(context)) return false;
+  typename C::FirstValue first;
   const std::uint8_t* vector = context.vectorData();
   std::memcpy(&first, vector + kVectorHeaderSize, sizeof first);
-  return Codec<Value>::inSequence(first, value, mrpGetNumOfValues(vector), whole);
+  return C::inSequence(first, value, mrpGetNumOfValues(vector),
+                       env.config.wholeTalkersInSequence());
+}
+
+// What is packed when the current vector has grown by so many octets.
+template <class C>
+std::size_t grown(MrpTxPacketContext& context, std::size_t added, Platform::Trace& trace) {
+  if constexpr (C::listLength) {
+    const std::uint16_t old = addToListLength(context, added);
+    if (trace.isOn(8)) traceListLength(trace, old, added);
+    return endOfAttributeList(context);
+  } else {
+    return context.curVector() + mvrpGetSizeOfVector(context.vectorData());
+  }
+}
+
+// Opens a vector behind the current one of its message, or in a message of its own.
+template <class Value>
+[[gnu::noinline]] std::size_t addVector(MrpTxPacketContext& context, const Value& value,
+                                        std::uint8_t event, const Environment& env) {
+  using C = Codec<Value>;
+  if (event != kLeaveAllEvent && isInMessage<C>(context)) {
+    openVector<C>(context);
+  } else {
+    openMessage<C>(context, env.trace);
+    context.currentAttrTypeIs(C::type);
+  }
+  return grown<C>(context, writeVector(context, value, event, env), env.trace);
 }
 
 }  // namespace
@@ -164,7 +188,7 @@ bool followsInSequence(const MrpTxPacketContext& context, const Value& value, bo
 template <class Value>
 std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
                         const Environment& env) {
-  constexpr std::size_t firstValue = Codec<Value>::info.firstValue;
+  constexpr std::size_t firstValue = Codec<Value>::firstValue;
   std::uint8_t* vector = context.vectorData();
   if (event == kLeaveAllEvent) {
     writeU16(vector, kVectorHeaderLeaveAll);
@@ -174,7 +198,7 @@ std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::ui
   const bool leaveAll = env.context->sendTxLvAll();
   writeU16(vector, leaveAll ? kVectorHeaderLeaveAll : std::uint16_t{0});
   env.context->sendTxLvAllIs(false);
-  if (leaveAll) env.eventSent({context.intf(), Codec<Value>::info.type, 0}, kLeaveAllEvent);
+  if (leaveAll) env.eventSent({context.intf(), Codec<Value>::type, 0}, kLeaveAllEvent);
   std::memcpy(vector + kVectorHeaderSize, &value, firstValue);
   return kVectorHeaderSize + firstValue + appendEvent(context, value, event);
 }
@@ -182,35 +206,29 @@ std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::ui
 template <class Value>
 std::size_t addToPacket(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
                         const Environment& env) {
-  using C = Codec<Value>;
-  if (env.trace.isOn(8)) traceSending(env.trace, value, event, context.intf());
+  if (event == kLeaveAllEvent || !followsInSequence(context, value, env)) {
+    return addVector(context, value, event, env);
+  }
+  return grown<Codec<Value>>(context, appendEvent(context, value, event), env.trace);
+}
 
-  const bool newMessage =
-      event == kLeaveAllEvent || !context.hasMessage() || *context.messageData() != C::info.type;
-  std::size_t added = 0;
-  if (newMessage) {
-    openMessage<C>(context, env.trace);
-    added = writeVector(context, value, event, env);
-  } else if (followsInSequence(context, value, env.config.wholeTalkersInSequence())) {
-    added = appendEvent(context, value, event);
+template <class Value>
+void traceSending(Platform::Trace& trace, const Value& value, std::uint8_t event, IntfId intf) {
+  MRP_TRACE(trace, 8, Codec<Value>::prefix << intf << " event=" << +event);
+  if constexpr (Codec<Value>::tracesKey) {
+    MRP_TRACE(trace, 8,
+              Codec<Value>::label << std::hex << keyOf(value) << std::dec << " " << value);
   } else {
-    openVector<C>(context);
-    added = writeVector(context, value, event, env);
+    MRP_TRACE(trace, 8, Codec<Value>::label << value);
   }
-  if constexpr (C::listLength) {
-    const std::uint16_t old = addToListLength(context, added);
-    if (env.trace.isOn(8)) traceListLength(env.trace, old, added);
-  }
-  context.currentAttrTypeIs(C::info.type);
-  if constexpr (C::listLength) return endOfAttributeList(context);
-  return context.curVector() + mvrpGetSizeOfVector(context.vectorData());
 }
 
 #define MRP_ENCODER(Value)                                                          \
   template std::size_t addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t, \
                                    const Environment&);                             \
   template std::size_t writeVector(MrpTxPacketContext&, const Value&, std::uint8_t, \
-                                   const Environment&);
+                                   const Environment&);                             \
+  template void traceSending(Platform::Trace&, const Value&, std::uint8_t, IntfId);
 MRP_ENCODER(MsrpTalkerAdvertiseAttribute)
 MRP_ENCODER(MsrpTalkerFailedAttribute)
 MRP_ENCODER(MsrpListenerAttribute)

@@ -5,6 +5,7 @@
 #include "mrp/MrpMsrp/MsrpValues.h"
 #include "mrp/MrpMvrp/MvrpValues.h"
 #include "mrp/MrpSm/pdu/MrpTxPacketContext.h"
+#include "platform/log/Trace.h"
 
 namespace Mrp {
 
@@ -23,11 +24,17 @@ template <class Value>
 std::size_t writeVector(MrpTxPacketContext& context, const Value& value, std::uint8_t event,
                         const Environment& env);
 
+// Traces at level 8 that an event is about to be added.
+template <class Value>
+void traceSending(Platform::Trace& trace, const Value& value, std::uint8_t event,
+                  Platform::IntfId intf);
+
 #define MRP_ENCODER(Value)                                                                 \
   extern template std::size_t addToPacket(MrpTxPacketContext&, const Value&, std::uint8_t, \
                                           const Environment&);                             \
   extern template std::size_t writeVector(MrpTxPacketContext&, const Value&, std::uint8_t, \
-                                          const Environment&);
+                                          const Environment&);                             \
+  extern template void traceSending(Platform::Trace&, const Value&, std::uint8_t, Platform::IntfId);
 MRP_ENCODER(MsrpTalkerAdvertiseAttribute)
 MRP_ENCODER(MsrpTalkerFailedAttribute)
 MRP_ENCODER(MsrpListenerAttribute)
