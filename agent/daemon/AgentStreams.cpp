@@ -48,8 +48,8 @@ StreamProgram::Port Agent::streamPort(const std::string& name, const Host::Link&
       host ? host->medium(name) : StreamHost::Medium{port.settings.rate};
   port.settings.rate = own.rate.value_or(medium.rate);
   port.settings.maxPayload = link.mtu;
-  port.settings.ofClass = {{{config_.delta.a, config_.latency.a},
-                            {config_.delta.b, config_.latency.b}}};
+  port.settings.ofClass = {
+      {{config_.delta.a, config_.latency.a}, {config_.delta.b, config_.latency.b}}};
   if (own.boundary) {
     port.settings.capable = false;
   } else if (port.settings.rate == 0) {
@@ -109,8 +109,8 @@ void Agent::reservationEvent(const std::string& port, const StreamProgram::Addre
   turnSoon();
   if (!watcher_ || !watcher_->watches()) return;
   const auto* const propagation = streams();
-  const auto id = propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac)
-                              : std::nullopt;
+  const auto id =
+      propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac) : std::nullopt;
   const auto stream = id ? propagation->stream(*id) : std::nullopt;
   const bool known = stream && stream->srClass;
   event("reservation", port,

@@ -70,8 +70,7 @@ class AgentStreamsTest : public testing::Test {
     host.run(0.2);
   }
   void listens(const char* port, std::uint64_t id, Event event = New) {
-    host.receive(kMsrp, port,
-                 streams(3, stream(id), {event}, false, {ready}));
+    host.receive(kMsrp, port, streams(3, stream(id), {event}, false, {ready}));
     host.run(0.2);
   }
   Json call(const std::string& method, const Json& params = Json::object()) {
