@@ -104,23 +104,27 @@ void Agent::handleStreamsConfirmed() {
   if (active_ && !withdrawn_) streamProgram_.confirmedIs();
 }
 
+// A stream that has gone is told of as it was.
 void Agent::reservationEvent(const std::string& port, const StreamProgram::Address& address,
                              bool on) {
   turnSoon();
-  if (!watcher_ || !watcher_->watches()) return;
-  const auto* const propagation = streams();
-  const auto id =
-      propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac) : std::nullopt;
-  const auto stream = id ? propagation->stream(*id) : std::nullopt;
-  const bool known = stream && stream->srClass;
-  event("reservation", port,
-        {{"port", port},
-         {"streamId", id ? Rpc::Json(streamIdText(*id)) : Rpc::Json()},
-         {"vlanId", address.vlan},
-         {"dmac", address.mac.stringValue()},
-         {"srClassId", known ? Rpc::Json(static_cast<int>(*stream->srClass)) : Rpc::Json()},
-         {"bandwidth", known ? Rpc::Json(stream->need) : Rpc::Json()},
-         {"on", on}});
+  Rpc::Json& members = reservations_[{port, address}];
+  if (on) {
+    const auto* const propagation = streams();
+    const auto id = propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac)
+                                : std::nullopt;
+    const auto stream = id ? propagation->stream(*id) : std::nullopt;
+    const bool known = stream && stream->srClass;
+    members = {{"port", port},
+               {"streamId", id ? Rpc::Json(streamIdText(*id)) : Rpc::Json()},
+               {"vlanId", address.vlan},
+               {"dmac", address.mac.stringValue()},
+               {"srClassId", known ? Rpc::Json(static_cast<int>(*stream->srClass)) : Rpc::Json()},
+               {"bandwidth", known ? Rpc::Json(stream->need) : Rpc::Json()}};
+  }
+  members["on"] = on;
+  event("reservation", port, members);
+  if (!on) reservations_.erase({port, address});
 }
 
 // --- Stored state --------------------------------------------------------------------------------

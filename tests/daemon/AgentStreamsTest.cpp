@@ -136,6 +136,7 @@ TEST_F(AgentStreamsTest, AReservationIsMadeShownAndTold) {
   EXPECT_EQ(host.kernelStreams.entries(), "");
   EXPECT_EQ(host.kernelStreams.idleSlope("eth2"), 0);
   EXPECT_EQ(peer.events.back()["on"], false);
+  EXPECT_EQ(peer.events.back()["streamId"], "0000000000000001");
   agent->withdraw();
 }
 
