@@ -162,6 +162,8 @@ class Agent final : private Instance::Listener {
   std::string relayState_;  // for which blocking was asked for last
   bool warnedOfFiltering_ = false;
   bool warnedOfClasses_ = false;
+  // What was told of each reservation that there is, by port and address.
+  std::map<std::pair<std::string, StreamProgram::Address>, Rpc::Json> reservations_;
   bool streamHostChanged_ = false;
   bool restored_ = false;  // records of an earlier life
   // Records whose meaning has changed since they were stored.

@@ -48,8 +48,8 @@ StreamProgram::Port Agent::streamPort(const std::string& name, const Host::Link&
       host ? host->medium(name) : StreamHost::Medium{port.settings.rate};
   port.settings.rate = own.rate.value_or(medium.rate);
   port.settings.maxPayload = link.mtu;
-  port.settings.ofClass = {{{config_.delta.a, config_.latency.a},
-                            {config_.delta.b, config_.latency.b}}};
+  port.settings.ofClass = {
+      {{config_.delta.a, config_.latency.a}, {config_.delta.b, config_.latency.b}}};
   if (own.boundary) {
     port.settings.capable = false;
   } else if (port.settings.rate == 0) {
@@ -104,23 +104,27 @@ void Agent::handleStreamsConfirmed() {
   if (active_ && !withdrawn_) streamProgram_.confirmedIs();
 }
 
+// A stream that has gone is told of as it was.
 void Agent::reservationEvent(const std::string& port, const StreamProgram::Address& address,
                              bool on) {
   turnSoon();
-  if (!watcher_ || !watcher_->watches()) return;
-  const auto* const propagation = streams();
-  const auto id = propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac)
-                              : std::nullopt;
-  const auto stream = id ? propagation->stream(*id) : std::nullopt;
-  const bool known = stream && stream->srClass;
-  event("reservation", port,
-        {{"port", port},
-         {"streamId", id ? Rpc::Json(streamIdText(*id)) : Rpc::Json()},
-         {"vlanId", address.vlan},
-         {"dmac", address.mac.stringValue()},
-         {"srClassId", known ? Rpc::Json(static_cast<int>(*stream->srClass)) : Rpc::Json()},
-         {"bandwidth", known ? Rpc::Json(stream->need) : Rpc::Json()},
-         {"on", on}});
+  Rpc::Json& members = reservations_[{port, address}];
+  if (on) {
+    const auto* const propagation = streams();
+    const auto id = propagation ? propagation->owner(Platform::VlanId(address.vlan), address.mac)
+                                : std::nullopt;
+    const auto stream = id ? propagation->stream(*id) : std::nullopt;
+    const bool known = stream && stream->srClass;
+    members = {{"port", port},
+               {"streamId", id ? Rpc::Json(streamIdText(*id)) : Rpc::Json()},
+               {"vlanId", address.vlan},
+               {"dmac", address.mac.stringValue()},
+               {"srClassId", known ? Rpc::Json(static_cast<int>(*stream->srClass)) : Rpc::Json()},
+               {"bandwidth", known ? Rpc::Json(stream->need) : Rpc::Json()}};
+  }
+  members["on"] = on;
+  event("reservation", port, members);
+  if (!on) reservations_.erase({port, address});
 }
 
 // --- Stored state --------------------------------------------------------------------------------

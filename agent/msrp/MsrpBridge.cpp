@@ -173,6 +173,13 @@ void MsrpBridge::readRecords(const Member& member) {
     });
   }
   if (!member.open) return;
+  engine()->walkRecords(intf, number(MsrpAttrType::domain), [&](const MrpAttrDatabase& record) {
+    const auto value = valueOf<MsrpDomainAttribute>(record);
+    const auto srClass = srClassNumbered(value.srClassId);
+    if (record.registrarState() == MrpRegistrarState::mt || !srClass) return;
+    if (propagation_.domain(intf, *srClass)) return;
+    propagation_.domainIs(intf, *srClass, value.srClassPriority);
+  });
   const auto streams = propagation_.streamsOn(intf);
   engine()->walkRecords(intf, number(MsrpAttrType::listener), [&](const MrpAttrDatabase& record) {
     if (record.registrarState() == MrpRegistrarState::mt) return;

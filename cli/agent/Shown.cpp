@@ -114,7 +114,8 @@ void application(std::ostream& out, const char* name, const Json& a) {
   const Json boundary = a.value("boundary", Json());
   if (!boundary.is_array()) return;
   std::string classes;
-  for (const Json& c : boundary) classes += (classes.empty() ? "class " : ", class ") + classText(c);
+  for (const Json& c : boundary)
+    classes += (classes.empty() ? "class " : ", class ") + classText(c);
   printWrapped(out, std::string(kIndent, ' ') + "boundary    ", kIndent + 12,
                classes.empty() ? "none" : classes);
 }
@@ -185,8 +186,8 @@ std::string bitsText(const Json& rate) {
 // What the bridge has decided of a stream on a port.
 std::string fateText(const Style& style, const Json& f) {
   if (f["inward"].get<bool>()) {
-    return "comes in here, needs " + bitsText(f["needed"]) + "; to the talker: " +
-           textOf(f["merged"], "no listener");
+    return "comes in here, needs " + bitsText(f["needed"]) +
+           "; to the talker: " + textOf(f["merged"], "no listener");
   }
   std::string text = "nothing declared";
   if (f["declared"] == "advertise") text = "advertised";
@@ -232,8 +233,8 @@ void domains(std::ostream& out, const Style& style, const Json& r) {
 }
 
 void bandwidth(std::ostream& out, const Style& style, const Json& r) {
-  TextTable table({"PORT", "CLASS", "RATE", "DELTA", "LIMIT", "RESERVED", "LEFT", "IDLE SLOPE",
-                   "BOUNDARY"});
+  TextTable table(
+      {"PORT", "CLASS", "RATE", "DELTA", "LIMIT", "RESERVED", "LEFT", "IDLE SLOPE", "BOUNDARY"});
   for (const Json& b : r) {
     table.row({textOf(b["port"]), classText(b["srClassId"]), bitsText(b["rate"]),
                textOf(b["delta"]) + " %", bitsText(b["limit"]), bitsText(b["reserved"]),

@@ -41,8 +41,8 @@ class BridgeGroups final : private RouteEvents::Listener {
   Signal<int>& onGroups() { return onGroups_; }
 
  private:
-  using Key = std::string;                // VLAN, protocol, address and source, octet by octet
-  using Ports = std::map<int, bool>;      // permanent
+  using Key = std::string;            // VLAN, protocol, address and source, octet by octet
+  using Ports = std::map<int, bool>;  // permanent
   using Groups = std::map<Key, Ports>;
 
   void routeMessage(const nlmsghdr& message) override;

@@ -18,8 +18,7 @@ constexpr std::size_t kMaskWords = 127;
 constexpr std::uint64_t kMega = 1'000'000;
 
 // What an interface says of its link, to those who know how many words its masks have.
-bool ask(int fd, const std::string& interface, std::int8_t words,
-         ethtool_link_settings& settings) {
+bool ask(int fd, const std::string& interface, std::int8_t words, ethtool_link_settings& settings) {
   std::array<char, sizeof(ethtool_link_settings) + kMasks * kMaskWords * sizeof(std::uint32_t)>
       room{};
   settings = {};
@@ -45,8 +44,8 @@ std::optional<EthernetMedium> ethernetMedium(const std::string& interface) {
   ethtool_link_settings settings{};
   bool known = ask(any, interface, 0, settings);
   if (known && settings.link_mode_masks_nwords < 0) {
-    known = ask(any, interface, static_cast<std::int8_t>(-settings.link_mode_masks_nwords),
-                settings);
+    known =
+        ask(any, interface, static_cast<std::int8_t>(-settings.link_mode_masks_nwords), settings);
   }
   ::close(any);
   if (!known || settings.speed == 0 ||

@@ -70,8 +70,7 @@ class AgentStreamsTest : public testing::Test {
     host.run(0.2);
   }
   void listens(const char* port, std::uint64_t id, Event event = New) {
-    host.receive(kMsrp, port,
-                 streams(3, stream(id), {event}, false, {ready}));
+    host.receive(kMsrp, port, streams(3, stream(id), {event}, false, {ready}));
     host.run(0.2);
   }
   Json call(const std::string& method, const Json& params = Json::object()) {
@@ -137,6 +136,7 @@ TEST_F(AgentStreamsTest, AReservationIsMadeShownAndTold) {
   EXPECT_EQ(host.kernelStreams.entries(), "");
   EXPECT_EQ(host.kernelStreams.idleSlope("eth2"), 0);
   EXPECT_EQ(peer.events.back()["on"], false);
+  EXPECT_EQ(peer.events.back()["streamId"], "0000000000000001");
   agent->withdraw();
 }
 

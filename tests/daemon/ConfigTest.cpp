@@ -169,8 +169,7 @@ TEST_F(ConfigTest, MistakesNameFileLineKeyAndWhatIsAllowed) {
        "2: msrp.latency: nanoseconds for classes 6 (A) and 5 (B), 0 to 4294967295: "
        "{ 6 = 0, 5 = 0 }"},
       {"[msrp]\nrecovery = 9", "2: msrp.recovery: a number of seconds, 10 to 5400, or 0 (never)"},
-      {"[msrp]\nmax-fan-in = -1",
-       "2: msrp.max-fan-in: a number of ports, 0 (no limit) to 65535"},
+      {"[msrp]\nmax-fan-in = -1", "2: msrp.max-fan-in: a number of ports, 0 (no limit) to 65535"},
       {"[port.eth1]\nrate = 1e9",
        "2: port.eth1.rate: a number of bits a second, 1000000 to 1000000000000"},
   };

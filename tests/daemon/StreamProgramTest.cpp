@@ -12,6 +12,7 @@ namespace {
 using namespace Daemon;
 using Mrp::ReservationResult;
 using Mrp::SrClass;
+using Platform::EthAddr;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -103,10 +103,10 @@ class Streams:
     def start(self):
         return self.net.agent("b", "--config", str(self.file))
 
-    def talks(self, stream, octets):
+    def talks(self, stream, octets, to="91:e0:f0:00:fe"):
         self.stations[1].command(
             "declare", "stream", "--id", f"001b21aa9987{stream:04x}", "--dmac",
-            f"91:e0:f0:00:fe:{stream:02x}", "--vlan", "2", "--max-frame-size", str(octets),
+            f"{to}:{stream:02x}", "--vlan", "2", "--max-frame-size", str(octets),
             "--interval-frames", "1")
 
     def listens(self, station, stream):
@@ -283,3 +283,23 @@ def test_a_port_without_queues(net, tmp_path):
     assert s.entries() == []
     s.listens(2, 1)
     s.reserved("p2", {"1": 7872})
+
+
+def test_an_individual_address(streams):
+    s = streams
+    s.talks(1, 80, to="02:00:00:00:fe")
+    s.listens(2, 1)
+    s.reserved("p2", {"1": 7872})
+
+    def ports():
+        shown = s.net.bridge("b", "fdb", "show", "br", "br0").stdout
+        return re.findall(r"02:00:00:00:fe:01 dev (\S+) .*vlan 2 .*static", shown)
+
+    assert ports() == ["p2"]
+    # It is behind one port.
+    s.listens(3, 1)
+    until(lambda: s.fate("p3", 1).get("failureCode") == 2, "refused on p3")
+    assert ports() == ["p2"]
+    s.stations[2].stop()
+    s.reserved("p2", {})
+    until(lambda: ports() == ["p3"], "behind p3 instead")

@@ -75,7 +75,7 @@ struct Config {
   ClassNumbers delta{75, 0};  // per cent
   ClassNumbers latency;       // nanoseconds
   bool talkerPruning = false;
-  std::uint32_t maxFanIn = 0;  // ports; 0: any number
+  std::uint32_t maxFanIn = 0;   // ports; 0: any number
   std::uint32_t overhead = 43;  // octets
   double recovery = 30.0;       // seconds; 0: never
 

@@ -11,7 +11,11 @@ namespace Daemon {
 namespace Kernel = Platform::Linux;
 
 LinuxHost::LinuxHost(Ptr<Kernel::Loop> loop, const Log& log)
-    : loop_(loop), log_(log), kernelLinks_(loop), vlans_(loop, kernelLinks_), streams_(loop, kernelLinks_) {
+    : loop_(loop),
+      log_(log),
+      kernelLinks_(loop),
+      vlans_(loop, kernelLinks_),
+      streams_(loop, kernelLinks_) {
   linkReactor_.watch<&LinuxHost::handleLink>(kernelLinks_.onLink(), this);
   goneReactor_.watch<&LinuxHost::handleLinkGone>(kernelLinks_.onLinkGone(), this);
   lostReactor_.watch<&LinuxHost::handleLost>(kernelLinks_.onLost(), this);

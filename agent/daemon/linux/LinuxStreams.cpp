@@ -90,9 +90,9 @@ bool LinuxStreams::arrange(const std::string& port, bool& ours, std::string& why
     why = "another queueing discipline than mqprio is at its root";
     return false;
   }
-  if (const auto error = portQueues_.classesAre(link->index, kHandle, link->txQueues,
-                                                {Mrp::infoOf(Mrp::SrClass::a).priority,
-                                                 Mrp::infoOf(Mrp::SrClass::b).priority})) {
+  if (const auto error = portQueues_.classesAre(
+          link->index, kHandle, link->txQueues,
+          {Mrp::infoOf(Mrp::SrClass::a).priority, Mrp::infoOf(Mrp::SrClass::b).priority})) {
     why = error->text;
     return false;
   }

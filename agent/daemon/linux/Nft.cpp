@@ -31,8 +31,8 @@ std::string Nft::output() const {
 // Adding first makes deleting what may not be there no error.
 bool Nft::chainDel(const std::string& chain, std::string& why) {
   const std::string name = "bridge mrp " + chain;
-  if (!run("add table bridge mrp\nadd chain " + name + "\nflush chain " + name +
-               "\ndelete chain " + name,
+  if (!run("add table bridge mrp\nadd chain " + name + "\nflush chain " + name + "\ndelete chain " +
+               name,
            why)) {
     return false;
   }

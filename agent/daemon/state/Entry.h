@@ -14,13 +14,13 @@ namespace Daemon {
 
 struct Entry {
   enum class Kind : std::uint8_t {
-    record = 1,      // stands for what is committed; neither declared nor registered: it is gone
-    claim = 2,       // VLAN entries of the kernel's bridge that are the agent's
-    claimsGone = 3,  // the same, given up
-    text = 4,        // a named text
-    clear = 5,       // forget everything: a snapshot follows
-    end = 6,         // of the snapshot, which is written as one
-    streamClaim = 7,      // entry for a stream on a port, or its queues (key 0), that is the agent's
+    record = 1,       // stands for what is committed; neither declared nor registered: it is gone
+    claim = 2,        // VLAN entries of the kernel's bridge that are the agent's
+    claimsGone = 3,   // the same, given up
+    text = 4,         // a named text
+    clear = 5,        // forget everything: a snapshot follows
+    end = 6,          // of the snapshot, which is written as one
+    streamClaim = 7,  // entry for a stream on a port, or its queues (key 0), that is the agent's
     streamClaimGone = 8,  // the same, given up
   };
 

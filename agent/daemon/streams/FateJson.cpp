@@ -45,9 +45,8 @@ Json outwardJson(const Agent& agent, const Mrp::StreamState& stream,
       {"failureCode", failed ? Json(port.code) : Json()},
       {"failure", failed ? Json(failureText(port.code)) : Json()},
       {"bridgeId", failed ? Json(streamIdText(port.bridgeId)) : Json()},
-      {"recoversIn", recovers
-                         ? Json(std::max(0.0, (stream.recoversAt - agent.now()).value()))
-                         : Json()},
+      {"recoversIn",
+       recovers ? Json(std::max(0.0, (stream.recoversAt - agent.now()).value())) : Json()},
       {"latency", port.declared == TalkerKind::none ? Json() : Json(port.latency)},
       {"listener", eventJson(port.listener)},
       {"reserved", port.reserved},

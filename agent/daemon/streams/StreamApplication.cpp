@@ -6,8 +6,7 @@ void StreamApplication::settingsAre(const Config& config) {
   talkerPruningIs(config.talkerPruning);
   fanInLimitIs(config.maxFanIn);
   overheadIs(config.overhead);
-  recoveryIs(config.recovery > 0 ? Platform::Seconds(config.recovery)
-                                 : Platform::Seconds::never());
+  recoveryIs(config.recovery > 0 ? Platform::Seconds(config.recovery) : Platform::Seconds::never());
 }
 
 bool StreamApplication::mrpJoinIndication(const Mrp::MrpParameters& parameters) {
