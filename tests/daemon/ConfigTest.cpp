@@ -57,6 +57,8 @@ static = "ignore"
 spanning-tree = "none"
 on-stop = "keep"
 log = "debug"
+account = 1000
+frame-memory = 0
 [mvrp]
 leave-time = 1
 leave-all-time = 12.5
@@ -86,6 +88,8 @@ mvrp = false
   EXPECT_EQ(c.vlanLimit, 0u);
   EXPECT_THAT(c.srClasses, ElementsAre(SrClass{6, 5, 7}));
   EXPECT_FALSE(c.program);
+  EXPECT_EQ(c.account, 1000u);
+  EXPECT_EQ(c.frameMemory, 0u);
   const PortConfig& port = c.portConfig("eth1");
   EXPECT_FALSE(port.msrp);
   EXPECT_EQ(port.registration, "forbidden");
