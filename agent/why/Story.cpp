@@ -257,6 +257,9 @@ void Story::whyNot(Answer& answer) const {
   } else if (!last) {
     const Record* cut = malformed(Seconds(), Seconds::never());
     answer.cause = cut ? "malformed" : open ? "never-declared" : "port-closed";
+    if (!cut && open) {
+      answer.state = noun_.name + " is not registered" + on() + ": no neighbour has declared it.";
+    }
     if (cut) {
       tell(sources_, cut->number, answer);
       answer.because.front().text += "; the Join may have stood there";

@@ -26,8 +26,18 @@ void attributesInto(const Sources& sources, const Noun& noun, std::uint8_t type,
   for (const IntfId intf : portsOf(sources, port)) {
     const Story story(sources, {intf, type, key}, noun);
     if (!story.known()) continue;
-    answers.push_back(story.registration());
+    Answer registration = story.registration();
     Answer declaration = story.declaration();
+    const bool declaredAlone = declaration.known && registration.cause == "never-declared";
+    // What is declared there, and why, is what is known of it.
+    if (declaredAlone) {
+      registration.lookedAt.clear();
+      registration.next.clear();
+      answers.push_back(std::move(declaration));
+      answers.push_back(std::move(registration));
+      continue;
+    }
+    answers.push_back(std::move(registration));
     if (declaration.known) answers.push_back(std::move(declaration));
   }
 }

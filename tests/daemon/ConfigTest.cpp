@@ -57,6 +57,8 @@ static = "ignore"
 spanning-tree = "none"
 on-stop = "keep"
 log = "debug"
+account = 1000
+frame-memory = 0
 [mvrp]
 leave-time = 1
 leave-all-time = 12.5
@@ -100,6 +102,8 @@ mvrp = false
   EXPECT_EQ(c.overhead, 42u);
   EXPECT_EQ(c.recovery, 0.0);
   EXPECT_FALSE(c.program);
+  EXPECT_EQ(c.account, 1000u);
+  EXPECT_EQ(c.frameMemory, 0u);
   const PortConfig& port = c.portConfig("eth1");
   EXPECT_FALSE(port.msrp);
   EXPECT_EQ(port.registration, "forbidden");

@@ -12,10 +12,6 @@ using testing::HasSubstr;
 using testing::Not;
 using PortRole = Stp::MstiPortStatus::Role;
 
-Cli::Action config(const char* field, double value) {
-  return {{}, Cli::ConfigAction{field, std::nullopt, Value(value)}};
-}
-
 Cli::Action limit(std::uint64_t vlans) {
   return {{}, Cli::ConfigAction{"vlanLimit", std::nullopt, Value(vlans)}};
 }
