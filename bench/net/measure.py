@@ -112,18 +112,20 @@ def all_vlans(net):
 
     tool(net, "s", "blast", 1, *wires)
     until(lambda: received() == PORTS, "received")
-    times = []
-    frames = 4
-    for _ in range(20):
+    # Both sides in turn, since what else the machine does comes and goes.
+    rounds = []
+    frames = 16
+    for _ in range(9):
         before, began = received(), processor_time(pid)
         tool(net, "s", "blast", frames, *wires)
         until(lambda: received() == before + frames * PORTS, "received")
-        times.append((processor_time(pid) - began) / (frames * PORTS))
+        ours = (processor_time(pid) - began) / (frames * PORTS)
+        bare, memory = tool(net, None, "engine", 20)
+        rounds.append((ours / bare, ours, bare))
     with open(f"/proc/{pid}/statm", encoding="ascii") as file:
         resident = int(file.read().split()[1]) * os.sysconf("SC_PAGESIZE")
-    bare, memory = tool(net, None, "engine", 40)
-    ours = statistics.median(times)
-    rows = [Row("4,094 VLANs in a frame, 8 ports", ours / bare,
+    ratio, ours, bare = sorted(rounds)[len(rounds) // 2]
+    rows = [Row("4,094 VLANs in a frame, 8 ports", ratio,
                 f"{4094e3 / ours:.1f} million attributes a second, {4094e3 / bare:.1f} of the engine alone",
                 1.5),
             Row("resident memory, MB above", (resident - memory) / 1e6,
