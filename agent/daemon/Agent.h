@@ -159,6 +159,7 @@ class Agent final : private Instance::Listener {
   bool linksChanged_ = true;
   bool withdrawn_ = false;
   bool relayBlocked_ = false;
+  bool relayDue_ = true;    // ports or applications have changed since it was looked at
   std::string relayState_;  // for which blocking was asked for last
   bool warnedOfFiltering_ = false;
   bool warnedOfClasses_ = false;

@@ -40,6 +40,7 @@ bool Agent::takesPart(const std::string& name, const Host::Link& link) const {
 
 void Agent::reviewPorts() {
   linksChanged_ = false;
+  relayDue_ = true;
   if (config_.bridgeMode()) {
     if (const auto bridge = host_.bridge(config_.bridge)) {
       directories_.bridgingConfig()->bridgeMacAddrIs(bridge->mac);
@@ -219,7 +220,7 @@ void Agent::askNeighbours() {
 }
 
 void Agent::relayBlock() {
-  if (!config_.bridgeMode()) return;
+  if (!std::exchange(relayDue_, false) || !config_.bridgeMode()) return;
   const bool mvrp = instance(MrpApplication::mvrp) != nullptr;
   const bool msrp = instance(MrpApplication::msrp) != nullptr;
   // Every port of the bridge, those that are left alone too: no bridge relays these frames.

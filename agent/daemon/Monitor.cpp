@@ -6,7 +6,7 @@ const std::array<const char*, Monitor::kEvents> Monitor::kEventNames{
     "New", "JoinIn", "In", "JoinMt", "Mt", "Lv", "LeaveAll"};
 
 void Monitor::frame(const Frame& frame) {
-  Port& port = ports_.is(frame.intf);
+  Port& port = portOf(frame.intf);
   if (frame.direction == Direction::received) {
     ++port.framesReceived;
     port.lastOrigin = frame.source;
@@ -17,14 +17,14 @@ void Monitor::frame(const Frame& frame) {
 }
 
 void Monitor::event(const Event& event) {
-  Port& port = ports_.is(event.attribute.intfId);
+  Port& port = portOf(event.attribute.intfId);
   Events& events = event.direction == Direction::received ? port.received : port.sent;
   const std::size_t at = event.leaveAll ? kEvents - 1 : event.event;
   if (at < kEvents) ++events[at];
 }
 
 void Monitor::discard(const Discard& discard) {
-  Port& port = ports_.is(discard.attribute.intfId);
+  Port& port = portOf(discard.attribute.intfId);
   ++port.discards[discard.reason];
   if (discard.reason == Reason::destination || discard.reason == Reason::etherType) {
     ++port.filtered;

@@ -54,6 +54,12 @@ class Monitor final : public Mrp::MrpObserver {
   void committed(const Commit& commit) override;
 
  private:
+  // Once for every event of every frame.
+  Port& portOf(Platform::IntfId intf) {
+    Port* const known = ports_.find(intf);
+    return known ? *known : ports_.is(intf);
+  }
+
   Listener& listener_;
   Platform::IntfMap<Port> ports_;
 };

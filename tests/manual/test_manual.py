@@ -103,3 +103,34 @@ def test_bash_completes_what_help_shows(tmp_path):
 @pytest.mark.skipif(not shutil.which("zsh"), reason="no zsh")
 def test_zsh_reads_its_script():
     run("zsh", "-n", "-c", run(MRP, "completion", "zsh"))
+
+
+def test_the_list_of_promises_names_tests_that_there_are():
+    root = os.path.join(os.path.dirname(__file__), "../..")
+
+    def text(*path):
+        with open(os.path.join(root, *path), encoding="utf-8") as file:
+            return file.read()
+
+    sources = {"": ""}
+    for folder in ("tests/net", "tests/manual", "tests/daemon", "tests/platform/linux"):
+        for name in os.listdir(os.path.join(root, folder)):
+            if name.endswith((".py", ".cpp")):
+                sources[name] = text(folder, name)
+    named = 0
+    for line in text("docs/promises.md").splitlines():
+        last = ""
+        for quoted in re.findall(r"`([^`\s]+)`", line):
+            quoted = quoted.rstrip("…").rstrip("*")
+            in_file = re.fullmatch(r"(test_\w+\.py)?(?:::(\w+))?", quoted)
+            in_class = re.fullmatch(r"(\w+Test)?\.(\w*)", quoted)
+            if in_file and quoted:
+                last = in_file.group(1) or last
+                assert not in_file.group(2) or "def " + in_file.group(2) in sources[last], quoted
+                named += 1
+            elif in_class:
+                last = in_class.group(1) or last
+                pattern = rf"TEST_?F?\({last}, {in_class.group(2)}"
+                assert any(re.search(pattern, source) for source in sources.values()), quoted
+                named += 1
+    assert named > 60
