@@ -132,11 +132,6 @@ void StreamPropagation::domainIs(IntfId intf, SrClass srClass,
   changed(*port);
 }
 
-std::optional<std::uint8_t> StreamPropagation::domain(IntfId intf, SrClass srClass) const {
-  const Port* const port = find(intf);
-  return port ? port->domain[indexOf(srClass)] : std::nullopt;
-}
-
 void StreamPropagation::talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& value, bool failed) {
   Port* const port = find(intf);
   if (!port) return;

@@ -61,7 +61,6 @@ class StreamPropagation {
 
   // --- Registrations -----------------------------------------------------------------------------
   void domainIs(IntfId intf, SrClass srClass, std::optional<std::uint8_t> priority);
-  std::optional<std::uint8_t> domain(IntfId intf, SrClass srClass) const;
   // A stream has one talker registration a port, of either kind.
   void talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& value, bool failed);
   void talkerDel(IntfId intf, StreamId id);
