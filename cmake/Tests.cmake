@@ -12,10 +12,11 @@ if(test_sources)
   mrp_library_assertions(mrp_tests)
   # What is tested is optimised; optimising the tests themselves would double the time of a build. Only optimised code
   # can be fortified.
-  target_compile_options(mrp_tests PRIVATE -O0 -U_FORTIFY_SOURCE)
+  target_compile_options(mrp_tests PRIVATE -O0 -g1 -U_FORTIFY_SOURCE)
+  mrp_precompile(mrp_tests <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
   # A model is what a test spends its time in.
   set_source_files_properties(tests/agent/NaiveStreams.cpp tests/agent/NaiveStreamsTest.cpp
-    PROPERTIES COMPILE_OPTIONS -O1)
+    PROPERTIES COMPILE_OPTIONS -O1 SKIP_PRECOMPILE_HEADERS ON)
   target_compile_definitions(mrp_tests PRIVATE
     MRP_BINARY="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/mrp"
     MRP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")

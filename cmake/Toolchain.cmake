@@ -78,3 +78,9 @@ function(mrp_compile_flags target)
   endif()
   mrp_link_flags(${target})
 endfunction()
+
+# Headers that most of a target's files include, read once. Every header still has to stand alone (scripts/check-headers).
+function(mrp_precompile target)
+  target_precompile_headers(${target} PRIVATE
+    <algorithm> <functional> <map> <memory> <optional> <set> <sstream> <string> <vector> ${ARGN})
+endfunction()

@@ -177,8 +177,8 @@ void MsrpBridge::readRecords(const Member& member) {
     const auto value = valueOf<MsrpDomainAttribute>(record);
     const auto srClass = srClassNumbered(value.srClassId);
     if (record.registrarState() == MrpRegistrarState::mt || !srClass) return;
-    const auto known = propagation_.domain(intf, *srClass);
-    if (known && known->theirs) return;
+    const auto domain = propagation_.domain(intf, *srClass);
+    if (domain && domain->theirs) return;
     propagation_.domainIs(intf, *srClass, value.srClassPriority);
   });
   const auto streams = propagation_.streamsOn(intf);
