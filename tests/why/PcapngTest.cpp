@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -49,7 +50,7 @@ TEST(Pcapng, RefusesWhatItCannotRead) {
   const std::string good = written();
   for (int i = 0; i < 2000; ++i) {
     std::string bad = good.substr(0, random() % (good.size() + 1));
-    for (unsigned n = random() % 4; n > 0 && !bad.empty(); --n) {
+    for (std::size_t n = random() % 4; n > 0 && !bad.empty(); --n) {
       bad[random() % bad.size()] = static_cast<char>(random());
     }
     const std::string path = dir.file("frames.pcapng", bad);
