@@ -20,7 +20,7 @@ using testing::HasSubstr;
 
 std::vector<Cli::DumpedFrame> frames() {
   return {{1'700'000'000'123'456'789, "eth1", true, mvrpFrame("0001020001000a0000000000")},
-          {1'700'000'000'123'456'790, "eth2.5", false, mvrpFrame("0001020001001e00000000")},
+          {1'700'000'000'123'456'790, "eth2.5", false, mvrpFrame("0001020001001e0000000000")},
           {1'700'000'003'000'000'000, "eth1", false, mvrpFrame("0001020001000ab400000000")}};
 }
 
