@@ -236,7 +236,9 @@ void Story::whyNot(Answer& answer) const {
                                      sources_.account.last() + 1, forbids);
     }
     if (last) tell(sources_, last->number, answer);
-    if (said && (!last || said->number != last->number)) {
+    const bool told = said && std::ranges::find(answer.because, said->number, &Step::record) !=
+                                  answer.because.end();
+    if (said && !told) {
       answer.because.push_back(stepOf(sources_, *said));
       answer.ending = Reader::Ending::firstCause;
     }

@@ -274,7 +274,11 @@ std::string attributeText(const Record& r, std::uint64_t stream) {
   static constexpr std::array names{"", "its talker ", "its failed talker ", "its listener "};
   static constexpr std::array others{"", "the talker of ", "the failed talker of ",
                                      "the listener of "};
-  if (r.type >= names.size()) return "the domain of class " + std::to_string(r.key) + " ";
+  if (r.type >= names.size()) {
+    const bool b = r.key == static_cast<std::uint64_t>(SrClass::b);
+    const bool a = r.key == static_cast<std::uint64_t>(SrClass::a);
+    return "the domain of class " + (a ? "A" : b ? "B" : std::to_string(r.key)) + " ";
+  }
   if (r.key == stream) return names[r.type];
   return others[r.type] + streamName(r.key) + " ";
 }
@@ -304,6 +308,11 @@ void Story::tell(const Sources& sources, Number number, Answer& answer) {
       step.text = "received with another value";
       step.text.insert(0, attributeText(r, chain.records.front().key));
       continue;
+    }
+    // A Join that was refused has registered nothing.
+    constexpr std::string_view kRegistered = "registered: ";
+    if (chain.records.front().kind == Kind::discard && step.text.starts_with(kRegistered)) {
+      step.text.erase(0, kRegistered.size());
     }
     if (ofStream(sources, r) && r.number != number) {
       step.text = attributeText(r, chain.records.front().key) + step.text;

@@ -227,6 +227,7 @@ TEST(Account, FollowsAFrameToWhatItCaused) {
 // --- Frames --------------------------------------------------------------------------------------
 
 TEST(FrameRing, HoldsTheLastFramesThatFit) {
+  constexpr std::size_t kHeader = 24;  // that each frame has in the ring
   std::mt19937 random(7);
   for (const std::size_t octets : {0u, 40u, 500u, 4096u}) {
     FrameRing ring(octets);
@@ -239,7 +240,7 @@ TEST(FrameRing, HoldsTheLastFramesThatFit) {
         ASSERT_FALSE(kept);
         continue;
       }
-      if (frame.size() + 40 <= octets) model.push_back(std::move(frame));
+      if (frame.size() + kHeader <= octets) model.push_back(std::move(frame));
       while (model.size() > ring.frames()) model.pop_front();
       ASSERT_EQ(model.size(), ring.frames());
       std::size_t at = 0;
@@ -256,7 +257,7 @@ TEST(FrameRing, HoldsTheLastFramesThatFit) {
     if (octets == 4096) {
       std::size_t held = 0;
       ring.walk(0, [&](const FrameRing::Frame& f) {
-        held += f.octets.size() + 32;
+        held += f.octets.size() + kHeader;
         return true;
       });
       EXPECT_GT(held, octets - 2 * 340);

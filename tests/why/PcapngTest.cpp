@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -19,7 +20,7 @@ using testing::HasSubstr;
 
 std::vector<Cli::DumpedFrame> frames() {
   return {{1'700'000'000'123'456'789, "eth1", true, mvrpFrame("0001020001000a0000000000")},
-          {1'700'000'000'123'456'790, "eth2.5", false, mvrpFrame("0001020001001e00000000")},
+          {1'700'000'000'123'456'790, "eth2.5", false, mvrpFrame("0001020001001e0000000000")},
           {1'700'000'003'000'000'000, "eth1", false, mvrpFrame("0001020001000ab400000000")}};
 }
 
@@ -49,7 +50,7 @@ TEST(Pcapng, RefusesWhatItCannotRead) {
   const std::string good = written();
   for (int i = 0; i < 2000; ++i) {
     std::string bad = good.substr(0, random() % (good.size() + 1));
-    for (unsigned n = random() % 4; n > 0 && !bad.empty(); --n) {
+    for (std::size_t n = random() % 4; n > 0 && !bad.empty(); --n) {
       bad[random() % bad.size()] = static_cast<char>(random());
     }
     const std::string path = dir.file("frames.pcapng", bad);

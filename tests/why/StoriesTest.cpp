@@ -114,7 +114,7 @@ TEST(WhyStories, NobodyDeclaredItAgainWhenThePortBeganToForward) {
 // The review that would publish it finds the attribute log full.
 TEST(WhyStories, ItWasNeverCommitted) {
   Incident incident;
-  incident.ports(1).at(0.5, {{}, Cli::ClogAction{1000000}}).vlan(1, 1, 30, New).until(3);
+  incident.ports(1).at(0.5, {{}, Cli::ClogAction{1000000}}).vlan(1, 1, 30, New).until(3.5);
   const Answer answer = incident.registration(1, 30);
   EXPECT_EQ(answer.cause, "not-committed") << textOf(answer);
   EXPECT_EQ(answer.state, "VLAN 30 is registered on port1, but not yet published.");
@@ -305,7 +305,6 @@ TEST_F(WhyStreams, TheSpanningTreeBlocksThePort) {
 TEST(WhyStories, AChainSaysWhereItEnds) {
   Incident incident;
   incident.ports(1).vlan(1, 1, 30, New).until(12);
-  incident.options.records = 1;
   Cli::ReplayOptions few = incident.options;
   few.records = 4;
   Cli::ReplaySession session(incident.inputs, few, {});
