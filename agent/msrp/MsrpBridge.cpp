@@ -173,6 +173,8 @@ void MsrpBridge::readRecords(const Member& member) {
     });
   }
   if (!member.open) return;
+  // Of a neighbour's domain the record may hold our priority rather than his: he is taken for one
+  // of ours until he answers, so that what was reserved goes on.
   engine()->walkRecords(intf, number(MsrpAttrType::domain), [&](const MrpAttrDatabase& record) {
     const auto value = valueOf<MsrpDomainAttribute>(record);
     const auto srClass = srClassNumbered(value.srClassId);

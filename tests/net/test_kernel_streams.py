@@ -303,3 +303,19 @@ def test_an_individual_address(streams):
     s.stations[2].stop()
     s.reserved("p2", {})
     until(lambda: ports() == ["p3"], "behind p3 instead")
+
+
+def test_a_port_under_another_name(streams):
+    s = streams
+    s.talks(1, 80)
+    s.listens(2, 1)
+    s.reserved("p2", {"1": 7872})
+    s.net.ip("b", "link", "set", "p2", "down")
+    until(lambda: s.entries() == [], "nothing without carrier")
+    s.net.ip("b", "link", "set", "p2", "name", "other2")
+    until(lambda: s.root("other2") != ["mqprio"], "its queues are given back")
+    s.net.ip("b", "link", "set", "other2", "up")
+    s.reserved("other2", {"1": 7872})
+    assert s.entries() == [("other2", "91:e0:f0:00:fe:01", "2")]
+    assert s.agent.stop() == 0
+    assert s.entries() == [] and s.root("other2") == ["noqueue"]

@@ -37,8 +37,9 @@ LinuxStreams::LinuxStreams(Platform::Ptr<Kernel::Loop> loop, const Kernel::Links
 LinuxStreams::~LinuxStreams() = default;
 
 int LinuxStreams::indexOf(const std::string& port) const {
-  const Kernel::Link* const link = links_.link(port);
-  return link ? link->index : 0;
+  if (const Kernel::Link* const link = links_.link(port)) return indices_[port] = link->index;
+  const auto last = indices_.find(port);
+  return last == indices_.end() ? 0 : last->second;
 }
 
 StreamHost::Medium LinuxStreams::medium(const std::string& port) const {
@@ -150,6 +151,7 @@ bool LinuxStreams::shaperIs(const std::string& port, Mrp::SrClass srClass,
 
 void LinuxStreams::queuesDel(const std::string& port, bool ours) {
   const Queues* const q = queues(port);
+  indices_.erase(port);
   if (!q) return;
   if (ours && q->classes.handle == kHandle) {
     portQueues_.classesDel(q->index, kHandle);

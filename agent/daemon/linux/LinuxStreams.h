@@ -36,6 +36,7 @@ class LinuxStreams final : public StreamHost {
     std::map<std::uint16_t, std::optional<CreditShaper>> before;
   };
 
+  // That of an interface that has been renamed as long as something is to be taken back there.
   int indexOf(const std::string& port) const;
   Queues* queues(const std::string& port);
   bool arrange(const std::string& port, bool& ours, std::string& why);
@@ -44,6 +45,7 @@ class LinuxStreams final : public StreamHost {
   Platform::Linux::BridgeGroups groups_;
   Platform::Linux::PortQueues portQueues_;
   std::map<std::string, Queues> queues_;
+  mutable std::map<std::string, int> indices_;  // as they were last
   Platform::Reactor<int> groupsReactor_;
 };
 
