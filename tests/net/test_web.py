@@ -167,7 +167,7 @@ def test_metrics(web):
     row = counters["ports"][0]
     # Counters only grow between the two questions.
     assert 0 < value("mrp_frames", direction="received") <= row["frames"]["received"]
-    assert 0 < value("mrp_events", direction="received", event="JoinIn") <= row["events"]["received"]["JoinIn"]
+    assert 0 < value("mrp_events", direction="received", event="JoinMt") <= row["events"]["received"]["JoinMt"]
     assert 11 <= value("mrp_transitions", port="v0") <= row["transitions"]
     assert value("mrp_indications", kind="join") == counters["engines"][0]["numOfJoinIndications"]
     # As many series with thousands of VLANs as with eleven.
