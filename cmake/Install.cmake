@@ -55,4 +55,5 @@ install(FILES ${PROJECT_BINARY_DIR}/libmrp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
 if(TARGET mrp_daemon)
   install(FILES ${PROJECT_BINARY_DIR}/mrp-agent.service DESTINATION lib/systemd/system)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/config/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/config)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/metrics/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/metrics)
 endif()
