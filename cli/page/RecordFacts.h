@@ -14,7 +14,7 @@ PageData::Kind factOf(const Mrp::Accounts::Record& record);
 // Adds the records of an account to a page, in their order. Fact n is the n-th record added.
 class RecordFacts {
  public:
-  RecordFacts(PageData& data, const Records& records) : data_(data), records_(records) {}
+  RecordFacts(PageData& data, const RecordSource& records) : data_(data), records_(records) {}
 
   // Rows are those of records that move a machine: known in advance, they stand for requests too.
   void addRow(const Mrp::Accounts::Record& record);
@@ -26,7 +26,7 @@ class RecordFacts {
   PageData::Place placeOf(const Mrp::Accounts::Record& record);
 
   PageData& data_;
-  const Records& records_;
+  const RecordSource& records_;
 };
 
 }  // namespace Cli

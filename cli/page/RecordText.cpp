@@ -60,7 +60,7 @@ std::string attributeText(Mrp::MrpApplication application, const Record& record)
          (isStream ? streamText(record.key) : std::to_string(record.key));
 }
 
-std::string decisionText(const Records& records, const Record& record) {
+std::string decisionText(const RecordSource& records, const Record& record) {
   std::string text = "stream " + streamText(record.key) + ": talker " +
                      nameOf(kTalker, record.from()) + " → " + nameOf(kTalker, record.to());
   if (record.event != 0) {
@@ -77,7 +77,7 @@ std::string decisionText(const Records& records, const Record& record) {
 
 }  // namespace
 
-std::string recordText(Mrp::MrpApplication application, const Records& records,
+std::string recordText(Mrp::MrpApplication application, const RecordSource& records,
                        const Record& record) {
   const bool on = record.event != 0;
   switch (record.kind) {

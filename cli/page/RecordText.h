@@ -7,9 +7,9 @@
 namespace Cli {
 
 // The records among which one stands.
-class Records {
+class RecordSource {
  public:
-  virtual ~Records() = default;
+  virtual ~RecordSource() = default;
   // Null when it is not there.
   virtual const Mrp::Accounts::Record* record(Mrp::Accounts::Number number) const = 0;
   // The empty identifier where it is not known.
@@ -17,7 +17,7 @@ class Records {
 };
 
 // Those of an account, which outlives this.
-class AccountRecords final : public Records {
+class AccountRecords final : public RecordSource {
  public:
   explicit AccountRecords(const Mrp::Accounts::Account& account) : account_(account) {}
   const Mrp::Accounts::Record* record(Mrp::Accounts::Number number) const override {
@@ -33,7 +33,7 @@ class AccountRecords final : public Records {
 
 // A record that is none of a machine, a frame or a timer, in words and without its place:
 // "declare VLAN 20, by the scenario, line 3".
-std::string recordText(Mrp::MrpApplication application, const Records& records,
+std::string recordText(Mrp::MrpApplication application, const RecordSource& records,
                        const Mrp::Accounts::Record& record);
 
 }  // namespace Cli

@@ -110,7 +110,7 @@ class App {
     on("theme", () => this.theme());
     on("help", () => this.help());
     const search = document.getElementById("search");
-    search.placeholder = this.model.types.length === 1 ? "VLANs 10,20-29 · address · port" : "Stream · address · port";
+    search.placeholder = this.model.types.length === 1 ? "VLANs 10,20-29, address" : "Stream, address, port";
     search.addEventListener("input", () => this.searchIs(search.value));
   }
   pressed(id, on) { document.getElementById(id).setAttribute("aria-pressed", String(on)); }

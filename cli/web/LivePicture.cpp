@@ -1,6 +1,7 @@
 #include "cli/web/LivePicture.h"
 
 #include <charconv>
+#include <vector>
 
 #include "cli/replay/ValueFields.h"
 
@@ -106,13 +107,16 @@ bool LivePicture::update(const Call& call) {
 
 void LivePicture::updateFromAccount(const Call& call) {
   const std::string name = infoOf(application_).name;
-  framesFrom(call);
   const bool first = !begun_;
-  while (true) {
-    const Json answer = call("account", {{"application", name}, {"from", next_}});
+  std::vector<Json> answers;
+  for (Json from = next_; !from.is_null();) {
+    answers.push_back(call("account", {{"application", name}, {"from", from}}));
+    from = answers.back().value("next", Json());
+  }
+  // Afterwards, so that those of all records are among them.
+  framesFrom(call);
+  for (const Json& answer : answers) {
     for (const Json& json : answer.at("records")) take(json);
-    const auto next = answer.find("next");
-    if (next == answer.end() || next->is_null()) break;
   }
   if (!first) return;
   begun_ = true;

@@ -13,7 +13,7 @@ namespace Cli {
 
 // The picture of one engine of an agent: what its account holds, and what is added to it. Begins
 // anew when it has grown too large.
-class LivePicture final : private Records {
+class LivePicture final : private RecordSource {
  public:
   using Call = std::function<Rpc::Json(const std::string& method, const Rpc::Json& params)>;
   static constexpr std::size_t kMostFacts = 300000;

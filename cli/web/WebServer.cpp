@@ -24,15 +24,15 @@ constexpr std::chrono::milliseconds kBreath{10000};  // between two signs of lif
 
 // Nothing but what this server gives, no other page around it, and nothing is kept.
 const httplib::Headers& headers() {
-  static const httplib::Headers all{
-      {"Content-Security-Policy",
-       "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; base-uri "
-       "'none'; form-action 'none'; frame-ancestors 'none'"},
-      {"X-Content-Type-Options", "nosniff"},
-      {"X-Frame-Options", "DENY"},
-      {"Referrer-Policy", "no-referrer"},
-      {"Cross-Origin-Resource-Policy", "same-origin"},
-      {"Cache-Control", "no-store"}};
+  static const httplib::Headers all{{"Content-Security-Policy",
+                                     "default-src 'none'; script-src 'self'; style-src 'self'; "
+                                     "connect-src 'self'; img-src 'self'; base-uri "
+                                     "'none'; form-action 'none'; frame-ancestors 'none'"},
+                                    {"X-Content-Type-Options", "nosniff"},
+                                    {"X-Frame-Options", "DENY"},
+                                    {"Referrer-Policy", "no-referrer"},
+                                    {"Cross-Origin-Resource-Policy", "same-origin"},
+                                    {"Cache-Control", "no-store"}};
   return all;
 }
 
