@@ -109,16 +109,20 @@ enum class MrpParseStatus : std::uint8_t {
 using enum MrpParseStatus;
 
 // The state machine events that a received AttributeEvent stands for; above 5 there is none.
-constexpr MrpApplicantEvent applicantEventOf(std::uint8_t threePacked) {
-  using enum MrpApplicantEvent;
-  constexpr std::array events{rNew, rJoinIn, rIn, rJoinMt, rMt, rLv};
-  return threePacked < events.size() ? events[threePacked] : none;
-}
+inline constexpr std::array kRxApplicantEvents{MrpApplicantEvent::rNew, MrpApplicantEvent::rJoinIn,
+                                               MrpApplicantEvent::rIn,  MrpApplicantEvent::rJoinMt,
+                                               MrpApplicantEvent::rMt,  MrpApplicantEvent::rLv};
+inline constexpr std::array kRxRegistrarEvents{MrpRegistrarEvent::rNew, MrpRegistrarEvent::rJoinIn,
+                                               MrpRegistrarEvent::none, MrpRegistrarEvent::rJoinMt,
+                                               MrpRegistrarEvent::none, MrpRegistrarEvent::rLv};
 
+constexpr MrpApplicantEvent applicantEventOf(std::uint8_t threePacked) {
+  return threePacked < kRxApplicantEvents.size() ? kRxApplicantEvents[threePacked]
+                                                 : MrpApplicantEvent::none;
+}
 constexpr MrpRegistrarEvent registrarEventOf(std::uint8_t threePacked) {
-  using enum MrpRegistrarEvent;
-  constexpr std::array events{rNew, rJoinIn, none, rJoinMt, none, rLv};
-  return threePacked < events.size() ? events[threePacked] : none;
+  return threePacked < kRxRegistrarEvents.size() ? kRxRegistrarEvents[threePacked]
+                                                 : MrpRegistrarEvent::none;
 }
 
 // The printed name, or the number where there is none. Valid for ever.

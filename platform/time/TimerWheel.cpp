@@ -51,15 +51,16 @@ inline void TimerWheel::link(Timer& timer) {
 
 void TimerWheel::arm(Timer& timer, Seconds deadline, Seconds now) {
   timer.cancel();
-  const Arming arming{deadline, now, servingTick_};
-  if (arming != lastArming_) {
-    lastArming_ = arming;
-    lastTick_ = std::max(firstTickAt(deadline), firstTickAt(now));
-    if (servingTick_ != kNoTick) lastTick_ = std::max(lastTick_, servingTick_ + 1);
-    lastSlot_ = slotOf(lastTick_);
-  }
+  if (lastArming_ != Arming{deadline, now, servingTick_}) findTick(deadline, now);
   link(timer);
   if (wakeTick_ == kNoTick || lastTick_ < wakeTick_) wakeAt(lastTick_);
+}
+
+void TimerWheel::findTick(Seconds deadline, Seconds now) {
+  lastArming_ = {deadline, now, servingTick_};
+  lastTick_ = std::max(firstTickAt(deadline), firstTickAt(now));
+  if (servingTick_ != kNoTick) lastTick_ = std::max(lastTick_, servingTick_ + 1);
+  lastSlot_ = slotOf(lastTick_);
 }
 
 // Timers of later turns of the wheel share the slot: they stay, in their order, before a mark that

@@ -54,7 +54,7 @@ void MrpRegistrarSm::addLeavePending(Subject subject, MrpRegistrarEvent event) {
   doScheduleLeaveTimer(sm, leaveTime(subject.intf(), event));
 }
 
-Seconds MrpRegistrarSm::leaveTime(IntfId intf, MrpRegistrarEvent event) const {
+inline Seconds MrpRegistrarSm::leaveTime(IntfId intf, MrpRegistrarEvent event) const {
   const Seconds ownLeaveAll = env_.config.leaveAllLeaveTime();
   const bool other = ownLeaveAll != MrpConfig::kDefaultLeaveAllLeaveTime;
   return event == MrpRegistrarEvent::txLvAll && other ? ownLeaveAll

@@ -202,22 +202,33 @@ inline MrpRegistrarSm::Outcome MrpRegistrarSm::dispatch(Subject subject, MrpRegi
 }
 
 void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
-  const bool traced = env_.trace.isOn(7);
-  if (traced) tellEvent(subject, event);
+  if (env_.trace.isOn(7)) tellEvent(subject, event);
   if (event == MrpRegistrarEvent::rLv) logLeave("received", subject, event);
 
   const MrpRegistrarState from = subject.record->registrarState();
   const std::uint64_t key = subject.key();
   const Outcome outcome = dispatch(subject, event);
-  if (outcome == Outcome::quiet && env_.observed()) tellMove(subject, {from, event});
-  if (outcome != Outcome::quiet) subject = records_.find(subject.intf(), subject.type(), key);
-  if (subject && traced) tellExit(subject.record->registrarState());
-  if (outcome == Outcome::discarded) joinDiscarded(subject.intf(), subject.type(), key);
+  if (outcome != Outcome::quiet) return handleIndicated(*subject.types, key, outcome);
+  if (env_.observed()) tellMove(subject, {from, event});
+  if (env_.trace.isOn(7)) tellExit(subject.record->registrarState());
+  deleteAtRest(subject);
+}
+
+void MrpRegistrarSm::handleIndicated(const MrpIntfTypeApplicant& types, std::uint64_t key,
+                                     Outcome outcome) {
+  const IntfId intf = types.intfId();
+  const std::uint8_t type = types.attributeType();
+  const Subject subject = records_.find(intf, type, key);
+  if (subject && env_.trace.isOn(7)) tellExit(subject.record->registrarState());
+  if (outcome == Outcome::discarded) joinDiscarded(intf, type, key);
   if (!subject) return;
-  MrpAttrDatabase& record = *subject.record;
-  if (outcome == Outcome::discarded) record.registrarStateIs(MrpRegistrarState::mt);
-  if (!record.atRest()) return;
-  delLeavePending(record);
+  if (outcome == Outcome::discarded) subject.record->registrarStateIs(MrpRegistrarState::mt);
+  deleteAtRest(subject);
+}
+
+inline void MrpRegistrarSm::deleteAtRest(Subject subject) {
+  if (!subject.record->atRest()) return;
+  delLeavePending(*subject.record);
   records_.deletePending(subject);
 }
 

@@ -13,6 +13,7 @@ class Inbox;
 class Indications;
 class MrpAttrDatabase;
 class MrpConfig;
+class MrpIntfTypeApplicant;
 class Outbox;
 class Records;
 struct Environment;
@@ -78,6 +79,10 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
 
   Outcome dispatch(Subject subject, MrpRegistrarEvent event);
+  // The end of an event of which the application has been told: it may have done anything.
+  [[gnu::noinline]] void handleIndicated(const MrpIntfTypeApplicant& types, std::uint64_t key,
+                                         Outcome outcome);
+  void deleteAtRest(Subject subject);
   Outcome handleInStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome handleLvStateRegistrar(Subject subject, MrpRegistrarEvent event);
   Outcome handleMtStateRegistrar(Subject subject, MrpRegistrarEvent event);
@@ -88,7 +93,7 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   [[gnu::cold]] void joinDiscarded(IntfId intf, std::uint8_t type, std::uint64_t key);
   void addLeavePending(Subject subject, MrpRegistrarEvent event);
   void delLeavePending(MrpAttrDatabase& record) const;
-  Seconds leaveTime(IntfId intf, MrpRegistrarEvent event) const;
+  [[gnu::always_inline]] Seconds leaveTime(IntfId intf, MrpRegistrarEvent event) const;
   [[gnu::always_inline]] void doScheduleLeaveTimer(MrpLeaveSm& sm, Seconds leaveTime);
   void handleLeaveTimer(Platform::Timer& timer);
   void handleLeavePending(MrpLeaveSm& sm);
