@@ -45,11 +45,11 @@ constexpr const char* kReceiveRest =
     "staging by type and key, and each value copied on into the receive and the transmit record "
     "for an event that sends nothing";
 constexpr const char* kTimersRest =
-    "the walk looks every record up from the last key, and each encoded event asks for endpoint, "
-    "open packet, status and MTU";
+    "walk, machines, encoder and wheel are entered by a call for each attribute, and each asks "
+    "whether it is traced or observed";
 constexpr const char* kDeclareRest =
-    "the current attribute is looked up again after each step, and each of the two encoded events "
-    "asks for endpoint, open packet, status and MTU";
+    "the request's queue, context and record, each behind a call, take as much as the two encoded "
+    "events";
 
 constexpr Target kTargets[] = {
     {"receive-refresh", "receive-refresh", 0.6, 0, kReceiveRest},

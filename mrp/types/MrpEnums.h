@@ -109,20 +109,20 @@ enum class MrpParseStatus : std::uint8_t {
 using enum MrpParseStatus;
 
 // The state machine events that a received AttributeEvent stands for; above 5 there is none.
-inline constexpr std::array kReceivedApplicantEvents{
-    MrpApplicantEvent::rNew,    MrpApplicantEvent::rJoinIn, MrpApplicantEvent::rIn,
-    MrpApplicantEvent::rJoinMt, MrpApplicantEvent::rMt,     MrpApplicantEvent::rLv};
-inline constexpr std::array kReceivedRegistrarEvents{
-    MrpRegistrarEvent::rNew,    MrpRegistrarEvent::rJoinIn, MrpRegistrarEvent::none,
-    MrpRegistrarEvent::rJoinMt, MrpRegistrarEvent::none,    MrpRegistrarEvent::rLv};
+inline constexpr std::array kRxApplicantEvents{MrpApplicantEvent::rNew, MrpApplicantEvent::rJoinIn,
+                                               MrpApplicantEvent::rIn,  MrpApplicantEvent::rJoinMt,
+                                               MrpApplicantEvent::rMt,  MrpApplicantEvent::rLv};
+inline constexpr std::array kRxRegistrarEvents{MrpRegistrarEvent::rNew, MrpRegistrarEvent::rJoinIn,
+                                               MrpRegistrarEvent::none, MrpRegistrarEvent::rJoinMt,
+                                               MrpRegistrarEvent::none, MrpRegistrarEvent::rLv};
 
 constexpr MrpApplicantEvent applicantEventOf(std::uint8_t threePacked) {
-  return threePacked < kReceivedApplicantEvents.size() ? kReceivedApplicantEvents[threePacked]
-                                                       : MrpApplicantEvent::none;
+  return threePacked < kRxApplicantEvents.size() ? kRxApplicantEvents[threePacked]
+                                                 : MrpApplicantEvent::none;
 }
 constexpr MrpRegistrarEvent registrarEventOf(std::uint8_t threePacked) {
-  return threePacked < kReceivedRegistrarEvents.size() ? kReceivedRegistrarEvents[threePacked]
-                                                       : MrpRegistrarEvent::none;
+  return threePacked < kRxRegistrarEvents.size() ? kRxRegistrarEvents[threePacked]
+                                                 : MrpRegistrarEvent::none;
 }
 
 // The printed name, or the number where there is none. Valid for ever.
