@@ -18,6 +18,7 @@ class StreamApplication final : public Mrp::MsrpBridge, public Application {
 
   Mrp::MrpLib& lib() override { return *this; }
   void start() override { MsrpBridge::start(); }
+  void accountIs(Mrp::Accounts::Account* account) override { MsrpBridge::accountIs(account); }
   void portIs(IntfId intf) override { MsrpBridge::portIs(intf); }
   void portDel(IntfId intf) override { MsrpBridge::portDel(intf); }
   void declarationIs(IntfId, std::uint8_t, std::span<const std::uint8_t>, bool) override {}
