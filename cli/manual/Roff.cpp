@@ -5,7 +5,7 @@
 namespace Cli {
 namespace {
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   std::string out;
   for (const char c : text) {
     if (c == '\\') {
@@ -22,7 +22,7 @@ std::string quoted(std::string_view text) {
 // A line that begins with one of these would be a request.
 std::string quotedLine(std::string_view text) {
   const bool request = !text.empty() && (text.front() == '.' || text.front() == '\'');
-  return (request ? "\\&" : "") + quoted(text);
+  return (request ? "\\&" : "") + inQuotes(text);
 }
 
 template <class Visit>
@@ -41,12 +41,12 @@ Roff::Roff(std::string_view name, int section, std::string_view version) {
   std::ranges::transform(upper, upper.begin(), [](char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
   });
-  page_ = ".TH " + quoted(upper) + " " + std::to_string(section) + " \"\" \"mrp " +
+  page_ = ".TH " + inQuotes(upper) + " " + std::to_string(section) + " \"\" \"mrp " +
           std::string(version) + "\" \"MRP\"\n";
 }
 
 void Roff::line(const char* macro, std::string_view argument) {
-  std::string text = quoted(argument);
+  std::string text = inQuotes(argument);
   std::erase(text, '"');
   page_ += std::string(macro) + " \"" + text + "\"\n";
 }
@@ -65,7 +65,7 @@ void Roff::text(std::string_view text) {
 }
 
 void Roff::item(std::string_view term, std::string_view text) {
-  page_ += ".TP\n\\fB" + quoted(term) + "\\fR\n";
+  page_ += ".TP\n\\fB" + inQuotes(term) + "\\fR\n";
   words(text.empty() ? "." : text);
 }
 

@@ -19,7 +19,7 @@ void put(std::string& to, std::uint64_t number, std::size_t size) {
   for (; size > 0; --size, number >>= 8) to += static_cast<char>(number & 0xff);
 }
 
-std::string quoted(const std::string& argument) {
+std::string inQuotes(const std::string& argument) {
   std::string text = "'";
   for (const char c : argument) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return text + "'";
@@ -48,9 +48,9 @@ std::string source(const std::string& path) { return std::string(MRP_SOURCE_DIR)
 
 Result mrp(const std::vector<std::string>& arguments) {
   const TempDir dir;
-  std::string command = "DISABLE_LEAVE_ALL_RANDOMIZATION=1 " + quoted(MRP_BINARY);
-  for (const std::string& argument : arguments) command += " " + quoted(argument);
-  command += " >" + quoted(dir.path("out")) + " 2>" + quoted(dir.path("err")) + " </dev/null";
+  std::string command = "DISABLE_LEAVE_ALL_RANDOMIZATION=1 " + inQuotes(MRP_BINARY);
+  for (const std::string& argument : arguments) command += " " + inQuotes(argument);
+  command += " >" + inQuotes(dir.path("out")) + " 2>" + inQuotes(dir.path("err")) + " </dev/null";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(dir.path("out")),
           contentOf(dir.path("err"))};

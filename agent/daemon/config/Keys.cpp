@@ -236,7 +236,7 @@ constexpr std::array kPortKeys{
                       "synchronised."),
 };
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   std::string out = "\"";
   for (const char c : text) {
     if (c == '"' || c == '\\') out += '\\';
@@ -261,7 +261,7 @@ std::string numberText(double number) {
 
 struct TomlText {
   std::string operator()(bool v) const { return v ? "true" : "false"; }
-  std::string operator()(const std::string& v) const { return quoted(v); }
+  std::string operator()(const std::string& v) const { return inQuotes(v); }
   std::string operator()(double v) const { return numberText(v); }
   std::string operator()(std::uint32_t v) const { return std::to_string(v); }
   std::string operator()(std::uint64_t v) const { return std::to_string(v); }
