@@ -268,8 +268,8 @@ struct TomlText {
   std::string operator()(const ClassNumbers& v) const {
     return "{ 6 = " + std::to_string(v.a) + ", 5 = " + std::to_string(v.b) + " }";
   }
-  std::string operator()(const std::vector<std::string>& v) const { return arrayText(v, quoted); }
-  std::string operator()(const Mrp::VlanSet& v) const { return arrayText(rangesOf(v), quoted); }
+  std::string operator()(const std::vector<std::string>& v) const { return arrayText(v, inQuotes); }
+  std::string operator()(const Mrp::VlanSet& v) const { return arrayText(rangesOf(v), inQuotes); }
   std::string operator()(const std::vector<SrClass>& v) const {
     return arrayText(v, [](const SrClass& c) {
       return "{ id = " + std::to_string(c.id) + ", priority = " + std::to_string(c.priority) +
