@@ -177,7 +177,7 @@ class MRP_API AttrTable {
   MrpAttrDatabase* findSparse(std::uint64_t key) const;
   MrpAttrDatabase& addSparse(std::uint64_t key, unsigned marks);
   void delSparse(std::uint64_t key);
-  MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
+  inline MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
   [[gnu::noinline]] Page& makePage(std::size_t index);
   MrpAttrDatabase* at(std::size_t index) const {
     return recordOf(*pages_[index / kPageRecords], index % kPageRecords);

@@ -132,7 +132,7 @@ class MRP_API TimerWheel : public Entity {
   std::int64_t firstTickAt(Seconds time) const;
   void arm(Timer& timer, Seconds deadline, Seconds now);
   [[gnu::noinline]] void findTick(Seconds deadline, Seconds now);
-  [[gnu::always_inline]] void link(Timer& timer);
+  [[gnu::always_inline]] inline void link(Timer& timer);
   void serve(std::int64_t tick);
   void fire(Timer& timer);
   void handleAlarm();
