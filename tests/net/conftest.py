@@ -11,6 +11,7 @@ import select
 import shutil
 import signal
 import socket
+import sqlite3
 import subprocess
 import tempfile
 import time
@@ -148,8 +149,16 @@ class Agent:
         return run(MRP, *arguments, "--socket", self.query if query else self.control, check=check)
 
     def written(self):
-        """Waits until the state is on the disk."""
-        until(lambda: self.call("status")["state"]["behind"] == 0, "all is written")
+        """Waits until all that is registered is on the disk: the engine commits a record some time after it is heard of."""
+        def same():
+            state = self.call("status")["state"]
+            if state["behind"] > 0:
+                return False
+            known = {(row["port"], row["type"], int(row["key"])) for row in self.call("attributes")
+                     if row["registrar"] in ("IN", "LV")}
+            with contextlib.closing(sqlite3.connect(f"file:{state['path']}?mode=ro", uri=True)) as disk:
+                return known == set(disk.execute("SELECT port, type, key FROM record WHERE registered"))
+        until(same, "all is written")
 
     def port(self, name):
         return self.call("ports", port=name)[0]

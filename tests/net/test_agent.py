@@ -148,7 +148,7 @@ def test_killed_and_started_again(net, tmp_path):
     s2.registers("v0", ["10-19"])
     agent.command("declare", "vlan", "77", "--port", "p2")
     s2.registers("v0", ["10-19", "77"])
-    until(lambda: agent.call("status")["state"]["behind"] == 0, "all is written")
+    agent.written()
     watcher = Rpc(s2.control)
     watcher.call("watch", kinds=["leave"])
     assert agent.stop(signal.SIGKILL) == -signal.SIGKILL

@@ -111,7 +111,7 @@ def test_a_restart_does_not_touch_the_entries(filtering, tmp_path):
     agent = net.agent("b", *options)
     s1 = net.agent("s1", "--ports", "v0", "--declare", "10-12")
     has(net, "p1", ["1", "10-12"])
-    until(lambda: agent.call("status")["state"]["behind"] == 0, "all is written")
+    agent.written()
     agent.stop(signal.SIGKILL)
     monitor = os.path.join(net.folder, "monitor")
     with open(monitor, "wb") as log:

@@ -237,7 +237,7 @@ def test_a_restart_does_not_stop_the_stream(streams):
     s.listens(2, 1)
     s.listens(2, 2)
     s.reserved("p2", {"1": 61824})
-    until(lambda: s.agent.call("status")["state"]["behind"] == 0, "all is written")
+    s.agent.written()
     before = run("tc", "-n", s.net.name("b"), "qdisc", "show", "dev", "p2").stdout
     with s.receiver(2, 1) as at2:
         sender = subprocess.Popen(
@@ -263,7 +263,7 @@ def test_a_talker_that_is_silent_after_a_restart(streams):
     s.talks(1, 800)
     s.listens(2, 1)
     s.reserved("p2", {"1": 53952})
-    until(lambda: s.agent.call("status")["state"]["behind"] == 0, "all is written")
+    s.agent.written()
     s.agent.stop(signal.SIGKILL)
     s.stations[1].stop(signal.SIGKILL)
     s.agent = s.start()
