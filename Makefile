@@ -51,9 +51,10 @@ test-page: build
 pictures: build
 	scripts/pictures build/bin/mrp
 
+# PYTEST='-k name': only those.
 test-kernel: build
 	@scripts/install-packages kernel || echo 'test-kernel: its packages cannot be had'
-	scripts/test-kernel build/bin/mrp
+	scripts/test-kernel build/bin/mrp $(PYTEST)
 
 # The agent on real interfaces against baselines of the same run.
 bench-net: build
