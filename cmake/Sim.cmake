@@ -14,7 +14,7 @@ if(sim_sources AND TARGET mrp_agent)
   # Six times slower under the sanitizers.
   set(sim_ranges 1-300 301-600)
   if(MRP_SANITIZE)
-    set(sim_ranges 1-50 51-100 101-150)
+    set(sim_ranges 1-25 26-50)
   endif()
   foreach(range IN LISTS sim_ranges)
     add_test(NAME sim_${range} COMMAND mrp_sim --seeds ${range})
