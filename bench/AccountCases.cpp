@@ -1,9 +1,6 @@
 // What it costs to keep an account of what happens.
 
-#include <unistd.h>
-
 #include <deque>
-#include <fstream>
 
 #include "agent/account/Account.h"
 #include "bench/Cases.h"
@@ -40,14 +37,6 @@ MrpObserver::Transition factOf(std::size_t i, IntfId port) {
           std::uint8_t(doubt ? Mrp::MrpRegistrarEvent::rLv : Mrp::MrpRegistrarEvent::rJoinIn),
           std::uint8_t(doubt ? 1 : 0),
           {port, 1, i / 2 % kVlans + 1}};
-}
-
-double residentOctets() {
-  std::ifstream statm("/proc/self/statm");
-  double total = 0;
-  double resident = 0;
-  statm >> total >> resident;
-  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 }  // namespace

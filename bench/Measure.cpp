@@ -1,6 +1,7 @@
 #include "bench/Measure.h"
 
 #include <time.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -49,6 +50,14 @@ Cost measureStep(void (*step)(void*), void* self) {
   measuredStep(step, self);
   const double ns = cpuNow() - start;
   return {ns, instructions()};
+}
+
+double residentOctets() {
+  std::ifstream statm("/proc/self/statm");
+  double total = 0;
+  double resident = 0;
+  statm >> total >> resident;
+  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 }  // namespace Bench

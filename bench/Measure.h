@@ -46,6 +46,9 @@ inline double median(std::vector<double> values) {
   return (*middle + *std::max_element(values.begin(), middle)) / 2;
 }
 
+// Of this process's memory, what is in use now.
+double residentOctets();
+
 // What a case hands to the report. Rows of memory have octets for their ratio and no costs.
 struct Row {
   std::string name;

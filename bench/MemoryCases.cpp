@@ -1,22 +1,10 @@
 // Resident memory of everything that is registered, in octets for an attribute.
 
-#include <unistd.h>
-
-#include <fstream>
-
 #include "bench/Cases.h"
 #include "bench/Network.h"
 
 namespace Bench {
 namespace {
-
-double residentOctets() {
-  std::ifstream statm("/proc/self/statm");
-  double total = 0;
-  double resident = 0;
-  statm >> total >> resident;
-  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 
 // The larger figure of two moments: registered and committed; and after a LeaveAll on every port,
 // when every attribute has a leave timer that runs.

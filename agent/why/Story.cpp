@@ -29,6 +29,23 @@ bool doubted(const Record& r) {
          static_cast<MrpRegistrarState>(r.to()) == MrpRegistrarState::lv;
 }
 
+// What put a registration in doubt, but for a withdrawal: the end of a cause's word.
+std::string after(const Record& doubt) {
+  switch (static_cast<MrpRegistrarEvent>(doubt.event)) {
+    case MrpRegistrarEvent::regLvAll_:
+      return "-after-received-leave-all";
+    case MrpRegistrarEvent::txLvAll:
+      return "-after-own-leave-all";
+    case MrpRegistrarEvent::reDeclare:
+      return "-after-role-change";
+    default:
+      return {};
+  }
+}
+bool withdrew(const Record& doubt) {
+  return static_cast<MrpRegistrarEvent>(doubt.event) == MrpRegistrarEvent::rLv;
+}
+
 }  // namespace
 
 const MrpAttrDatabase* Story::stands() const {
@@ -151,22 +168,7 @@ void Story::whyLeaving(Answer& answer, const MrpAttrDatabase& record) const {
   });
   answer.cause = "leaving";
   if (doubt) {
-    switch (static_cast<MrpRegistrarEvent>(doubt->event)) {
-      case MrpRegistrarEvent::rLv:
-        answer.cause = "leaving-withdrawn-by-neighbour";
-        break;
-      case MrpRegistrarEvent::regLvAll_:
-        answer.cause = "leaving-after-received-leave-all";
-        break;
-      case MrpRegistrarEvent::txLvAll:
-        answer.cause = "leaving-after-own-leave-all";
-        break;
-      case MrpRegistrarEvent::reDeclare:
-        answer.cause = "leaving-after-role-change";
-        break;
-      default:
-        break;
-    }
+    answer.cause += withdrew(*doubt) ? "-withdrawn-by-neighbour" : after(*doubt);
     tell(sources_, doubt->number, answer);
     before(answer);
   } else {
@@ -195,22 +197,11 @@ void Story::agedOut(Answer& answer, const Record& ended) const {
   const Reader::Chain chain = reader_.causes(ended.number);
   const auto doubt = std::ranges::find_if(chain.records, doubted);
   if (doubt == chain.records.end()) return;
-  switch (static_cast<MrpRegistrarEvent>(doubt->event)) {
-    case MrpRegistrarEvent::rLv:
-      answer.cause = "withdrawn-by-neighbour";
-      return;
-    case MrpRegistrarEvent::regLvAll_:
-      answer.cause = "aged-out-after-received-leave-all";
-      break;
-    case MrpRegistrarEvent::txLvAll:
-      answer.cause = "aged-out-after-own-leave-all";
-      break;
-    case MrpRegistrarEvent::reDeclare:
-      answer.cause = "aged-out-after-role-change";
-      break;
-    default:
-      break;
+  if (withdrew(*doubt)) {
+    answer.cause = "withdrawn-by-neighbour";
+    return;
   }
+  answer.cause += after(*doubt);
   if (const Record* cut = malformed(doubt->at(), ended.at())) {
     answer.cause = "malformed";
     answer.because.insert(answer.because.begin() + 1, stepOf(sources_, *cut));

@@ -121,21 +121,24 @@ void LivePicture::updateFromAccount(const Call& call) {
   if (!first) return;
   begun_ = true;
   // What has been as it is for longer than the account reaches back.
-  for (const Json& json : attributes(call)) {
+  for (const auto& [attribute, now] : states(call)) {
+    if (!data_.has(attribute)) data_.initially(attribute, now.first, now.second);
+  }
+}
+
+LivePicture::States LivePicture::states(const Call& call) {
+  States states;
+  for (const Json& json : call("attributes", {{"application", infoOf(application_).name}})) {
     const Mrp::MrpAttribute attribute{IntfId(textOf(json, "port")),
                                       static_cast<std::uint8_t>(numberOf(json, "type")),
                                       numberOf(json, "key")};
     const auto applicant = Mrp::mrpApplicantState(textOf(json, "applicant"));
     const auto registrar = Mrp::mrpRegistrarState(textOf(json, "registrar"));
+    if (!applicant || !registrar) continue;
     data_.valueIs(attribute.attributeType, attribute.attributeKey, octetsOf(textOf(json, "value")));
-    if (data_.has(attribute) || !applicant || !registrar) continue;
-    data_.initially(attribute, static_cast<unsigned>(*applicant),
-                    static_cast<unsigned>(*registrar));
+    states[attribute] = {static_cast<unsigned>(*applicant), static_cast<unsigned>(*registrar)};
   }
-}
-
-Json LivePicture::attributes(const Call& call) const {
-  return call("attributes", {{"application", infoOf(application_).name}});
+  return states;
 }
 
 void LivePicture::take(const Json& json) {
@@ -224,19 +227,9 @@ std::uint32_t LivePicture::frameText(const Record& record) {
 void LivePicture::updateFromAttributes(const Call& call) {
   end_ = timeOf(call("status", Json::object()), "uptime");
   if (!begun_) first_ = end_;
-  std::map<Mrp::MrpAttribute, std::pair<unsigned, unsigned>> states;
-  for (const Json& json : attributes(call)) {
-    const Mrp::MrpAttribute attribute{IntfId(textOf(json, "port")),
-                                      static_cast<std::uint8_t>(numberOf(json, "type")),
-                                      numberOf(json, "key")};
-    const auto applicant = Mrp::mrpApplicantState(textOf(json, "applicant"));
-    const auto registrar = Mrp::mrpRegistrarState(textOf(json, "registrar"));
-    if (!applicant || !registrar) continue;
-    data_.valueIs(attribute.attributeType, attribute.attributeKey, octetsOf(textOf(json, "value")));
-    states[attribute] = {static_cast<unsigned>(*applicant), static_cast<unsigned>(*registrar)};
-  }
+  States found = states(call);
   constexpr auto kNoEvent = 15u << 4;
-  for (const auto& [attribute, now] : states) {
+  for (const auto& [attribute, now] : found) {
     const auto before = states_.find(attribute);
     if (!begun_) {
       data_.initially(attribute, now.first, now.second);
@@ -253,10 +246,10 @@ void LivePicture::updateFromAttributes(const Call& call) {
     }
   }
   for (const auto& [attribute, was] : states_) {
-    if (states.contains(attribute)) continue;
+    if (found.contains(attribute)) continue;
     data_.add(end_, PageData::Kind::deleted, data_.row(attribute), 0, std::nullopt);
   }
-  states_ = std::move(states);
+  states_ = std::move(found);
   begun_ = true;
 }
 

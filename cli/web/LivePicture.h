@@ -30,6 +30,7 @@ class LivePicture final : private RecordSource {
  private:
   using Record = Mrp::Accounts::Record;
   using Number = Mrp::Accounts::Number;
+  using States = std::map<Mrp::MrpAttribute, std::pair<unsigned, unsigned>>;
 
   const Record* record(Number number) const override;
   Platform::IntfId portNumbered(std::uint64_t number) const override;
@@ -40,7 +41,8 @@ class LivePicture final : private RecordSource {
   void addLast();
   void framesFrom(const Call& call);
   std::uint32_t frameText(const Record& record);
-  Rpc::Json attributes(const Call& call) const;
+  // Applicant and Registrar of each attribute, as they are now; notes the values.
+  States states(const Call& call);
 
   Mrp::MrpApplication application_;
   PageData data_;
@@ -57,7 +59,7 @@ class LivePicture final : private RecordSource {
   std::map<std::uint64_t, Platform::IntfId> ports_;
   std::uint64_t nextFrame_ = 0;
   std::map<std::pair<std::string, std::int64_t>, std::uint32_t> frames_;  // texts by place and time
-  std::map<Mrp::MrpAttribute, std::pair<unsigned, unsigned>> states_;     // without an account
+  States states_;                                                         // without an account
 };
 
 }  // namespace Cli

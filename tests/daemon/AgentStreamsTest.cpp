@@ -5,10 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/daemon/Control.h"
 #include "tests/agent/StreamBridge.h"
-#include "tests/daemon/FakeHost.h"
-#include "tests/replay/Support.h"
+#include "tests/daemon/AgentFixture.h"
 
 namespace DaemonTest {
 namespace {
@@ -18,35 +16,16 @@ using Rpc::Json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class FakePeer final : public Rpc::Peer {
- public:
-  bool mayChange() const override { return true; }
-  void event(const std::string& line) override { events.push_back(Json::parse(line)["params"]); }
-  std::uint64_t takeLost() override { return 0; }
-  bool hasRoom() const override { return true; }
-  void staysOpenIs(bool) override {}
-
-  std::vector<Json> events;
-};
-
-class AgentStreamsTest : public testing::Test {
+class AgentStreamsTest : public AgentTest {
  protected:
-  AgentStreamsTest() {
-    config.mode = "bridge";
-    config.bridge = "br0";
+  AgentStreamsTest() : config(bridgeConfig()) {
     config.msrpEnabled = true;
     config.port["eth2"].rate = 100'000'000;
     for (const char* name : {"eth1", "eth2", "eth3"}) host.linkIs(name);
   }
   void start() {
-    store =
-        std::make_unique<Store>(Store::Options{dir.path("state"), "boot", host.time, [] {}}, log);
-    ASSERT_EQ(store->lock(), Store::Lock::held);
-    agent = std::make_unique<Agent>(config, host, store.get(), log);
-    control = std::make_unique<Control>(
-        *agent, Control::Hooks{[] { return std::string(); }, [] { return false; }});
-    agent->watcherIs(control.get());
-    agent->lead();
+    useStore();
+    AgentTest::start(config);
     host.run(0.3);
   }
   // With neighbours that are of the domain.
@@ -54,13 +33,6 @@ class AgentStreamsTest : public testing::Test {
     start();
     for (const char* name : {"eth1", "eth2", "eth3"}) domain(name);
     host.run(0.2);
-  }
-  // Ends as a killed process does.
-  void kill() {
-    store->drain(10);
-    agent.reset();
-    control.reset();
-    store.reset();
   }
   void domain(const char* port) {
     host.receive(kMsrp, port, streams(4, EngineTest::domain(5, 2, 2), {JoinIn, JoinIn}));
@@ -73,9 +45,6 @@ class AgentStreamsTest : public testing::Test {
     host.receive(kMsrp, port, streams(3, stream(id), {event}, false, {ready}));
     host.run(0.2);
   }
-  Json call(const std::string& method, const Json& params = Json::object()) {
-    return control->call(peer, method, params);
-  }
   Json fate(const std::string& port) {
     for (const Json& row : call("streams", {{"port", port}})) {
       if (row["streamId"] == "0000000000000001") return row["fate"];
@@ -83,16 +52,7 @@ class AgentStreamsTest : public testing::Test {
     return nullptr;
   }
 
-  ReplayTest::TempDir dir;
-  FakeHost host;
-  Texts lines;
-  Log log{[this](Log::Level, const std::string& text) { lines.push_back(text); }};
   Config config;
-  std::unique_ptr<Store> store;
-  std::unique_ptr<Agent> agent;
-  std::unique_ptr<Control> control;
-  FakePeer peer;
-  EngineTest::Randomisation fixed{false};
 };
 
 TEST_F(AgentStreamsTest, AReservationIsMadeShownAndTold) {

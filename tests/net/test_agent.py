@@ -181,7 +181,7 @@ def test_reload(net, tmp_path):
     with net.capture("b", "v0") as frames:
         a.process.send_signal(signal.SIGHUP)
         b.registers("v0", ["10", "12"])
-        assert frames("eth.type")
+        until(lambda: frames("eth.type"), "the frame that withdrew")
     file.write_text(text + '[agent2]\n')
     a.process.send_signal(signal.SIGHUP)
     until(lambda: "agent2: no such table" in a.text(), "the error is logged")
