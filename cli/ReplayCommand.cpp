@@ -23,7 +23,7 @@ std::unique_ptr<Output> outputFor(const ReplayCommand& command, const Inputs& in
   return std::make_unique<TextOutput>(out, inputs.application, inputs.ports);
 }
 
-ReplayOptions optionsOf(const ReplayCommand& command, std::ostream& err) {
+ReplayOptions replayOptions(const ReplayCommand& command, std::ostream& err) {
   ReplayOptions options;
   options.leaveTime = command.leaveTime;
   options.leaveAllTime = command.leaveAllTime;
@@ -77,7 +77,7 @@ void replay(const ReplayCommand& command, std::ostream& out, std::ostream& err) 
   if (capture) outputs.push_back(capture.get());
   if (page) outputs.push_back(page.get());
 
-  ReplayOptions options = optionsOf(command, err);
+  ReplayOptions options = replayOptions(command, err);
   if (page) {
     options.observer = page.get();
     options.records = HtmlOutput::kRecords;

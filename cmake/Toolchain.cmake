@@ -79,6 +79,16 @@ function(mrp_compile_flags target)
   mrp_link_flags(${target})
 endfunction()
 
+# Fewer and larger units: half the processor time of a whole build, and more of a small change.
+option(MRP_UNITY "Compile the files of the larger libraries several at a time" OFF)
+function(mrp_unity target)
+  if(MRP_UNITY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+    # A file's own types are no others' business when files are read together either.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+  endif()
+endfunction()
+
 # Headers that most of a target's files include, read once. Every header still has to stand alone (scripts/check-headers).
 function(mrp_precompile target)
   target_precompile_headers(${target} PRIVATE

@@ -233,7 +233,7 @@ void Account::frame(const Frame& frame) {
 
 // Events that are received show in the transitions they cause. Those that are sent come before the
 // transition that sends them, which tells why.
-void Account::event(const Event& event) {
+void Account::eventOfNote(const Event& event) {
   if (capacity_ == 0) return;
   const MrpAttribute& attribute = event.attribute;
   if (event.direction == Direction::sent) {
@@ -247,7 +247,6 @@ void Account::event(const Event& event) {
     }
     return;
   }
-  if (!event.leaveAll) return;
   const Number number = add({attribute.intfId, attribute.attributeType, 0},
                             {.kind = Kind::leaveAllReceived, .cause = ofFrame(attribute.intfId)});
   leaveAll_[attribute.attributeType % leaveAll_.size()] = number;
@@ -260,7 +259,7 @@ void Account::declared(const MrpAttribute& attribute, Number cause) {
   out = {cause, false};
 }
 
-void Account::transition(const Transition& transition) {
+void Account::transitionOfNote(const Transition& transition) {
   if (capacity_ == 0) return;
   const bool registrar = transition.machine == Machine::registrar;
   if (started_ && !(registrar && started_->attribute == transition.attribute)) flushStarted();

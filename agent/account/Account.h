@@ -111,8 +111,12 @@ class Account final : public MrpObserver {
 
   // --- Told by the engine
   void frame(const Frame& frame) override;
-  void event(const Event& event) override;
-  void transition(const Transition& transition) override;
+  void event(const Event& event) override {
+    if (event.leaveAll || event.direction == Direction::sent) eventOfNote(event);
+  }
+  void transition(const Transition& transition) override {
+    if (transition.from != transition.to || started_ || encoded_) transitionOfNote(transition);
+  }
   void discard(const Discard& discard) override;
   void timer(const Timer& timer) override;
   void committed(const Commit& commit) override;
@@ -141,6 +145,8 @@ class Account final : public MrpObserver {
     Number number = 0;
   };
 
+  void eventOfNote(const Event& event);
+  void transitionOfNote(const Transition& transition);
   Number add(const MrpAttribute& attribute, const Fact& fact);
   Number addAbout(const MrpAttribute& attribute, const Fact& fact);
   std::size_t slotOf(const MrpAttribute& attribute) const;

@@ -4,28 +4,43 @@
 
 namespace Mrp::Accounts {
 
-// Tells two observers what an engine tells one. Either may be null.
+// Tells two observers what an engine tells one. Either may be null. Where their classes are final
+// the compiler sees what each of them makes of a fact: most are told of every event of every frame,
+// and care for few.
+template <class First, class Second>
 class ObserverPair final : public MrpObserver {
  public:
   ObserverPair() = default;
-  ObserverPair(MrpObserver* first, MrpObserver* second) : first_(first), second_(second) {}
+  ObserverPair(First* first, Second* second) : first_(first), second_(second) {}
 
-  void frame(const Frame& fact) override { tell(&MrpObserver::frame, fact); }
-  void event(const Event& fact) override { tell(&MrpObserver::event, fact); }
-  void transition(const Transition& fact) override { tell(&MrpObserver::transition, fact); }
-  void discard(const Discard& fact) override { tell(&MrpObserver::discard, fact); }
-  void timer(const Timer& fact) override { tell(&MrpObserver::timer, fact); }
-  void committed(const Commit& fact) override { tell(&MrpObserver::committed, fact); }
-
- private:
-  template <class Fact>
-  void tell(void (MrpObserver::*of)(const Fact&), const Fact& fact) {
-    if (first_) (first_->*of)(fact);
-    if (second_) (second_->*of)(fact);
+  void frame(const Frame& fact) override {
+    if (first_) first_->frame(fact);
+    if (second_) second_->frame(fact);
+  }
+  void event(const Event& fact) override {
+    if (first_) first_->event(fact);
+    if (second_) second_->event(fact);
+  }
+  void transition(const Transition& fact) override {
+    if (first_) first_->transition(fact);
+    if (second_) second_->transition(fact);
+  }
+  void discard(const Discard& fact) override {
+    if (first_) first_->discard(fact);
+    if (second_) second_->discard(fact);
+  }
+  void timer(const Timer& fact) override {
+    if (first_) first_->timer(fact);
+    if (second_) second_->timer(fact);
+  }
+  void committed(const Commit& fact) override {
+    if (first_) first_->committed(fact);
+    if (second_) second_->committed(fact);
   }
 
-  MrpObserver* first_ = nullptr;
-  MrpObserver* second_ = nullptr;
+ private:
+  First* first_ = nullptr;
+  Second* second_ = nullptr;
 };
 
 }  // namespace Mrp::Accounts

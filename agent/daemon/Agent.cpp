@@ -184,7 +184,7 @@ void Agent::turn() {
 }
 
 void Agent::event(const char* kind, const std::string& port, Rpc::Json members) const {
-  if (watcher_ && watcher_->watches()) watcher_->event(kind, port, std::move(members));
+  if (watched()) watcher_->event(kind, port, std::move(members));
 }
 
 }  // namespace Daemon

@@ -125,6 +125,7 @@ class Agent final : private Instance::Listener {
   // agent/daemon/AgentState.cpp
   void indicated(Instance& of, bool join, const Mrp::MrpParameters& parameters) override;
   void sent(Instance& of, IntfId intf, std::span<const std::uint8_t> octets) override;
+  bool wantsLog() const override { return watched(); }
   void logged(Instance& of, std::string_view handle, const std::string& text) override;
   void committed(Instance& of, const Mrp::MrpAttribute& attribute, bool added) override;
   void changed(Instance& of, const Mrp::MrpAttribute& attribute) override;
@@ -140,6 +141,7 @@ class Agent final : private Instance::Listener {
   void turn();
   void turnSoon() { turnAlarm_.dueIs(clock_->now()); }
   void event(const char* kind, const std::string& port, Rpc::Json members) const;
+  bool watched() const { return watcher_ && watcher_->watches(); }
 
   Config config_;
   Host& host_;

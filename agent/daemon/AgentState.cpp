@@ -31,7 +31,7 @@ Entry entryOf(const Instance& of, const Mrp::MrpAttribute& attribute,
 
 void Agent::indicated(Instance& of, bool join, const Mrp::MrpParameters& parameters) {
   turnSoon();
-  if (!watcher_ || !watcher_->watches()) return;
+  if (!watched()) return;
   const auto image = of.lib().rxImage(parameters.attributeType);
   const std::string& port = parameters.intfId.name();
   const std::uint64_t key = keyOfImage(of.application(), parameters.attributeType, image);
@@ -45,7 +45,7 @@ void Agent::indicated(Instance& of, bool join, const Mrp::MrpParameters& paramet
 }
 
 void Agent::sent(Instance& of, IntfId intf, std::span<const std::uint8_t> octets) {
-  if (!watcher_ || !watcher_->watches()) return;
+  if (!watched()) return;
   event("tx", intf.name(),
         {{"port", intf.name()},
          {"hex", Platform::Host::hexText(octets)},
@@ -53,7 +53,7 @@ void Agent::sent(Instance& of, IntfId intf, std::span<const std::uint8_t> octets
 }
 
 void Agent::logged(Instance& of, std::string_view handle, const std::string& text) {
-  if (!watcher_ || !watcher_->watches()) return;
+  if (!watched()) return;
   event("log", {}, {{"handle", handle}, {"text", text}, {"application", of.name()}});
 }
 

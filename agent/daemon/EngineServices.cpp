@@ -34,14 +34,14 @@ class OwnFilterManager final : public EthDevPamManager {
 
 class ForwardedEventLog final : public EventLog {
  public:
-  explicit ForwardedEventLog(EngineServices::EventSink sink) : sink_(std::move(sink)) {}
-  bool isOn(const EventLogHandle&) const override { return true; }
+  explicit ForwardedEventLog(EngineServices::LogListener& listener) : listener_(listener) {}
+  bool isOn(const EventLogHandle&) const override { return listener_.listens(); }
   void message(const EventLogHandle& handle, std::string text) override {
-    sink_(handle.name, text);
+    listener_.logged(handle.name, text);
   }
 
  private:
-  EngineServices::EventSink sink_;
+  EngineServices::LogListener& listener_;
 };
 
 }  // namespace
@@ -68,11 +68,11 @@ std::vector<FilterInstruction> ownFilter(EthAddr address, std::uint16_t etherTyp
 }
 
 EngineServices::EngineServices(Ptr<PlatformServices> inner, std::uint16_t etherType,
-                               EventSink events)
+                               LogListener& events)
     : inner_(std::move(inner)),
       etherType_(etherType),
       trace_(makePtr<Trace>()),
-      eventLog_(makePtr<ForwardedEventLog>(std::move(events))) {}
+      eventLog_(makePtr<ForwardedEventLog>(events)) {}
 
 EngineServices::~EngineServices() = default;
 

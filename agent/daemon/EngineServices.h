@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,10 +19,20 @@ std::vector<Platform::FilterInstruction> ownFilter(Platform::EthAddr address,
 // process: that of the first application.)
 class EngineServices final : public Platform::PlatformServices {
  public:
-  using EventSink = std::function<void(std::string_view handle, const std::string& text)>;
+  // Hears the engine's event log.
+  class LogListener {
+   public:
+    // False: nobody would, and it need not be put into words.
+    virtual bool listens() const = 0;
+    virtual void logged(std::string_view handle, const std::string& text) = 0;
 
+   protected:
+    ~LogListener() = default;
+  };
+
+  // The listener outlives this.
   EngineServices(Platform::Ptr<Platform::PlatformServices> inner, std::uint16_t etherType,
-                 EventSink events);
+                 LogListener& events);
   ~EngineServices() override;
 
   Platform::Ptr<Platform::Clock> activityClock() override { return inner_->activityClock(); }

@@ -57,9 +57,7 @@ Instance::Instance(MrpApplication application, bool bridge, bool roles, const Su
   }
   services_ =
       Platform::makePtr<EngineServices>(around.host.services(application), lib_->applicationEtype(),
-                                        [this](std::string_view handle, const std::string& text) {
-                                          listener_.logged(*this, handle, text);
-                                        });
+                                        static_cast<EngineServices::LogListener&>(*this));
   database_ = Platform::makePtr<Platform::Host::StateDatabase>(services_, name(), "default");
   database_->directoriesAre(around.directories);
   database_->attrLogIs(around.attrLog);

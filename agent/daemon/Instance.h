@@ -20,13 +20,15 @@ namespace Daemon {
 class StreamApplication;
 
 // One running application: its engine with everything that this stands on.
-class Instance final : private Monitor::Listener {
+class Instance final : private Monitor::Listener, private EngineServices::LogListener {
  public:
   // What becomes of the engine's work. All but `indicated` is called from inside it.
   class Listener {
    public:
     virtual void indicated(Instance& of, bool join, const Mrp::MrpParameters& parameters) = 0;
     virtual void sent(Instance& of, IntfId intf, std::span<const std::uint8_t> octets) = 0;
+    // Whether what the engine logs is of use to anybody.
+    virtual bool wantsLog() const = 0;
     virtual void logged(Instance& of, std::string_view handle, const std::string& text) = 0;
     virtual void committed(Instance& of, const Mrp::MrpAttribute& attribute, bool added) = 0;
     virtual void changed(Instance& of, const Mrp::MrpAttribute& attribute) = 0;
@@ -102,6 +104,10 @@ class Instance final : private Monitor::Listener {
   }
   void committed(const Mrp::MrpAttribute& attribute, bool added) override {
     listener_.committed(*this, attribute, added);
+  }
+  bool listens() const override { return listener_.wantsLog(); }
+  void logged(std::string_view handle, const std::string& text) override {
+    listener_.logged(*this, handle, text);
   }
   void changed(const Mrp::MrpAttribute& attribute) override { listener_.changed(*this, attribute); }
   void declarationsAre(IntfId intf, const Settings& before, const Settings& now);

@@ -16,7 +16,7 @@ using Rpc::Error;
 using Rpc::Json;
 
 constexpr auto kTalker = static_cast<std::uint8_t>(Mrp::MsrpAttrType::talkerAdvertise);
-constexpr auto kListener = static_cast<std::uint8_t>(Mrp::MsrpAttrType::listener);
+constexpr auto kListenerType = static_cast<std::uint8_t>(Mrp::MsrpAttrType::listener);
 
 std::uint64_t streamIdOf(const Json& text) {
   constexpr std::size_t kDigits = 16;
@@ -78,7 +78,7 @@ Stream listenerOf(const Agent& agent, const Json& json, bool whole) {
   } else {
     throw Error::params("\"event\" is \"ready\", \"ready-failed\" or \"asking-failed\"");
   }
-  return {{kListener, value.streamId}, imageOf(value)};
+  return {{kListenerType, value.streamId}, imageOf(value)};
 }
 
 Json declareOrWithdraw(const Call& call, bool declare) {

@@ -16,13 +16,6 @@ void Monitor::frame(const Frame& frame) {
   listener_.frameSent(frame.intf, frame.octets);
 }
 
-void Monitor::event(const Event& event) {
-  Port& port = portOf(event.attribute.intfId);
-  Events& events = event.direction == Direction::received ? port.received : port.sent;
-  const std::size_t at = event.leaveAll ? kEvents - 1 : event.event;
-  if (at < kEvents) ++events[at];
-}
-
 void Monitor::discard(const Discard& discard) {
   Port& port = portOf(discard.attribute.intfId);
   ++port.discards[discard.reason];
@@ -33,8 +26,8 @@ void Monitor::discard(const Discard& discard) {
 
 // Every LeaveAll moves every record through LV and the anxious states and back, which changes
 // nothing of what it stands for.
-void Monitor::transition(const Transition& transition) {
-  if (transition.from != transition.to) ++ports_.is(transition.attribute.intfId).transitions;
+void Monitor::moved(const Transition& transition) {
+  ++portOf(transition.attribute.intfId).transitions;
   bool was = false;
   bool is = false;
   if (transition.machine == Machine::registrar) {

@@ -48,12 +48,20 @@ class Monitor final : public Mrp::MrpObserver {
   void portDel(Platform::IntfId intf) { ports_.del(intf); }
 
   void frame(const Frame& frame) override;
-  void event(const Event& event) override;
+  void event(const Event& event) override {
+    Port& port = portOf(event.attribute.intfId);
+    Events& events = event.direction == Direction::received ? port.received : port.sent;
+    const std::size_t at = event.leaveAll ? kEvents - 1 : event.event;
+    if (at < kEvents) ++events[at];
+  }
   void discard(const Discard& discard) override;
-  void transition(const Transition& transition) override;
+  void transition(const Transition& transition) override {
+    if (transition.from != transition.to) moved(transition);
+  }
   void committed(const Commit& commit) override;
 
  private:
+  void moved(const Transition& transition);
   // Once for every event of every frame.
   Port& portOf(Platform::IntfId intf) {
     Port* const known = ports_.find(intf);

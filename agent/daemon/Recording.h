@@ -5,6 +5,7 @@
 #include "agent/account/Account.h"
 #include "agent/account/FrameRing.h"
 #include "agent/account/ObserverPair.h"
+#include "agent/daemon/Monitor.h"
 #include "platform/bridging/VlanSet.h"
 
 namespace Daemon {
@@ -43,7 +44,7 @@ class InstanceRecorder {
         tap_(recording.frames, clock, application) {}
 
   // What the engine tells, beside `other`.
-  Mrp::MrpObserver* observer(Mrp::MrpObserver& other) {
+  Mrp::MrpObserver* observer(Monitor& other) {
     inner_ = {recording_.frames.octets() > 0 ? &tap_ : nullptr, &other};
     outer_ = {account(), &inner_};
     return &outer_;
@@ -78,8 +79,9 @@ class InstanceRecorder {
   Recording& recording_;
   Mrp::Accounts::Account account_;
   Mrp::Accounts::FrameTap tap_;
-  Mrp::Accounts::ObserverPair inner_;
-  Mrp::Accounts::ObserverPair outer_;
+  using Inner = Mrp::Accounts::ObserverPair<Mrp::Accounts::FrameTap, Monitor>;
+  Inner inner_;
+  Mrp::Accounts::ObserverPair<Mrp::Accounts::Account, Inner> outer_;
 };
 
 }  // namespace Daemon

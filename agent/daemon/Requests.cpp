@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "agent/daemon/Methods.h"
 #include "agent/daemon/config/VlanRanges.h"
 
 namespace Daemon {
@@ -10,8 +11,6 @@ namespace {
 using Mrp::Registration;
 using Mrp::VlanSet;
 using Rpc::Json;
-
-VlanSet both(const VlanSet& a, const VlanSet& b) { return a - (a - b); }
 
 // What the configuration alone says of a port.
 RegistrationSets configuredRegistrations(const Config& config, const std::string& port) {
@@ -23,12 +22,6 @@ RegistrationSets configuredRegistrations(const Config& config, const std::string
   sets.fixed = (sets.fixed - own.forbidden) | own.fixed;
   sets.forbidden = (sets.forbidden - own.fixed) | own.forbidden;
   return sets;
-}
-
-Json vlansJson(const VlanSet& vlans) {
-  Json list = Json::array();
-  for (const std::string& range : rangesOf(vlans)) list.push_back(range);
-  return list;
 }
 
 // Throws for anything but what vlansJson() gives, as nlohmann::json does.
@@ -56,9 +49,9 @@ void Requests::declare(const Config&, const std::string& port, const VlanSet& vl
 
 // A command's own declaration goes first; without one the configuration's is overridden.
 void Requests::withdraw(Scope& scope, const VlanSet& configured, const VlanSet& vlans) {
-  const VlanSet asked = both(scope.declared, vlans);
+  const VlanSet asked = scope.declared & vlans;
   scope.declared -= asked;
-  scope.withdrawn |= both(configured, vlans - asked);
+  scope.withdrawn |= configured & (vlans - asked);
 }
 
 void Requests::withdraw(const Config& config, const std::string& port, const VlanSet& vlans) {

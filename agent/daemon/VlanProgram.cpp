@@ -1,12 +1,6 @@
 #include "agent/daemon/VlanProgram.h"
 
 namespace Daemon {
-namespace {
-
-Mrp::VlanSet both(const Mrp::VlanSet& a, const Mrp::VlanSet& b) { return a - (a - b); }
-
-}  // namespace
-
 void VlanProgram::claimsAre(const std::string& port, const Mrp::VlanSet& vlans) {
   ports_[port].owned = vlans;
 }
@@ -24,9 +18,9 @@ void VlanProgram::observe(const std::string& port) {
   Port& p = it->second;
   const Host::VlanEntries entries = host_.vlanEntries(port);
   p.asked -= entries.all;
-  p.leaving = both(p.leaving, entries.all);
+  p.leaving = p.leaving & entries.all;
   // Gone, or somebody else's by its flags.
-  const Mrp::VlanSet lost = (p.owned - entries.all - p.asked) | both(p.owned, entries.flagged);
+  const Mrp::VlanSet lost = (p.owned - entries.all - p.asked) | (p.owned & entries.flagged);
   if (lost.empty()) return;
   p.owned -= lost;
   p.asked -= lost;
@@ -62,7 +56,7 @@ void VlanProgram::review(const std::string& port, const Mrp::VlanSet& wanted) {
 void VlanProgram::refused(const std::string& port, const Mrp::VlanSet& vlans) {
   const auto it = ports_.find(port);
   if (it == ports_.end()) return;
-  const Mrp::VlanSet lost = both(it->second.asked, vlans);
+  const Mrp::VlanSet lost = it->second.asked & vlans;
   it->second.owned -= lost;
   it->second.asked -= lost;
   if (!lost.empty()) claims_(port, lost, false);

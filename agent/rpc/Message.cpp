@@ -3,16 +3,15 @@
 namespace Rpc {
 namespace {
 
-// Names of interfaces need not be UTF-8; what is not is replaced.
-std::string textOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 std::string lineOf(const Json& json) { return textOf(json) + '\n'; }
 
 bool isId(const Json& id) { return id.is_string() || id.is_number() || id.is_null(); }
 
 }  // namespace
+
+std::string textOf(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
 
 std::string Error::reason() const {
   const auto reason = data_.find("reason");

@@ -56,6 +56,9 @@ struct BadRequest {
 
 std::variant<Request, BadRequest> requestFrom(std::string_view line);
 
+// On one line. Names of interfaces need not be UTF-8; what is not is replaced.
+std::string textOf(const Json& json);
+
 // Each with its line end.
 std::string requestLine(const Json& id, const std::string& method, const Json& params);
 // What stands before the result in a line of resultLine(); behind it stands one brace.

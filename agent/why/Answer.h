@@ -9,6 +9,7 @@
 #include "agent/account/Reader.h"
 #include "agent/msrp/StreamPropagation.h"
 #include "agent/mvrp/MvrpBridge.h"
+#include "agent/why/Words.h"
 #include "mrp/MrpSm/Engine.h"
 
 // Why something is in the state it is in, in the words of people who run networks.
@@ -77,7 +78,5 @@ std::vector<Answer> whyDomain(const Sources& sources, std::uint8_t srClass, Intf
 
 // "00:1b:21:aa:99:87:0001".
 std::string streamName(std::uint64_t stream);
-// "12.600000".
-std::string timeName(Seconds time);
 
 }  // namespace Mrp::Why

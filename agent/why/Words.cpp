@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "agent/why/Story.h"
+#include "agent/why/Words.h"
 #include "platform/stp/StpStatus.h"
 
 namespace Mrp::Why {
@@ -12,12 +13,12 @@ namespace {
 using namespace Accounts;
 using Reason = MrpObserver::Reason;
 
-std::string untilText(const Sources& sources, const Record& record) {
+std::string untilText(const Names& names, const Record& record) {
   if (record.detail == 0) return {};
-  return "; leave timer until " + sources.clockText(record.due());
+  return "; leave timer until " + names.clock(record.due());
 }
 
-std::string registrarText(const Sources& sources, const Record& r) {
+std::string registrarText(const Names& names, const Record& r) {
   const auto event = static_cast<MrpRegistrarEvent>(r.event);
   const auto to = static_cast<MrpRegistrarState>(r.to());
   const bool again = static_cast<MrpRegistrarState>(r.from()) == MrpRegistrarState::lv;
@@ -29,13 +30,13 @@ std::string registrarText(const Sources& sources, const Record& r) {
     case MrpRegistrarEvent::rJoinMt:
       return again ? "declared again: JoinMt received" : "registered: JoinMt received";
     case MrpRegistrarEvent::rLv:
-      return "withdrawn by the neighbour: Lv received" + untilText(sources, r);
+      return "withdrawn by the neighbour: Lv received" + untilText(names, r);
     case MrpRegistrarEvent::regLvAll_:
-      return "in doubt: LeaveAll received" + untilText(sources, r);
+      return "in doubt: LeaveAll received" + untilText(names, r);
     case MrpRegistrarEvent::txLvAll:
-      return "in doubt: a LeaveAll of our own" + untilText(sources, r);
+      return "in doubt: a LeaveAll of our own" + untilText(names, r);
     case MrpRegistrarEvent::reDeclare:
-      return "in doubt: the port's role changed, and it forwards again" + untilText(sources, r);
+      return "in doubt: the port's role changed, and it forwards again" + untilText(names, r);
     case MrpRegistrarEvent::flush:
       return "no longer registered: flushed, since the port stopped forwarding";
     case MrpRegistrarEvent::leaveTimer:
@@ -136,7 +137,6 @@ std::string listenerText(const Record& r) {
 
 }  // namespace
 
-// Six digits, nine where it takes them.
 std::string timeName(Seconds time) {
   constexpr std::int64_t kSecond = 1'000'000'000;
   const std::int64_t ns = time.nanoseconds();
@@ -156,7 +156,7 @@ std::string streamName(std::uint64_t stream) {
 
 namespace {
 
-std::string whoAsked(const Sources& sources, const Record& r) {
+std::string whoAsked(const Names& names, const Record& r) {
   const bool line = r.place() != kNobody;
   const std::string place = std::to_string(r.place());
   switch (r.by()) {
@@ -170,12 +170,12 @@ std::string whoAsked(const Sources& sources, const Record& r) {
       break;
   }
   if (r.user() == kNobody) return "a command";
-  const std::string user =
-      sources.userName ? sources.userName(r.user()) : "user " + std::to_string(r.user());
-  return "a command of " + user + (line ? " (process " + place + ")" : "");
+  return "a command of " + names.user(r.user()) + (line ? " (process " + place + ")" : "");
 }
 
-std::string textOf(const Sources& sources, const Record& r) {
+}  // namespace
+
+std::string wordsOf(const Record& r, const Names& names) {
   switch (r.kind) {
     case Kind::frameReceived:
       return "frame received, " + std::to_string(r.length()) + " octets";
@@ -188,11 +188,11 @@ std::string textOf(const Sources& sources, const Record& r) {
     case Kind::applicant:
       return applicantText(r);
     case Kind::registrar:
-      return registrarText(sources, r);
+      return registrarText(names, r);
     case Kind::discard:
       return discardText(r);
     case Kind::timerArmed:
-      return "timer started, due at " + sources.clockText(r.due());
+      return "timer started, due at " + names.clock(r.due());
     case Kind::timerFired:
       return r.type == 0 ? "our own LeaveAll was due" : "the leave timer expired";
     case Kind::timerStopped:
@@ -200,7 +200,7 @@ std::string textOf(const Sources& sources, const Record& r) {
     case Kind::committed:
       return r.event ? "published" : "no longer published";
     case Kind::request:
-      return requestText(r, whoAsked(sources, r));
+      return requestText(r, whoAsked(names, r));
     case Kind::role:
       return roleText(r);
     case Kind::port:
@@ -210,12 +210,12 @@ std::string textOf(const Sources& sources, const Record& r) {
     case Kind::setting:
       if (static_cast<Setting>(r.event) == Setting::portEnabled) {
         return std::string("the port was ") + (r.key ? "enabled by " : "disabled by ") +
-               whoAsked(sources, r);
+               whoAsked(names, r);
       }
-      return "a setting was changed by " + whoAsked(sources, r);
+      return "a setting was changed by " + whoAsked(names, r);
     case Kind::contribution:
       return std::string(r.event ? "passed on from " : "no longer passed on from ") +
-             sources.account.portNumbered(r.detail).name();
+             names.port(r.detail).name();
     case Kind::propagation:
       return r.event ? "to be declared: another port has it"
                      : "to be withdrawn: no other port has it";
@@ -233,6 +233,16 @@ std::string textOf(const Sources& sources, const Record& r) {
   return "something that has no name";
 }
 
+namespace {
+
+Names namesOf(const Sources& sources) {
+  Names names;
+  if (sources.clock) names.clock = sources.clock;
+  if (sources.userName) names.user = sources.userName;
+  names.port = [&sources](std::uint64_t number) { return sources.account.portNumbered(number); };
+  return names;
+}
+
 }  // namespace
 
 Step Story::stepOf(const Sources& sources, const Record& record) {
@@ -242,7 +252,7 @@ Step Story::stepOf(const Sources& sources, const Record& record) {
   const bool elsewhere = record.kind == Kind::contribution;
   step.port =
       elsewhere ? sources.account.portNumbered(record.detail) : sources.account.port(record);
-  step.text = textOf(sources, record);
+  step.text = wordsOf(record, namesOf(sources));
   const Record* r = &record;
   if (r->kind == Kind::registrar || r->kind == Kind::discard || r->kind == Kind::applicant ||
       r->kind == Kind::contribution) {

@@ -56,7 +56,7 @@ struct Output {
   }
 };
 
-using Action = std::function<int(const Options& options, const Output& output)>;
+using Handler = std::function<int(const Options& options, const Output& output)>;
 
 std::string jsonText(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -217,13 +217,13 @@ struct AgentCommands::Impl {
   struct Command {
     CLI::App* app;
     Options options;
-    Action action;
+    Handler handler;
   };
 
-  Command& command(CLI::App& parent, const char* name, const char* help, Action action,
+  Command& command(CLI::App& parent, const char* name, const char* help, Handler handler,
                    const std::string& socket = kControlSocket) {
     Command& made = commands.emplace_back(
-        Command{parent.add_subcommand(name, help), Options(), std::move(action)});
+        Command{parent.add_subcommand(name, help), Options(), std::move(handler)});
     made.options.socket = socket;
     if (!socket.empty()) {
       made.app->add_option("--socket", made.options.socket, "Socket of the agent")
@@ -377,7 +377,7 @@ std::optional<int> AgentCommands::run(std::ostream& out, std::ostream& err) {
   for (const Impl::Command& command : impl_->commands) {
     if (!command.app->parsed()) continue;
     try {
-      return command.action(command.options, {out, err});
+      return command.handler(command.options, {out, err});
     } catch (const CommandEnd& end) {
       out.flush();
       err << "mrp: " << end.what() << std::endl;

@@ -14,7 +14,7 @@ namespace {
 
 using Rpc::Json;
 
-std::string textOf(const Json& value, const char* none = "-") {
+std::string cellOf(const Json& value, const char* none = "-") {
   if (value.is_null()) return none;
   if (value.is_string()) return value.get<std::string>();
   return value.dump();
@@ -32,7 +32,7 @@ std::string secondsText(const Json& seconds) {
 
 std::string joined(const Json& list) {
   std::string text;
-  for (const Json& item : list) text += (text.empty() ? "" : ", ") + textOf(item);
+  for (const Json& item : list) text += (text.empty() ? "" : ", ") + cellOf(item);
   return text.empty() ? "none" : text;
 }
 
@@ -53,23 +53,23 @@ void line(std::ostream& out, const std::string& name, const std::string& text) {
 void status(std::ostream& out, const Style& style, const Json& r) {
   const bool bridge = r["mode"] == "bridge";
   line(out, "agent",
-       "process " + textOf(r["pid"]) + ", up " + durationText(r["uptime"].get<double>()));
-  line(out, "mode", bridge ? "bridge " + textOf(r["bridge"]) : "station");
+       "process " + cellOf(r["pid"]) + ", up " + durationText(r["uptime"].get<double>()));
+  line(out, "mode", bridge ? "bridge " + cellOf(r["bridge"]) : "station");
   line(out, "active", r["active"].get<bool>() ? "yes" : "no, standing by");
   std::string applications;
   for (const Json& name : r["applications"]) {
     bool propagated = false;
     for (const Json& p : r.value("propagated", Json::array())) propagated |= p == name;
-    applications += (applications.empty() ? "" : ", ") + textOf(name);
+    applications += (applications.empty() ? "" : ", ") + cellOf(name);
     if (bridge) applications += propagated ? " (propagated)" : " (not propagated)";
   }
   line(out, "applications", applications.empty() ? "none" : applications);
   const Json& state = r["state"];
   std::string kept = "memory only";
   if (state["kind"] != "memory") {
-    kept = textOf(state["path"]) + ", " +
+    kept = cellOf(state["path"]) + ", " +
            (state["healthy"].get<bool>() ? "healthy" : style.bad("not kept")) + ", " +
-           textOf(state["behind"]) + " behind";
+           cellOf(state["behind"]) + " behind";
   }
   line(out, "state", kept);
   if (!bridge) return;
@@ -78,14 +78,14 @@ void status(std::ostream& out, const Style& style, const Json& r) {
        std::string("VLAN filtering ") + yes(kernel["vlanFiltering"]) + ", relay blocked " +
            yes(kernel["relayBlocked"]));
   for (const Json& text : kernel.value("refused", Json::array())) {
-    line(out, "refused", style.bad(textOf(text)));
+    line(out, "refused", style.bad(cellOf(text)));
   }
 }
 
 // "6 (A)".
 std::string classText(const Json& id) {
-  if (!id.is_number_unsigned() || id.get<unsigned>() > 6) return textOf(id);
-  return textOf(id) + " (" + static_cast<char>('A' + 6 - id.get<unsigned>()) + ")";
+  if (!id.is_number_unsigned() || id.get<unsigned>() > 6) return cellOf(id);
+  return cellOf(id) + " (" + static_cast<char>('A' + 6 - id.get<unsigned>()) + ")";
 }
 
 // --- ports ---------------------------------------------------------------------------------------
@@ -98,7 +98,7 @@ void application(std::ostream& out, const char* name, const Json& a) {
   printWrapped(out, indent, kIndent,
                "leave " + secondsText(a["leaveTime"]) + ", LeaveAll " +
                    secondsText(a["leaveAllTime"]) + ", due in " + secondsText(a["leaveAllDue"]) +
-                   ", last origin " + textOf(a["lastOrigin"], "none"));
+                   ", last origin " + cellOf(a["lastOrigin"], "none"));
   for (const char* set : {"registered", "declared", "programmed", "fixed", "forbidden"}) {
     const auto value = a.find(set);
     if (value == a.end() || value->is_null()) continue;
@@ -109,7 +109,7 @@ void application(std::ostream& out, const char* name, const Json& a) {
     head += set;
     constexpr std::size_t kHead = 20;
     head.resize(kHead, ' ');
-    printWrapped(out, head, kHead, value->is_array() ? joined(*value) : textOf(*value));
+    printWrapped(out, head, kHead, value->is_array() ? joined(*value) : cellOf(*value));
   }
   const Json boundary = a.value("boundary", Json());
   if (!boundary.is_array()) return;
@@ -124,13 +124,13 @@ void ports(std::ostream& out, const Style& style, const Json& r) {
   if (r.empty()) out << "no ports\n";
   for (const Json& p : r) {
     const bool up = p["link"] == "up";
-    std::string text = up ? "up" : style.bad(textOf(p["link"]));
-    if (!p["role"].is_null()) text += ", " + textOf(p["role"]);
+    std::string text = up ? "up" : style.bad(cellOf(p["link"]));
+    if (!p["role"].is_null()) text += ", " + cellOf(p["role"]);
     if (!p["mac"].is_null()) {
       text +=
-          ", " + textOf(p["mac"]) + ", MTU " + textOf(p["mtu"]) + ", index " + textOf(p["ifindex"]);
+          ", " + cellOf(p["mac"]) + ", MTU " + cellOf(p["mtu"]) + ", index " + cellOf(p["ifindex"]);
     }
-    out << style.bold(textOf(p["port"])) << "  " << text << '\n';
+    out << style.bold(cellOf(p["port"])) << "  " << text << '\n';
     application(out, "mvrp", p["mvrp"]);
     application(out, "msrp", p["msrp"]);
   }
@@ -144,10 +144,10 @@ void vlans(std::ostream& out, const Style& style, const Json& r) {
   std::map<std::vector<std::string>, std::size_t> places;
   for (const Json& v : r) {
     const std::string states =
-        v["applicant"].is_null() ? "-" : textOf(v["applicant"]) + "/" + textOf(v["registrar"]);
-    std::vector<std::string> row{textOf(v["port"]),         yes(v["registered"]),
+        v["applicant"].is_null() ? "-" : cellOf(v["applicant"]) + "/" + cellOf(v["registrar"]);
+    std::vector<std::string> row{cellOf(v["port"]),         yes(v["registered"]),
                                  yes(v["declared"]),        yes(v["programmed"]),
-                                 textOf(v["registration"]), states};
+                                 cellOf(v["registration"]), states};
     const auto [place, isNew] = places.try_emplace(row, rows.size());
     if (isNew) rows.emplace_back(std::move(row), Mrp::VlanSet());
     rows[place->second].second.put(v["vlan"].get<std::uint16_t>(), true);
@@ -164,17 +164,17 @@ void vlans(std::ostream& out, const Style& style, const Json& r) {
 // --- streams and domains -------------------------------------------------------------------------
 
 std::string talkerText(const Style& style, const Json& t) {
-  std::string text = textOf(t["kind"]) + " " + textOf(t["applicant"]) + "/" +
-                     textOf(t["registrar"]) + ": to " + textOf(t["dmac"]) + " in VLAN " +
-                     textOf(t["vlanId"]) + ", " + textOf(t["maxIntervalFrames"]) + " x " +
-                     textOf(t["maxFrameSize"]) + " octets an interval";
+  std::string text = cellOf(t["kind"]) + " " + cellOf(t["applicant"]) + "/" +
+                     cellOf(t["registrar"]) + ": to " + cellOf(t["dmac"]) + " in VLAN " +
+                     cellOf(t["vlanId"]) + ", " + cellOf(t["maxIntervalFrames"]) + " x " +
+                     cellOf(t["maxFrameSize"]) + " octets an interval";
   if (t["bandwidth"].is_number()) text += ", " + rateText(t["bandwidth"].get<std::uint64_t>());
-  text += ", priority " + textOf(t["priority"]) + ", rank " + textOf(t["rank"]) + ", latency " +
-          textOf(t["accumulatedLatency"]) + " ns";
+  text += ", priority " + cellOf(t["priority"]) + ", rank " + cellOf(t["rank"]) + ", latency " +
+          cellOf(t["accumulatedLatency"]) + " ns";
   if (!t["failureCode"].is_null()) {
     text += ", " +
-            style.bad("failure " + textOf(t["failureCode"]) + " (" + textOf(t["failure"]) + ")") +
-            " at bridge " + textOf(t["bridgeId"]);
+            style.bad("failure " + cellOf(t["failureCode"]) + " (" + cellOf(t["failure"]) + ")") +
+            " at bridge " + cellOf(t["bridgeId"]);
   }
   return text;
 }
@@ -187,16 +187,16 @@ std::string bitsText(const Json& rate) {
 std::string fateText(const Style& style, const Json& f) {
   if (f["inward"].get<bool>()) {
     return "comes in here, needs " + bitsText(f["needed"]) +
-           "; to the talker: " + textOf(f["merged"], "no listener");
+           "; to the talker: " + cellOf(f["merged"], "no listener");
   }
   std::string text = "nothing declared";
   if (f["declared"] == "advertise") text = "advertised";
   if (f["declared"] == "failed") {
-    text = style.bad("failed, " + textOf(f["failureCode"]) + " " + textOf(f["failure"])) +
-           ", bridge " + textOf(f["bridgeId"]);
+    text = style.bad("failed, " + cellOf(f["failureCode"]) + " " + cellOf(f["failure"])) +
+           ", bridge " + cellOf(f["bridgeId"]);
     if (!f["recoversIn"].is_null()) text += ", a new stream in " + secondsText(f["recoversIn"]);
   }
-  text += "; listener " + textOf(f["listener"], "none");
+  text += "; listener " + cellOf(f["listener"], "none");
   if (f["reserved"].get<bool>()) text += ", reserved";
   if (f["needed"].is_null()) return text;
   return text + "; needs " + bitsText(f["needed"]) + " of class " + classText(f["srClassId"]) +
@@ -207,7 +207,7 @@ std::string fateText(const Style& style, const Json& f) {
 void streams(std::ostream& out, const Style& style, const Json& r) {
   if (r.empty()) out << "no streams\n";
   for (const Json& s : r) {
-    out << style.bold(textOf(s["port"])) << "  " << textOf(s["streamId"]) << '\n';
+    out << style.bold(cellOf(s["port"])) << "  " << cellOf(s["streamId"]) << '\n';
     constexpr std::size_t kIndent = 12;
     if (s["talker"].is_object()) {
       printWrapped(out, "  talker    ", kIndent, talkerText(style, s["talker"]));
@@ -216,7 +216,7 @@ void streams(std::ostream& out, const Style& style, const Json& r) {
     if (l.is_object()) {
       printWrapped(
           out, "  listener  ", kIndent,
-          textOf(l["event"]) + " " + textOf(l["applicant"]) + "/" + textOf(l["registrar"]));
+          cellOf(l["event"]) + " " + cellOf(l["applicant"]) + "/" + cellOf(l["registrar"]));
     }
     const Json fate = s.value("fate", Json());
     if (fate.is_object()) printWrapped(out, "  bridge    ", kIndent, fateText(style, fate));
@@ -226,8 +226,8 @@ void streams(std::ostream& out, const Style& style, const Json& r) {
 void domains(std::ostream& out, const Style& style, const Json& r) {
   TextTable table({"PORT", "CLASS", "PRIORITY", "VLAN", "OURS", "THEIRS"});
   for (const Json& d : r) {
-    table.row({textOf(d["port"]), classText(d["srClassId"]), textOf(d["srClassPriority"]),
-               textOf(d["srClassVID"]), yes(d["ours"]), yes(d["theirs"])});
+    table.row({cellOf(d["port"]), classText(d["srClassId"]), cellOf(d["srClassPriority"]),
+               cellOf(d["srClassVID"]), yes(d["ours"]), yes(d["theirs"])});
   }
   table.print(out, style);
 }
@@ -236,8 +236,8 @@ void bandwidth(std::ostream& out, const Style& style, const Json& r) {
   TextTable table(
       {"PORT", "CLASS", "RATE", "DELTA", "LIMIT", "RESERVED", "LEFT", "IDLE SLOPE", "BOUNDARY"});
   for (const Json& b : r) {
-    table.row({textOf(b["port"]), classText(b["srClassId"]), bitsText(b["rate"]),
-               textOf(b["delta"]) + " %", bitsText(b["limit"]), bitsText(b["reserved"]),
+    table.row({cellOf(b["port"]), classText(b["srClassId"]), bitsText(b["rate"]),
+               cellOf(b["delta"]) + " %", bitsText(b["limit"]), bitsText(b["reserved"]),
                bitsText(b["left"]), bitsText(b["idleSlope"]), yes(b["boundary"])});
   }
   table.print(out, style);
@@ -248,8 +248,8 @@ void bandwidth(std::ostream& out, const Style& style, const Json& r) {
 void attributes(std::ostream& out, const Style& style, const Json& r) {
   TextTable table({"PORT", "APPLICATION", "TYPE", "KEY", "STATE", "VALUE"});
   for (const Json& a : r) {
-    table.row({textOf(a["port"]), textOf(a["application"]), textOf(a["type"]), textOf(a["key"]),
-               textOf(a["applicant"]) + "/" + textOf(a["registrar"]), textOf(a["value"])});
+    table.row({cellOf(a["port"]), cellOf(a["application"]), cellOf(a["type"]), cellOf(a["key"]),
+               cellOf(a["applicant"]) + "/" + cellOf(a["registrar"]), cellOf(a["value"])});
   }
   table.print(out, style);
 }
@@ -266,10 +266,10 @@ void counters(std::ostream& out, const Style& style, const Json& r) {
   TextTable table(headings);
   for (const Json& row : rows) {
     for (const char* direction : {"received", "sent"}) {
-      std::vector<std::string> cells{textOf(row["port"]), textOf(row["application"]), direction,
-                                     textOf(row["frames"][direction])};
+      std::vector<std::string> cells{cellOf(row["port"]), cellOf(row["application"]), direction,
+                                     cellOf(row["frames"][direction])};
       for (const auto& [event, count] : row["events"][direction].items()) {
-        cells.push_back(textOf(count));
+        cells.push_back(cellOf(count));
       }
       table.row(std::move(cells));
     }
@@ -279,30 +279,30 @@ void counters(std::ostream& out, const Style& style, const Json& r) {
     std::string text;
     for (const char* name : {"filtered", "dropped", "sendErrors"}) {
       if (row["frames"][name] != 0) {
-        text += (text.empty() ? "" : ", ") + std::string(name) + " " + textOf(row["frames"][name]);
+        text += (text.empty() ? "" : ", ") + std::string(name) + " " + cellOf(row["frames"][name]);
       }
     }
     const Json discards = row.value("discards", Json::object());
     for (const auto& [reason, count] : discards.items()) {
-      text += (text.empty() ? "" : ", ") + reason + " " + textOf(count);
+      text += (text.empty() ? "" : ", ") + reason + " " + cellOf(count);
     }
-    if (!text.empty()) line(out, textOf(row["port"]) + " " + textOf(row["application"]), text);
+    if (!text.empty()) line(out, cellOf(row["port"]) + " " + cellOf(row["application"]), text);
   }
   if (!r.is_object()) return;
   for (const Json& engine : r["engines"]) {
     std::string text;
     for (const auto& [name, count] : engine.items()) {
       if (name == "application") continue;
-      text += (text.empty() ? "" : ", ") + name + " " + textOf(count);
+      text += (text.empty() ? "" : ", ") + name + " " + cellOf(count);
     }
-    line(out, "engine " + textOf(engine["application"]), text);
+    line(out, "engine " + cellOf(engine["application"]), text);
   }
 }
 
 void timers(std::ostream& out, const Style& style, const Json& r) {
   TextTable table({"PORT", "APPLICATION", "TYPE", "LEAVEALL", "DUE IN"});
   for (const Json& t : r) {
-    table.row({textOf(t["port"]), textOf(t["application"]), textOf(t["type"]),
+    table.row({cellOf(t["port"]), cellOf(t["application"]), cellOf(t["type"]),
                secondsText(t["leaveAllTime"]), secondsText(t["due"])});
   }
   table.print(out, style);
@@ -339,10 +339,10 @@ std::string durationText(double seconds) {
 }
 
 std::string eventText(const Json& event) {
-  std::string text = fixedText(event.value("time", 0.0), 6) + " " + textOf(event["kind"]);
+  std::string text = fixedText(event.value("time", 0.0), 6) + " " + cellOf(event["kind"]);
   for (const auto& [name, value] : event.items()) {
     if (name == "time" || name == "kind") continue;
-    text += " " + name + "=" + (value.is_array() ? joined(value) : textOf(value));
+    text += " " + name + "=" + (value.is_array() ? joined(value) : cellOf(value));
   }
   return text;
 }

@@ -32,7 +32,7 @@ class AccountRecords final : public RecordSource {
 };
 
 // A record that is none of a machine, a frame or a timer, in words and without its place:
-// "declare VLAN 20, by the scenario, line 3".
+// "vlan 20 declared by line 3 of the scenario".
 std::string recordText(Mrp::MrpApplication application, const RecordSource& records,
                        const Mrp::Accounts::Record& record);
 

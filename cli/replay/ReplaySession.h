@@ -106,8 +106,9 @@ class ReplaySession {
   Platform::Ptr<Platform::Embedded::VirtualClock> clock_;
   Mrp::Accounts::Account account_;
   FrameNumbers numbers_;
-  Mrp::Accounts::ObserverPair recorder_;
-  Mrp::Accounts::ObserverPair observers_;
+  using Recorder = Mrp::Accounts::ObserverPair<FrameNumbers, Mrp::Accounts::Account>;
+  Recorder recorder_;
+  Mrp::Accounts::ObserverPair<Recorder, Mrp::MrpObserver> observers_;
   bool bridge_;
   Platform::Embedded::Switch switch_;
   Platform::Ptr<Mrp::MrpConfig> config_;

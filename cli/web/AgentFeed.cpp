@@ -22,10 +22,6 @@ constexpr int kRetry = 1000;
 constexpr std::size_t kMostEventsTold = 200;  // in one message
 constexpr std::size_t kMostJobs = 1000;
 
-std::string textOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 // Null for what the agent does not know.
 Json callIfKnown(Rpc::Client& agent, const char* method) {
   try {
@@ -180,7 +176,7 @@ bool AgentFeed::takeEvents(Rpc::Client& agent) {
   }
   if (events.empty()) return false;
   if (viewers_ > 0) {
-    broadcast_.put("events", textOf({{"events", std::move(events)}, {"more", more}}));
+    broadcast_.put("events", Rpc::textOf({{"events", std::move(events)}, {"more", more}}));
   }
   return true;
 }
@@ -218,7 +214,7 @@ Json AgentFeed::readTables(Rpc::Client& agent) {
 }
 
 void AgentFeed::refresh(Rpc::Client& agent) {
-  std::string tables = textOf(readTables(agent));
+  std::string tables = Rpc::textOf(readTables(agent));
   if (tables != tablesTold_) {
     broadcast_.put("tables", tables);
     tablesTold_ = std::move(tables);

@@ -89,35 +89,35 @@ void LivePicture::begin() {
 bool LivePicture::update(const Call& call) {
   const bool anew = data_.facts() > kMostFacts;
   if (anew) begin();
-  if (hasAccount_) {
-    try {
-      updateFromAccount(call);
-      return !anew;
-    } catch (const Rpc::Error& error) {
-      if (error.code() != Rpc::Code::kMethodNotFound) throw;
-      hasAccount_ = false;
-    }
-  }
-  updateFromAttributes(call);
+  const std::optional<std::vector<Record>> records = recordsFrom(call);
+  records ? updateFromAccount(call, *records) : updateFromAttributes(call);
   return !anew;
 }
 
-// --- With an account
-// ------------------------------------------------------------------------------
+// --- From the account ----------------------------------------------------------------------------
 
-void LivePicture::updateFromAccount(const Call& call) {
-  const std::string name = infoOf(application_).name;
-  const bool first = !begun_;
-  std::vector<Json> answers;
-  for (Json from = next_; !from.is_null();) {
-    answers.push_back(call("account", {{"application", name}, {"from", from}}));
-    from = answers.back().value("next", Json());
+std::optional<std::vector<LivePicture::Record>> LivePicture::recordsFrom(const Call& call) {
+  std::vector<Record> records;
+  try {
+    for (Json from = next_; !from.is_null();) {
+      const Json answer =
+          call("account", {{"application", infoOf(application_).name}, {"from", from}});
+      if (numberOf(answer, "capacity") == 0) return std::nullopt;
+      for (const Json& json : answer.at("records")) records.push_back(recordOf(json));
+      from = answer.value("next", Json());
+    }
+  } catch (const Rpc::Error& error) {
+    if (error.code() != Rpc::Code::kMethodNotFound) throw;
+    return std::nullopt;
   }
+  return records;
+}
+
+void LivePicture::updateFromAccount(const Call& call, const std::vector<Record>& records) {
+  const bool first = !begun_;
   // Afterwards, so that those of all records are among them.
   framesFrom(call);
-  for (const Json& answer : answers) {
-    for (const Json& json : answer.at("records")) take(json);
-  }
+  for (const Record& record : records) take(record);
   if (!first) return;
   begun_ = true;
   // What has been as it is for longer than the account reaches back.
@@ -141,7 +141,7 @@ LivePicture::States LivePicture::states(const Call& call) {
   return states;
 }
 
-void LivePicture::take(const Json& json) {
+LivePicture::Record LivePicture::recordOf(const Json& json) {
   Record record{};
   record.number = numberOf(json, "number");
   record.time = timeOf(json, "time").nanoseconds();
@@ -162,6 +162,10 @@ void LivePicture::take(const Json& json) {
   if (const Number cause = numberOf(json, "cause"); cause != 0 && cause < record.number) {
     record.back = static_cast<std::uint32_t>(record.number - cause);
   }
+  return record;
+}
+
+void LivePicture::take(const Record& record) {
   if (base_ == 0) {
     base_ = record.number;
     first_ = record.at();
@@ -220,8 +224,7 @@ std::uint32_t LivePicture::frameText(const Record& record) {
   return data_.frameText(record.source().stringValue(), record.length());
 }
 
-// --- Without one
-// ----------------------------------------------------------------------------------
+// --- From the attributes, where no account is kept -----------------------------------------------
 
 // States as they are found: what changed in between is not seen, and nothing says why.
 void LivePicture::updateFromAttributes(const Call& call) {

@@ -3,7 +3,9 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "agent/rpc/Message.h"
 #include "cli/page/PageData.h"
@@ -35,9 +37,13 @@ class LivePicture final : private RecordSource {
   const Record* record(Number number) const override;
   Platform::IntfId portNumbered(std::uint64_t number) const override;
   void begin();
-  void updateFromAccount(const Call& call);
+  // All that it has had to tell since the last time; nothing of an agent that keeps none.
+  std::optional<std::vector<Record>> recordsFrom(const Call& call);
+  void updateFromAccount(const Call& call, const std::vector<Record>& records);
   void updateFromAttributes(const Call& call);
-  void take(const Rpc::Json& json);
+  // Notes its port too.
+  Record recordOf(const Rpc::Json& json);
+  void take(const Record& record);
   void addLast();
   void framesFrom(const Call& call);
   std::uint32_t frameText(const Record& record);
@@ -50,7 +56,6 @@ class LivePicture final : private RecordSource {
   PageData::Mark told_;
   Platform::Seconds first_;
   Platform::Seconds end_;
-  bool hasAccount_ = true;
   bool hasFrames_ = true;
   bool begun_ = false;
   Number next_ = 0;            // record

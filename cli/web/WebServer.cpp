@@ -54,10 +54,6 @@ std::string livePage() {
   return page;
 }
 
-std::string textOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 void answer(Response& response, int status, const std::string& text) {
   response.status = status;
   response.set_content(text + "\n", "text/plain");
@@ -123,10 +119,10 @@ struct WebServer::Impl {
       response.set_content(ask(), "application/json");
     } catch (const Rpc::Error& error) {
       response.status = error.code() == Rpc::Code::kMethodNotFound ? 501 : 400;
-      response.set_content(textOf({{"error", error.what()}}), "application/json");
+      response.set_content(Rpc::textOf({{"error", error.what()}}), "application/json");
     } catch (const std::exception& error) {
       response.status = 503;
-      response.set_content(textOf({{"error", error.what()}}), "application/json");
+      response.set_content(Rpc::textOf({{"error", error.what()}}), "application/json");
     }
   }
 
@@ -142,7 +138,7 @@ struct WebServer::Impl {
       std::from_chars(text.data(), text.data() + text.size(), number);
       params[name] = number;
     }
-    agentAnswers(response, [&] { return textOf(feed.call("why", params)); });
+    agentAnswers(response, [&] { return Rpc::textOf(feed.call("why", params)); });
   }
 
   void metrics(Response& response) {
@@ -205,7 +201,7 @@ struct WebServer::Impl {
       agentAnswers(response, [&] { return feed.picture(*application); });
     });
     server.Get("/tables.json", [this](const Request&, Response& response) {
-      agentAnswers(response, [&] { return textOf(feed.tables()); });
+      agentAnswers(response, [&] { return Rpc::textOf(feed.tables()); });
     });
     server.Get("/why",
                [this](const Request& request, Response& response) { why(request, response); });

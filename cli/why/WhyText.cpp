@@ -7,7 +7,7 @@ namespace {
 
 using Rpc::Json;
 
-std::string textOf(const Json& value) {
+std::string wordsOf(const Json& value) {
   return value.is_string() ? value.get<std::string>() : std::string();
 }
 
@@ -22,9 +22,9 @@ struct Columns {
 
   explicit Columns(const Json& answer) {
     for (const char* list : {"because", "next"}) {
-      for (const Json& row : answer[list]) clock = std::max(clock, textOf(row["clock"]).size());
+      for (const Json& row : answer[list]) clock = std::max(clock, wordsOf(row["clock"]).size());
     }
-    for (const Json& row : answer["because"]) port = std::max(port, textOf(row["port"]).size());
+    for (const Json& row : answer["because"]) port = std::max(port, wordsOf(row["port"]).size());
   }
   std::string indent(const std::string& time, const std::string& on) const {
     return "  " + std::string(clock - std::min(clock, time.size()), ' ') + time + "  " +
@@ -33,10 +33,10 @@ struct Columns {
 };
 
 std::string stepText(const Json& step) {
-  std::string text = textOf(step["text"]);
+  std::string text = wordsOf(step["text"]);
   if (step["frame"].is_number()) {
     text += " (frame " + step["frame"].dump();
-    if (step["source"].is_string()) text += " from " + textOf(step["source"]);
+    if (step["source"].is_string()) text += " from " + wordsOf(step["source"]);
     text += ")";
   }
   return text;
@@ -50,32 +50,32 @@ void printChecks(std::ostream& out, const Style& style, const Json& checks) {
   if (checks.empty()) return;
   out << "  decided step by step:\n";
   std::size_t width = 0;
-  for (const Json& check : checks) width = std::max(width, textOf(check["name"]).size());
+  for (const Json& check : checks) width = std::max(width, wordsOf(check["name"]).size());
   for (const Json& check : checks) {
     const bool passed = check["passed"].get<bool>();
     std::string text = passed ? "passed" : style.bad("code " + check["code"].dump());
-    const std::string numbers = textOf(check["numbers"]);
+    const std::string numbers = wordsOf(check["numbers"]);
     if (!numbers.empty()) text += ": " + numbers;
-    printLine(out, "    " + padded(textOf(check["name"]), width) + "  ", text);
+    printLine(out, "    " + padded(wordsOf(check["name"]), width) + "  ", text);
   }
 }
 
 void printAnswer(std::ostream& out, const Style& style, const Json& answer) {
-  out << style.bold(textOf(answer["state"])) << '\n';
+  out << style.bold(wordsOf(answer["state"])) << '\n';
   const Columns columns(answer);
   for (const Json& step : answer["because"]) {
-    printLine(out, columns.indent(textOf(step["clock"]), textOf(step["port"])), stepText(step));
+    printLine(out, columns.indent(wordsOf(step["clock"]), wordsOf(step["port"])), stepText(step));
   }
   if (answer["ending"] == "overwritten") {
     out << "  What was before that the account no longer holds.\n";
   }
   printChecks(out, style, answer["checks"]);
-  if (answer["remedy"].is_string()) printLine(out, "  remedy: ", textOf(answer["remedy"]));
+  if (answer["remedy"].is_string()) printLine(out, "  remedy: ", wordsOf(answer["remedy"]));
   for (const Json& coming : answer["next"]) {
-    const std::string at = textOf(coming["clock"]);
-    printLine(out, "  next: ", (at.empty() ? "" : "at " + at + ": ") + textOf(coming["text"]));
+    const std::string at = wordsOf(coming["clock"]);
+    printLine(out, "  next: ", (at.empty() ? "" : "at " + at + ": ") + wordsOf(coming["text"]));
   }
-  for (const Json& line : answer["lookedAt"]) printLine(out, "  looked at: ", textOf(line));
+  for (const Json& line : answer["lookedAt"]) printLine(out, "  looked at: ", wordsOf(line));
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace Mrp {
 namespace {
 
 // Names by number.
-constexpr const char* kApplications[] = {"none", "msrp", "mvrp"};
+constexpr const char* kApplicationNames[] = {"none", "msrp", "mvrp"};
 constexpr const char* kMsrpAttrTypes[] = {"invalidAttribute", "talkerAdvertise", "talkerFailed",
                                           "listener", "domain"};
 constexpr const char* kMvrpAttrTypes[] = {"invalidAttr", "vlan"};
@@ -62,7 +62,7 @@ std::optional<E> byNameOrNumber(std::string_view text, const char* const (&names
 
 }  // namespace
 
-const char* stringValue(MrpApplication value) { return nameOf(value, kApplications); }
+const char* stringValue(MrpApplication value) { return nameOf(value, kApplicationNames); }
 const char* stringValue(MsrpAttrType value) { return nameOf(value, kMsrpAttrTypes); }
 const char* stringValue(MvrpAttrType value) { return nameOf(value, kMvrpAttrTypes); }
 const char* stringValue(MrpThreePackedEvent value) { return nameOf(value, kThreePackedEvents); }
@@ -74,7 +74,7 @@ const char* stringValue(MrpRegistrarEvent value) { return nameOf(value, kRegistr
 const char* stringValue(MrpParseStatus value) { return nameOf(value, kParseStatuses); }
 
 std::optional<MrpApplication> mrpApplication(std::string_view text) {
-  return byNameOrNumber<MrpApplication>(text, kApplications);
+  return byNameOrNumber<MrpApplication>(text, kApplicationNames);
 }
 std::optional<MsrpAttrType> msrpAttrType(std::string_view text) {
   return byNameOrNumber<MsrpAttrType>(text, kMsrpAttrTypes);

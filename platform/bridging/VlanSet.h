@@ -44,6 +44,11 @@ class VlanSet {
     for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= ~other.words_[i];
     return *this;
   }
+  constexpr VlanSet& operator&=(const VlanSet& other) {
+    for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= other.words_[i];
+    return *this;
+  }
+  friend constexpr VlanSet operator&(VlanSet a, const VlanSet& b) { return a &= b; }
   friend constexpr VlanSet operator|(VlanSet a, const VlanSet& b) { return a |= b; }
   friend constexpr VlanSet operator-(VlanSet a, const VlanSet& b) { return a -= b; }
   friend constexpr bool operator==(const VlanSet&, const VlanSet&) = default;

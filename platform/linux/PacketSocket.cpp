@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/ReceiveBuffer.h"
 #include "platform/packet/EthFrame.h"
 
 namespace Platform::Linux {
@@ -23,7 +24,6 @@ namespace {
 // For a tag that is put back, and for a header that a reader puts in front.
 constexpr std::size_t kRxHeadRoom = 64;
 // Frames of 10,000 octets that the kernel keeps for a reader who is busy, roughly.
-constexpr int kReceiveBuffer = 4 << 20;
 
 [[noreturn]] void refuse(const std::string& interface, const char* what) {
   throw std::system_error(errno, std::generic_category(), interface + ": " + what);
@@ -83,10 +83,7 @@ PacketSocket::PacketSocket(const std::string& interface, std::span<const FilterI
     if (!optionIs(fd_, PACKET_IGNORE_OUTGOING, 1) || !optionIs(fd_, PACKET_AUXDATA, 1)) {
       refuse(interface, "the packet socket lacks an option");
     }
-    if (::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) !=
-        0) {
-      ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
-    }
+    enlargeReceiveBuffer(fd_);
     packet_mreq membership{};
     membership.mr_ifindex = static_cast<int>(index);
     membership.mr_type = PACKET_MR_MULTICAST;

@@ -8,12 +8,12 @@
 #include <cstring>
 #include <system_error>
 
+#include "platform/linux/ReceiveBuffer.h"
 #include "platform/linux/RouteAttributes.h"
 
 namespace Platform::Linux {
 namespace {
 
-constexpr int kReceiveBuffer = 4 << 20;
 // Dumps that are still interrupted then are taken as they are: notifications tell the rest.
 constexpr int kDumpTries = 5;
 // So that a flood of messages leaves the loop its turns.
@@ -136,9 +136,7 @@ RouteEvents::RouteEvents(Loop& loop, Listener& listener, std::initializer_list<i
     mnl_socket_setsockopt(socket_.get(), NETLINK_ADD_MEMBERSHIP, &group, sizeof group);
   }
   const int fd = mnl_socket_get_fd(socket_.get());
-  if (::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &kReceiveBuffer, sizeof kReceiveBuffer) != 0) {
-    ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kReceiveBuffer, sizeof kReceiveBuffer);
-  }
+  enlargeReceiveBuffer(fd);
   readable_.bind<&RouteEvents::handleReadable>(this);
   readable_.watch(fd);
 }

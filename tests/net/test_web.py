@@ -63,10 +63,16 @@ class Web:
 
 
 @pytest.fixture
-def web(net):
+def options():
+    """Of the second station."""
+    return []
+
+
+@pytest.fixture
+def web(net, options):
     """Two stations back to back, and a page beside the second."""
     net.wire("a", "v0", "b", "v0")
-    b = net.agent("b", "--ports", "v0")
+    b = net.agent("b", "--ports", "v0", *options)
     a = net.agent("a", "--ports", "v0", "--declare", "10,20-29")
     b.registers("v0", ["10", "20-29"])
     server = Web(net, b)
@@ -91,6 +97,23 @@ def test_what_is_served(web):
     assert web.ask("/why?vlan=20&stream=0000000000000001")[0] == 400
     assert web.ask("/picture.json?application=other")[0] == 400
     assert web.ask("/../etc/passwd")[0] == 404
+
+
+@pytest.mark.parametrize("options", [["--account", "0"]])
+def test_an_agent_that_keeps_no_account_is_shown_as_it_is_found(web):
+    def rows():
+        picture = web.json("/picture.json?application=mvrp")
+        return sorted(map(int, picture["rows"]["key"]))
+
+    viewer = web.viewer()
+    try:
+        assert rows() == [10, *range(20, 30)]
+        web.a.command("declare", "vlan", "77")
+        until(lambda: 77 in rows(), "the new VLAN")
+    finally:
+        viewer.close()
+    answer = web.json("/why?vlan=77&port=v0")["answers"][0]
+    assert answer["known"] and "registered" in answer["state"]
 
 
 def test_who_may_read_and_that_nobody_changes(web):

@@ -207,6 +207,20 @@ def test_an_hour_of_eight_ports(large, page):
     assert shown.js("return mrpPage.model.rows.length") == len({named(r) for r in large.lines if r["kind"] == "join"})
     check_final_states(large, shown, large.state["attributes"][::37])
 
+    # What a step of scrolling costs, in milliseconds: all of the hour in sight, and a minute of it.
+    for seconds in (3600, 60):
+        shown.look(0, seconds)
+        steps = sorted(shown.js("""
+            const { app, view, layout } = mrpPage;
+            return Array.from({ length: 100 }, (_, step) => {
+              app.scrollTo(layout.height * step / 100);
+              view.scroll = app.scroller.scrollTop;
+              const began = performance.now();
+              view.draw();
+              return performance.now() - began;
+            });"""))
+        print(f"a drawing of {seconds} s: {steps[50]:.1f} ms, at worst {steps[-1]:.1f}")
+
     # Rows are no elements, and what is drawn is bounded by the picture, not by the run.
     assert shown.js("return document.querySelectorAll('*').length") < 400
     room = shown.js("return (mrpPage.view.right - mrpPage.view.left) * (mrpPage.view.shownHeight / 10)")

@@ -60,7 +60,7 @@ class Rules {
   }
 
   void portRules(const std::string& path, const PortConfig& port) {
-    Mrp::VlanSet both = port.fixed - (port.fixed - port.forbidden);
+    Mrp::VlanSet both = port.fixed & port.forbidden;
     if (!both.empty()) {
       refuse({path + ".forbidden", path + ".fixed"}, "a VLAN is fixed or forbidden, not both");
     }

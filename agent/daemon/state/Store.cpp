@@ -18,9 +18,9 @@ constexpr int kSendBuffer = 212992;
 constexpr std::size_t kMessage = 4096;
 // What may wait beyond the send queue: a writer that is stuck must not cost the agent its memory.
 constexpr std::size_t kMaxWaiting = std::size_t{8} << 20;
-constexpr Platform::Seconds kRetry = 0.1;
+constexpr Platform::Seconds kSendRetry = 0.1;
 constexpr Platform::Seconds kLogInterval = 60;
-constexpr std::chrono::milliseconds kPatience{300};
+constexpr std::chrono::milliseconds kFarewell{300};
 constexpr unsigned long kOutputQueue = TIOCOUTQ;  // SIOCOUTQ is another name of it
 
 // The same file under a high number. The kernel lets go of what a killed process had open beginning
@@ -87,7 +87,7 @@ Store::~Store() {
   output_->close();
   if (started_) {
     std::unique_lock lock(state_->mutex);
-    state_->changed.wait_for(lock, kPatience, [this] { return state_->done; });
+    state_->changed.wait_for(lock, kFarewell, [this] { return state_->done; });
   } else {
     ::close(writerFd_);
   }
@@ -164,7 +164,7 @@ void Store::put(const Entry& entry) {
 void Store::flush() {
   send();
   if (!waiting_.empty() || overflowed_) {
-    if (!retry_.armed()) retry_.dueIs(clock_->now() + kRetry);
+    if (!retry_.armed()) retry_.dueIs(clock_->now() + kSendRetry);
   }
   if (overflowed_ && waiting_.empty()) {
     overflowed_ = false;

@@ -5,7 +5,6 @@
 namespace Daemon {
 
 using Mrp::ReservationResult;
-using Mrp::SrClass;
 
 namespace {
 
@@ -109,7 +108,7 @@ void StreamProgram::closeAll() {
 
 // --- Shapers -------------------------------------------------------------------------------------
 
-bool StreamProgram::idleSlopeIs(IntfId intf, SrClass srClass, Mrp::BitsPerSecond slope) {
+bool StreamProgram::idleSlopeIs(IntfId intf, Mrp::SrClass srClass, Mrp::BitsPerSecond slope) {
   const std::string& port = intf.name();
   Mrp::BitsPerSecond& told = shaping_[port].slopes[Mrp::indexOf(srClass)];
   const Mrp::BitsPerSecond before = std::exchange(told, slope);
@@ -119,13 +118,13 @@ bool StreamProgram::idleSlopeIs(IntfId intf, SrClass srClass, Mrp::BitsPerSecond
     return false;
   }
   // What class B may have to wait for depends on class A.
-  if (srClass == SrClass::a && shaping_[port].slopes[Mrp::indexOf(SrClass::b)] > 0) {
-    shape(port, SrClass::b);
+  if (srClass == Mrp::SrClass::a && shaping_[port].slopes[Mrp::indexOf(Mrp::SrClass::b)] > 0) {
+    shape(port, Mrp::SrClass::b);
   }
   return true;
 }
 
-bool StreamProgram::shape(const std::string& port, SrClass srClass) {
+bool StreamProgram::shape(const std::string& port, Mrp::SrClass srClass) {
   if (!working()) return true;
   Shaping& s = shaping_[port];
   const std::size_t c = Mrp::indexOf(srClass);
@@ -168,7 +167,7 @@ void StreamProgram::releaseQueues(const std::string& port) {
   s.shapers = {};
 }
 
-std::optional<CreditShaper> StreamProgram::shaper(IntfId intf, SrClass srClass) const {
+std::optional<CreditShaper> StreamProgram::shaper(IntfId intf, Mrp::SrClass srClass) const {
   const auto found = shaping_.find(intf.name());
   if (found == shaping_.end()) return std::nullopt;
   return found->second.shapers[Mrp::indexOf(srClass)];
@@ -176,7 +175,7 @@ std::optional<CreditShaper> StreamProgram::shaper(IntfId intf, SrClass srClass) 
 
 // --- Boundaries ----------------------------------------------------------------------------------
 
-void StreamProgram::domainBoundaryIs(IntfId intf, SrClass srClass, bool boundary) {
+void StreamProgram::domainBoundaryIs(IntfId intf, Mrp::SrClass srClass, bool boundary) {
   if (boundary) {
     inside_.erase({srClass, intf});
   } else {
