@@ -256,7 +256,7 @@ class Both {
     shrunk_.clear();
     if (!fault_.empty()) return fault_;
     if (const std::string faults = propagation_.review(); !faults.empty()) return faults;
-    const Sim::StreamWords mine = wordsOf(propagation_, forwarding_, intfs_);
+    const Sim::StreamWords mine = Sim::wordsOf(propagation_, forwarding_, intfs_);
     if (std::string other = difference(mine, model_.words()); !other.empty()) return other;
     return requested();
   }
@@ -269,8 +269,8 @@ class Both {
         if (p.declared == TalkerKind::none || !model_.ports[indexOf(p.intf)].open) continue;
         ++talkers;
         const auto found = declared_.talkers.find({p.intf, s.id, p.declared});
-        if (found == declared_.talkers.end() || found->second != wordOf(p)) {
-          return "not requested: " + wordOf(p) + " on " + p.intf.name();
+        if (found == declared_.talkers.end() || found->second != Sim::wordOf(p)) {
+          return "not requested: " + Sim::wordOf(p) + " on " + p.intf.name();
         }
       }
       if (s.merged == MsrpListenerEvent::ignore) continue;

@@ -545,8 +545,8 @@ TEST_F(StreamStoriesTest, PortsComeAndGo) {
   EXPECT_EQ(b.declared(), "1:AF 2:F1 3:A1500 4:A1500");
 }
 
-// The engine stores no New of what is registered, so it takes the neighbour's next Join for the same
-// as ever and tells nobody.
+// The engine stores no New of what is registered, so it takes the neighbour's next Join for the
+// same as ever and tells nobody.
 TEST_F(StreamStoriesTest, NewThatTheNeighbourDoesNotGoOnWithIsForgotten) {
   b.config->leaveAllTimeIs(2.0);
   b.advertise(1, s);
