@@ -61,7 +61,7 @@ bench-net: build
 	cmake --build --preset default -j$(JOBS) --target mrp_net_bench
 	scripts/bench-net build/bin/mrp build/bin/mrp_net_bench
 
-# A talker of VLANs, a bridge and a station in namespaces, step by step.
+# VLANs and streams from a talker through a bridge to stations, in namespaces, step by step.
 demo: build
 	@scripts/demo build/bin/mrp
 

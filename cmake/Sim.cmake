@@ -1,16 +1,19 @@
-# Simulated networks: a program that replays a seed, and a library of what is no application's own.
+# Simulated networks: a program that replays a seed, a library of what is no application's own, and one of the models that
+# the tests judge by as well.
 
 mrp_sources(sim_network_sources sim/network)
+mrp_sources(sim_model_sources sim/model)
 mrp_sources(sim_sources sim)
-list(REMOVE_ITEM sim_sources ${sim_network_sources})
+list(REMOVE_ITEM sim_sources ${sim_network_sources} ${sim_model_sources})
 if(sim_sources AND TARGET mrp_agent)
   find_package(CLI11 REQUIRED)
   add_library(mrp_sim_network STATIC ${sim_network_sources})
+  add_library(mrp_sim_model STATIC ${sim_model_sources})
   add_executable(mrp_sim ${sim_sources})
-  foreach(target mrp_sim_network mrp_sim)
+  foreach(target mrp_sim_network mrp_sim_model mrp_sim)
     mrp_compile_flags(${target})
   endforeach()
-  target_link_libraries(mrp_sim PRIVATE mrp_sim_network ${internal_libraries} CLI11::CLI11)
+  target_link_libraries(mrp_sim PRIVATE mrp_sim_network mrp_sim_model ${internal_libraries} CLI11::CLI11)
   # Six times slower under the sanitizers.
   set(sim_ranges 1-300 301-600)
   if(MRP_SANITIZE)

@@ -15,14 +15,14 @@ if(test_sources)
   target_compile_options(mrp_tests PRIVATE -O0 -g1 -U_FORTIFY_SOURCE)
   mrp_precompile(mrp_tests <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
   # A model is what a test spends its time in.
-  set_source_files_properties(tests/agent/NaiveStreams.cpp tests/agent/NaiveStreamsTest.cpp
+  set_source_files_properties(tests/agent/NaiveStreamsTest.cpp
     PROPERTIES COMPILE_OPTIONS -O1 SKIP_PRECOMPILE_HEADERS ON)
   target_compile_definitions(mrp_tests PRIVATE
     MRP_BINARY="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/mrp"
     MRP_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   target_link_libraries(mrp_tests PRIVATE
     $<TARGET_NAME_IF_EXISTS:mrp_cli_objects>
-    ${internal_libraries} GTest::gmock GTest::gtest_main)
+    mrp_sim_model ${internal_libraries} GTest::gmock GTest::gtest_main)
   if(TARGET mrp_cli)
     add_dependencies(mrp_tests mrp_cli)
     add_test(NAME why_page COMMAND ${PROJECT_SOURCE_DIR}/scripts/why-page --check $<TARGET_FILE:mrp_cli>)

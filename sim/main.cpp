@@ -50,11 +50,15 @@ bool one(Run run, std::uint64_t seed, bool verbose, const std::string& program) 
 }
 
 int many(Run run, Range range, std::uint64_t progress, const std::string& program) {
-  std::uint64_t failed = 0, frames = 0, lost = 0;
+  std::uint64_t failed = 0, frames = 0, lost = 0, most = 0, busiest = 0;
   double worst = 0, share = 0;
   for (std::uint64_t seed = range.first; seed <= range.last; ++seed) {
     const Sim::Outcome outcome = run(seed, nullptr);
     frames += outcome.frames;
+    if (outcome.frames > most) {
+      most = outcome.frames;
+      busiest = seed;
+    }
     lost += outcome.lost;
     worst = std::max(worst, outcome.converged);
     if (outcome.bound > 0) share = std::max(share, outcome.converged / outcome.bound);
@@ -66,8 +70,9 @@ int many(Run run, Range range, std::uint64_t progress, const std::string& progra
     }
   }
   std::cout << "seeds " << range.first << "-" << range.last << ": " << failed << " failed, "
-            << frames << " frames, " << lost << " lost, convergence at worst " << worst << " s, "
-            << share << " of what is promised\n";
+            << frames << " frames (seed " << busiest << ": " << most << "), " << lost
+            << " lost, convergence at worst " << worst << " s, " << share
+            << " of what is promised\n";
   return failed ? 1 : 0;
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
-#include <map>
-#include <vector>
+#include <set>
+#include <tuple>
 
 #include "agent/msrp/Stream.h"
 
@@ -18,35 +17,41 @@ class AddressBook {
     if (stream.address == address) return;
     leave(stream, changed);
     stream.address = address;
+    stream.addressOrder = ++order_;
     if (address == 0) return;
-    std::vector<Stream*>& queue = queues_[address];
-    queue.push_back(&stream);
-    stream.ownsAddress = queue.size() == 1;
+    stream.ownsAddress = !first(address);
+    queues_.insert(&stream);
     changed(stream);
   }
   // Null when nobody names it.
-  const Stream* owner(std::uint64_t address) const {
-    const auto found = queues_.find(address);
-    return found == queues_.end() ? nullptr : found->second.front();
-  }
+  const Stream* owner(std::uint64_t address) const { return first(address); }
 
  private:
+  struct Before {
+    using is_transparent = void;
+    bool operator()(const Stream* a, const Stream* b) const {
+      return std::tie(a->address, a->addressOrder) < std::tie(b->address, b->addressOrder);
+    }
+    bool operator()(const Stream* s, std::uint64_t address) const { return s->address < address; }
+    bool operator()(std::uint64_t address, const Stream* s) const { return address < s->address; }
+  };
+
+  Stream* first(std::uint64_t address) const {
+    const auto found = queues_.lower_bound(address);
+    return found != queues_.end() && (*found)->address == address ? *found : nullptr;
+  }
   template <class Changed>
   void leave(Stream& stream, Changed changed) {
-    const auto found = queues_.find(stream.address);
-    if (found == queues_.end()) return;
-    std::vector<Stream*>& queue = found->second;
-    queue.erase(std::ranges::find(queue, &stream));
-    stream.ownsAddress = false;
-    if (queue.empty()) {
-      queues_.erase(found);
-    } else if (!queue.front()->ownsAddress) {
-      queue.front()->ownsAddress = true;
-      changed(*queue.front());
-    }
+    queues_.erase(&stream);
+    if (!std::exchange(stream.ownsAddress, false)) return;
+    Stream* const next = first(stream.address);
+    if (!next) return;
+    next->ownsAddress = true;
+    changed(*next);
   }
 
-  std::map<std::uint64_t, std::vector<Stream*>> queues_;
+  std::set<Stream*, Before> queues_;  // one after the other, by address
+  std::uint64_t order_ = 0;
 };
 
 }  // namespace Mrp::Streams

@@ -65,7 +65,7 @@ FailureCode frameFits(Checked c) {
 }
 FailureCode sameLatency(Checked c) {
   const bool risen =
-      c.fate->hasLatency && latencyOf(c.stream, c.out->settings) > c.fate->firstLatency;
+      c.fate->hasLatency && latencyOf(c.stream, c.out->settings) > firstLatency(c.stream, *c.out);
   return unless(!risen, latencyChanged);
 }
 
@@ -91,9 +91,17 @@ FailureCode firstFailure(std::span<const Check> checks, const CheckedStream& che
   return none;
 }
 
-std::uint32_t latencyOf(const Stream& stream, const StreamPort& port) {
-  const auto srClass = stream.booked.srClass;
+std::uint32_t latencyOf(std::optional<SrClass> srClass, const StreamPort& port) {
   return srClass ? port.ofClass[indexOf(*srClass)].maxLatency : 0;
+}
+
+std::uint32_t latencyOf(const Stream& stream, const StreamPort& port) {
+  return latencyOf(stream.booked.srClass, port);
+}
+
+std::uint32_t firstLatency(const Stream& stream, const Port& port) {
+  return port.firstLatencies.empty() ? latencyOf(stream, port.settings)
+                                     : port.firstLatencies[stream.number];
 }
 
 }  // namespace Mrp::Streams

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "agent/msrp/FailureCode.h"
@@ -36,7 +37,9 @@ std::span<const Check> portChecks();
 // Code of the first that fails; none when all pass.
 FailureCode firstFailure(std::span<const Check> checks, const CheckedStream& checked);
 
-// What a port adds to the latency of a stream.
+// What a port adds to the latency of a stream, nanoseconds: now, and when it first declared it.
+std::uint32_t latencyOf(std::optional<SrClass> srClass, const StreamPort& port);
 std::uint32_t latencyOf(const Stream& stream, const StreamPort& port);
+std::uint32_t firstLatency(const Stream& stream, const Port& port);
 
 }  // namespace Mrp::Streams

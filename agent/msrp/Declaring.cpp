@@ -13,7 +13,7 @@ namespace {
 using Kind = TalkerKind;
 
 std::uint32_t addedLatency(const Stream& stream, const Port& port) {
-  return std::max<std::uint32_t>(stream.fate(port).firstLatency, latencyOf(stream, port.settings));
+  return std::max(firstLatency(stream, port), latencyOf(stream, port.settings));
 }
 
 std::uint32_t saturated(std::uint64_t latency) {
@@ -58,8 +58,7 @@ void StreamPropagation::touchFlipped(Port& port) {
 bool StreamPropagation::latencyShifted(const Stream& stream, const Port& port) const {
   const Fate& fate = stream.fate(port);
   if (!fate.hasLatency || !stream.booked.srClass) return false;
-  const std::uint32_t first = fate.firstLatency;
-  return std::max(first, port.latency[indexOf(*stream.booked.srClass)]) !=
+  return std::max(firstLatency(stream, port), port.latency[indexOf(*stream.booked.srClass)]) !=
          addedLatency(stream, port);
 }
 
@@ -78,7 +77,9 @@ void StreamPropagation::declareOn(Port& port) {
       fate.hasLatency = 0;
     } else if (!fate.hasLatency) {
       fate.hasLatency = 1;
-      fate.firstLatency = latencyOf(*stream, port.settings);
+      if (!port.firstLatencies.empty()) {
+        port.firstLatencies[stream->number] = latencyOf(*stream, port.settings);
+      }
     }
     if (same || (now.kind == Kind::none && before == Kind::none)) continue;
     contribute(*stream, listenerBehind(before, fate.listener()),
@@ -218,9 +219,10 @@ MsrpTalkerFailedAttribute StreamPropagation::declaredValue(const Stream& stream,
 }
 
 void StreamPropagation::dropLeftOver() {
-  const auto busy = [](const Stream& s) {
+  const auto busy = [this](const Stream& s) {
     return !s.talkers.empty() || s.mergedOn || s.dirty || s.again || s.mergeDirty ||
-           std::ranges::any_of(s.fates, [](const Fate& f) {
+           std::ranges::any_of(ports_, [&s](const auto& port) {
+             const Fate& f = s.fate(*port);
              return f.listenerBits || f.declaredBits || f.touched;
            });
   };
@@ -231,6 +233,8 @@ void StreamPropagation::dropLeftOver() {
   for (Stream* stream : doubtful) {
     if (busy(*stream)) continue;
     if (stream->repeatPending) repeating_.erase({stream->repeatAt, stream});
+    for (const auto& port : ports_) stream->fate(*port) = {};
+    free_.push_back(stream->number);
     streams_.erase(stream->id);
   }
 }

@@ -21,21 +21,28 @@ class Entries {
   using Ports = std::vector<Opened>;  // by Port::index
 
   const std::map<std::uint64_t, Ports>& all() const { return entries_; }
-  const Ports& of(std::uint64_t address) const {
-    static const Ports none;
-    const auto found = entries_.find(address);
-    return found == entries_.end() ? none : found->second;
-  }
+  const Ports& of(std::uint64_t address) const { return find(entries_, address); }
 
-  // Since when frames to the address go to the port; what was closed in this settlement still
-  // counts, should it be opened again. None when they do not.
-  std::optional<Seconds> since(std::uint64_t address, const Port& port) const {
-    for (const Ports* ports : {&of(address), closedOf(address)}) {
-      if (!ports) continue;
-      const auto found = std::ranges::find(*ports, &port, &Opened::port);
-      if (found != ports->end()) return found->since;
+  // Since when frames to an address go to a port; what was closed in this settlement still counts,
+  // should it be opened again. None when they do not. Valid until entries change.
+  class Ages {
+   public:
+    Ages(const Ports& open, const Ports& closed) : open_(open), closed_(closed) {}
+    std::optional<Seconds> on(const Port& port) const {
+      for (const Ports* ports : {&open_, &closed_}) {
+        const auto found = std::ranges::find(*ports, &port, &Opened::port);
+        if (found != ports->end()) return found->since;
+      }
+      return std::nullopt;
     }
-    return std::nullopt;
+
+   private:
+    const Ports& open_;
+    const Ports& closed_;
+  };
+  Ages ages(std::uint64_t address) const { return {of(address), find(closed_, address)}; }
+  std::optional<Seconds> since(std::uint64_t address, const Port& port) const {
+    return ages(address).on(port);
   }
   void entryIs(std::uint64_t address, Ports ports) {
     for (const Opened& opened : of(address)) {
@@ -52,13 +59,15 @@ class Entries {
   void settled() { closed_.clear(); }
 
  private:
-  const Ports* closedOf(std::uint64_t address) const {
-    const auto found = closed_.find(address);
-    return found == closed_.end() ? nullptr : &found->second;
+  using ByAddress = std::map<std::uint64_t, Ports>;
+  static const Ports& find(const ByAddress& entries, std::uint64_t address) {
+    static const Ports none;
+    const auto found = entries.find(address);
+    return found == entries.end() ? none : found->second;
   }
 
-  std::map<std::uint64_t, Ports> entries_;
-  std::map<std::uint64_t, Ports> closed_;
+  ByAddress entries_;
+  ByAddress closed_;
 };
 
 }  // namespace Mrp::Streams

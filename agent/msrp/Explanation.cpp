@@ -47,7 +47,7 @@ std::string numbersOf(FailureCode usual, const CheckedStream& c, bool onPort) {
     case FailureCode::latencyChanged:
       return !c.fate->hasLatency ? std::string()
                                  : text(latencyOf(c.stream, c.out->settings)) + " ns now, " +
-                                       text(c.fate->firstLatency) + " ns at first";
+                                       text(firstLatency(c.stream, *c.out)) + " ns at first";
     default:
       return {};
   }

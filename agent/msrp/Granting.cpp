@@ -20,23 +20,27 @@ bool fits(const Stream& stream, const Port& port) {
 void Granting::bookingIs(Stream& stream, const Booking& booking) {
   const Booking old = stream.booked;
   if (old == booking) return;
-  const std::vector<Stream::Held> held = stream.held;
-  for (const Stream::Held& h : held) ungrant(stream, *h.port);
-  if (old.srClass) needs_[old.rank][indexOf(*old.srClass)].erase({old.need, stream.id, &stream});
-  stream.booked = booking;
+  std::vector<Port*> held;
   // It becomes a candidate again where it is one.
-  for (Fate& fate : stream.fates) {
+  for (const auto& port : allPorts_) {
+    Fate& fate = stream.fate(*port);
+    if (fate.place() == Place::granted) {
+      ungrant(stream, *port);
+      held.push_back(port.get());
+    }
     if (fate.refusal) --refused_;
     fate.refusal = 0;
     fate.placeIs(Place::none);
   }
+  if (old.srClass) needs_[old.rank][indexOf(*old.srClass)].erase(&stream);
+  stream.booked = booking;
   if (!booking.srClass) return;
-  needs_[booking.rank][indexOf(*booking.srClass)].insert({booking.need, stream.id, &stream});
+  needs_[booking.rank][indexOf(*booking.srClass)].insert(&stream);
   // A place of an in-port is not taken along to another one.
   if (old.address != booking.address || (old.in != booking.in && fanIn_.limited())) return;
-  for (const Stream::Held& h : held) {
-    grant(stream, *h.port, h.since);
-    h.port->anew = true;
+  for (Port* port : held) {
+    grant(stream, *port);
+    port->anew = true;
   }
 }
 
@@ -64,12 +68,10 @@ void Granting::arrives(Stream& stream, Port& port) {
   port.arriving.push_back(&stream);
 }
 
-void Granting::grant(Stream& stream, Port& port, Seconds since) {
+void Granting::grant(Stream& stream, Port& port) {
   const Booking& b = stream.booked;
-  port.granted.insert({{b.rank, since, stream.id}, &stream});
   port.bandwidth.add(b.rank, *b.srClass, b.need);
   fanIn_.add(*b.in);
-  stream.held.push_back({&port, since});
   stream.fate(port).placeIs(Place::granted);
   moved_.emplace_back(&stream, &port);
   addresses_.insert(b.address);
@@ -77,9 +79,6 @@ void Granting::grant(Stream& stream, Port& port, Seconds since) {
 
 void Granting::ungrant(Stream& stream, Port& port) {
   const Booking& b = stream.booked;
-  const auto held = std::ranges::find(stream.held, &port, &Stream::Held::port);
-  port.granted.erase({{b.rank, held->since, stream.id}, &stream});
-  stream.held.erase(held);
   port.bandwidth.remove(b.rank, *b.srClass, b.need);
   fanIn_.remove(*b.in);
   stream.fate(port).placeIs(Place::waiting);
@@ -96,7 +95,7 @@ Granting::Contender Granting::contender(Stream& stream, Port& port) const {
 
 // --- Deciding ------------------------------------------------------------------------------------
 
-void Granting::decide(Seconds now) {
+void Granting::decide() {
   if (contended_.empty()) return;
   takeBackFresh();
   fanIn_.hold();
@@ -106,7 +105,7 @@ void Granting::decide(Seconds now) {
   std::ranges::sort(newcomers, std::less<>());
   for (std::uint8_t rank = 0; rank < PortBandwidth::kRanks; ++rank) {
     regrantHolders(holders, rank);
-    grantNewcomers(newcomers, rank, now);
+    grantNewcomers(newcomers, rank);
   }
   for (Port* port : contended_) port->contended = port->released = port->anew = false;
   contended_.clear();
@@ -146,25 +145,21 @@ void Granting::gather(Port& port, Contenders& holders, Contenders& newcomers) {
 }
 
 void Granting::gatherAll(Port& port, Contenders& holders, Contenders& newcomers) {
-  while (!port.granted.empty()) ungrant(*port.granted.begin()->stream, port);
-  for (const auto& byClass : needs_) {
-    for (const Needs& needs : byClass) {
-      for (const Need& n : needs) {
-        if (!waits(*n.stream, port)) continue;
-        const Contender c = contender(*n.stream, port);
-        (c.importance.since == Seconds::never() ? newcomers : holders).push_back(c);
-      }
-    }
-  }
+  walkBooked([&](Stream& s) {
+    if (s.fate(port).place() == Place::granted) ungrant(s, port);
+    if (!waits(s, port)) return;
+    const Contender c = contender(s, port);
+    (c.importance.since == Seconds::never() ? newcomers : holders).push_back(c);
+  });
 }
 
 void Granting::gatherWaiting(Port& port, Contenders& newcomers) {
   for (std::uint8_t rank = 0; rank < PortBandwidth::kRanks; ++rank) {
     for (const SrClassInfo& c : kSrClassTable) {
-      for (const Need& n : needs_[rank][indexOf(c.id)]) {
-        if (!port.bandwidth.available(rank, c.id).fits(n.need)) break;
-        if (!waits(*n.stream, port)) continue;
-        newcomers.push_back({{rank, Seconds::never(), n.stream->id}, n.stream, &port});
+      for (Stream* s : needs_[rank][indexOf(c.id)]) {
+        if (!port.bandwidth.available(rank, c.id).fits(s->booked.need)) break;
+        if (!waits(*s, port)) continue;
+        newcomers.push_back({{rank, Seconds::never(), s->id}, s, &port});
       }
     }
   }
@@ -175,18 +170,18 @@ void Granting::regrantHolders(const Contenders& holders, std::uint8_t rank) {
     if (h.importance.rank != rank) continue;
     // Of one whose talker has moved, the in-port may be another.
     if (fanIn_.admits(*h.stream->booked.in) && fits(*h.stream, *h.port)) {
-      grant(*h.stream, *h.port, h.importance.since);
+      grant(*h.stream, *h.port);
     } else {
       lost_.emplace_back(h.stream, h.port);
     }
   }
 }
 
-void Granting::grantNewcomers(const Contenders& newcomers, std::uint8_t rank, Seconds now) {
+void Granting::grantNewcomers(const Contenders& newcomers, std::uint8_t rank) {
   for (const Contender& n : newcomers) {
     if (n.importance.rank != rank || !waits(*n.stream, *n.port)) continue;
     if (!fanIn_.admits(*n.stream->booked.in) || !fits(*n.stream, *n.port)) continue;
-    grant(*n.stream, *n.port, now);
+    grant(*n.stream, *n.port);
     fresh_.emplace_back(n.stream, n.port);
   }
 }
@@ -200,20 +195,16 @@ void Granting::refuse(Stream& stream, Port& port, ReservationResult result) {
 }
 
 void Granting::retry(const std::vector<Port*>& ports) {
-  for (const auto& byClass : needs_) {
-    for (const Needs& needs : byClass) {
-      for (const Need& n : needs) {
-        for (Port* port : ports) {
-          Fate& fate = n.stream->fate(*port);
-          if (fate.refusal == 0) continue;
-          fate.refusal = 0;
-          --refused_;
-          moved_.emplace_back(n.stream, port);
-          arrives(*n.stream, *port);
-        }
-      }
+  walkBooked([&](Stream& s) {
+    for (Port* port : ports) {
+      Fate& fate = s.fate(*port);
+      if (fate.refusal == 0) continue;
+      fate.refusal = 0;
+      --refused_;
+      moved_.emplace_back(&s, port);
+      arrives(s, *port);
     }
-  }
+  });
 }
 
 void Granting::settled(const std::vector<Grant>& granted) {

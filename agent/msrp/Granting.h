@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <utility>
 #include <vector>
@@ -22,8 +23,10 @@ namespace Mrp::Streams {
 class Granting {
  public:
   using Grant = std::pair<Stream*, Port*>;
+  using Ports = std::vector<std::unique_ptr<Port>>;
 
-  Granting(FanIn& fanIn, const Entries& entries) : fanIn_(fanIn), entries_(entries) {}
+  Granting(const Ports& ports, FanIn& fanIn, const Entries& entries)
+      : allPorts_(ports), fanIn_(fanIn), entries_(entries) {}
 
   // What the stream takes from now on. It keeps its grants if its frames stay the same ones.
   void bookingIs(Stream& stream, const Booking& booking);
@@ -31,7 +34,7 @@ class Granting {
   void candidateIs(Stream& stream, Port& port, bool candidate);
   // The port's limits, or what has been refused, may have changed.
   void contend(Port& port);
-  void decide(Seconds now);
+  void decide();
 
   std::vector<Grant>& fresh() { return fresh_; }
   // The switch refuses a fresh one. It takes no bandwidth and is not granted here until retried.
@@ -54,22 +57,29 @@ class Granting {
   void walkNeeds(std::uint8_t rank, SrClass srClass, BitsPerSecond above, BitsPerSecond upTo,
                  Visit visit) const {
     const Needs& needs = needs_[rank][indexOf(srClass)];
-    for (auto n = needs.upper_bound({above, UINT64_MAX, nullptr});
-         n != needs.end() && n->need <= upTo; ++n) {
-      visit(*n->stream);
+    for (auto s = needs.upper_bound(above); s != needs.end() && (*s)->booked.need <= upTo; ++s) {
+      visit(**s);
+    }
+  }
+  // Visits all that need something.
+  template <class Visit>
+  void walkBooked(Visit visit) const {
+    for (const auto& byClass : needs_) {
+      for (const Needs& needs : byClass) {
+        for (Stream* s : needs) visit(*s);
+      }
     }
   }
 
  private:
-  struct Need {
-    BitsPerSecond need;
-    StreamId id;
-    Stream* stream;
-    friend bool operator<(const Need& a, const Need& b) {
-      return std::pair(a.need, a.id) < std::pair(b.need, b.id);
+  struct ByNeed {
+    using is_transparent = void;
+    bool operator()(const Stream* a, const Stream* b) const {
+      return std::tie(a->booked.need, a->id) < std::tie(b->booked.need, b->id);
     }
+    bool operator()(BitsPerSecond need, const Stream* s) const { return need < s->booked.need; }
   };
-  using Needs = std::set<Need>;
+  using Needs = std::set<Stream*, ByNeed>;
   struct Contender {
     Importance importance;
     Stream* stream;
@@ -80,7 +90,7 @@ class Granting {
   };
   using Contenders = std::vector<Contender>;
 
-  void grant(Stream& stream, Port& port, Seconds since);
+  void grant(Stream& stream, Port& port);
   void ungrant(Stream& stream, Port& port);
   void arrives(Stream& stream, Port& port);
   Contender contender(Stream& stream, Port& port) const;
@@ -90,11 +100,12 @@ class Granting {
   void gatherAll(Port& port, Contenders& holders, Contenders& newcomers);
   void gatherWaiting(Port& port, Contenders& newcomers);
   void regrantHolders(const Contenders& holders, std::uint8_t rank);
-  void grantNewcomers(const Contenders& newcomers, std::uint8_t rank, Seconds now);
+  void grantNewcomers(const Contenders& newcomers, std::uint8_t rank);
 
+  const Ports& allPorts_;
   FanIn& fanIn_;
   const Entries& entries_;
-  // The booked streams by what they need.
+  // The booked streams.
   std::array<std::array<Needs, kSrClasses>, PortBandwidth::kRanks> needs_;
   std::vector<Grant> fresh_;
   std::vector<Grant> lost_;

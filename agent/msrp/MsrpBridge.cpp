@@ -8,6 +8,7 @@
 #include "mrp/MrpSm/Engine.h"
 #include "mrp/types/MrpAttrDatabase.h"
 #include "mrp/types/MrpConfig.h"
+#include "mrp/types/MrpStatus.h"
 #include "platform/bridging/BridgingConfig.h"
 
 namespace Mrp {
@@ -48,10 +49,12 @@ MsrpBridge::MsrpBridge(StreamForwarding& forwarding, Platform::Ptr<Platform::Clo
     : forwarding_(forwarding),
       clock_(std::move(clock)),
       propagation_(forwarding, *clock_, *this),
-      alarm_(*clock_, Platform::Alarm::Class::wheel) {
+      alarm_(*clock_, Platform::Alarm::Class::wheel),
+      doubtsAlarm_(*clock_, Platform::Alarm::Class::wheel) {
   identityIs(applicationInfo(MrpApplication::msrp));
   hasNotificationActiveIs(true);
   alarm_.bind<&MsrpBridge::handleAlarm>(this);
+  doubtsAlarm_.bind<&MsrpBridge::handleDoubts>(this);
   forwarding_.reactorIs(this);
 }
 
@@ -99,6 +102,8 @@ void MsrpBridge::handleMember(const Member& member, bool there) {
 void MsrpBridge::handleStart() {
   const Engine::Inputs& inputs = engine()->inputs();
   inputs.mrpConfig->wholeTalkersInSequenceIs(true);
+  doubts_.clear();
+  doubtsAlarm_.cancel();
   propagation_.bridgeIdIs(kBridgePriority << 48 | inputs.brConfig->bridgeMacAddr().number());
   propagation_.restart();
 }
@@ -219,6 +224,7 @@ bool MsrpBridge::mrpJoinIndication(const MrpParameters& parameters) {
   const IntfId intf = parameters.intfId;
   if (!member(intf)) return false;
   indicated(parameters, true);
+  compareStored(parameters);
   switch (static_cast<MsrpAttrType>(parameters.attributeType)) {
     case MsrpAttrType::talkerAdvertise:
       talkerIs(intf, TalkerKind::advertise);
@@ -266,6 +272,61 @@ void MsrpBridge::mrpLeaveIndication(const MrpParameters& parameters) {
       break;
   }
   if (!propagation_.settled()) settleSoon();
+}
+
+void MsrpBridge::compareStored(const MrpParameters& parameters) {
+  const std::uint8_t type = parameters.attributeType;
+  if (type == number(MsrpAttrType::domain)) return;
+  const StreamId id = values().rxKey(type);
+  const MrpAttrDatabase* record = registered(parameters.intfId, type, id);
+  if (record && !record->valueEquals(rxImage(type))) doubtful(parameters.intfId, type, id);
+}
+
+// None unless the neighbour's.
+const MrpAttrDatabase* MsrpBridge::registered(IntfId intf, std::uint8_t type, StreamId id) const {
+  const MrpIntfTypeApplicant* records = engine()->database().typeApplicant(intf, type);
+  const MrpAttrDatabase* record = records ? records->visible(id) : nullptr;
+  return record && record->registrarState() != MrpRegistrarState::mt ? record : nullptr;
+}
+
+void MsrpBridge::doubtful(IntfId intf, std::uint8_t type, StreamId id) {
+  doubts_[{intf, type, id}] = clock_->now();
+  if (doubts_.size() == 1) handleDoubts();
+}
+
+void MsrpBridge::handleDoubts() {
+  if (!engine()) return doubts_.clear();
+  // A LeaveAll period is prolonged by half at most; then whoever is still there has a leave time.
+  const MrpConfig& config = *engine()->inputs().mrpConfig;
+  const Platform::Seconds wait{1.5 * config.leaveAllTime().value() +
+                               2 * config.leaveTime().value()};
+  for (auto doubt = doubts_.begin(); doubt != doubts_.end();) {
+    if (doubt->second + wait > clock_->now()) {
+      ++doubt;
+      continue;
+    }
+    const auto [intf, type, id] = doubt->first;
+    doubt = doubts_.erase(doubt);
+    lookUp(intf, type, id);
+  }
+  if (!doubts_.empty()) doubtsAlarm_.dueIs(clock_->now() + wait);
+  if (!propagation_.settled()) settleSoon();
+}
+
+// A listener's record on the talker's port holds what is declared there.
+void MsrpBridge::lookUp(IntfId intf, std::uint8_t type, StreamId id) {
+  const MrpAttrDatabase* record = registered(intf, type, id);
+  if (!record) return;
+  if (type == number(MsrpAttrType::listener)) {
+    if (propagation_.mergedOn(id) == intf) return;
+    const auto event = valueOf<MsrpListenerAttribute>(*record).listenerEvent();
+    return propagation_.listenerIs(intf, id, event);
+  }
+  const TalkerKind kind =
+      type == number(MsrpAttrType::talkerFailed) ? TalkerKind::failed : TalkerKind::advertise;
+  if (propagation_.talker(intf, id) != kind) return;
+  propagation_.talkerIs(intf, valueOf<MsrpTalkerFailedAttribute>(*record),
+                        kind == TalkerKind::failed);
 }
 
 // A stream's Talker Advertise takes the place of its Talker Failed from the same neighbour, and the
@@ -346,7 +407,10 @@ void MsrpBridge::listen(IntfId intf, StreamId id, MsrpListenerEvent event) {
 void MsrpBridge::withdrawListener(IntfId intf, StreamId id) {
   msrpListenerVectorTx().streamId = id;
   const auto because = decided(intf, id);
-  request(intf, number(MsrpAttrType::listener), kLeave);
+  const std::uint8_t type = number(MsrpAttrType::listener);
+  request(intf, type, kLeave);
+  // The neighbour's own declaration has our value by now.
+  if (registered(intf, type, id)) doubtful(intf, type, id);
 }
 
 // --- Taking over ---------------------------------------------------------------------------------

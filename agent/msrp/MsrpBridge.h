@@ -72,6 +72,11 @@ class MsrpBridge : public Bridge, private Streams::Declarations, private StreamF
   bool adopted(IntfId intf, std::uint8_t type, StreamId id);
   void settleSoon();
   void handleAlarm();
+  void compareStored(const MrpParameters& parameters);
+  const MrpAttrDatabase* registered(IntfId intf, std::uint8_t type, StreamId id) const;
+  void doubtful(IntfId intf, std::uint8_t type, StreamId id);
+  void handleDoubts();
+  void lookUp(IntfId intf, std::uint8_t type, StreamId id);
   void indicated(const MrpParameters& parameters, bool join);
   Accounts::Because decided(IntfId intf, StreamId id) const;
 
@@ -79,6 +84,12 @@ class MsrpBridge : public Bridge, private Streams::Declarations, private StreamF
   Platform::Ptr<Platform::Clock> clock_;
   Streams::StreamPropagation propagation_;
   Platform::Alarm alarm_;
+  // Registrations of which the engine stores another value than was indicated, and since when: of a
+  // New it keeps nothing, and where we have declared a listener, too, it kept ours. Should the
+  // neighbour go on with the stored one, because what was indicated came late or what followed was
+  // lost, nobody is told. So they are looked up once all Joins must have come again.
+  std::map<std::tuple<IntfId, std::uint8_t, StreamId>, Platform::Seconds> doubts_;
+  Platform::Alarm doubtsAlarm_;
   bool settling_ = false;
   Accounts::Number unsettledSince_ = 0;  // the first record of what is to be settled
   // Values that the engine declared before start(), by port, type and stream, until the settlement

@@ -12,11 +12,10 @@ namespace Mrp::Streams {
 void StreamPropagation::settle() {
   recover();
   if (!unsettled_) return;
-  const Seconds now = clock_.now();
   do {
     do {
       absorb();
-      granting_.decide(now);
+      granting_.decide();
       reviewFanIn();
     } while (!dirty_.empty());
   } while (!tell());
@@ -71,7 +70,9 @@ void StreamPropagation::absorbPort(Port& port) {
 
 void StreamPropagation::absorbStream(Stream& stream) {
   stream.dirty = false;
-  granting_.bookingIs(stream, bookingOf(stream));
+  const Booking booking = bookingOf(stream);
+  if (booking.srClass != stream.booked.srClass) keepFirstLatencies(stream, booking.srClass);
+  granting_.bookingIs(stream, booking);
   stream.verdict = 0;
   if (const TalkerRegistration* t = stream.talker()) {
     stream.fanBlocked = !fanIn_.admits(*stream.in);
@@ -116,8 +117,8 @@ StreamPropagation::Standing StreamPropagation::standing(const Stream& stream,
   }
   if (t->failed) return failed(Fate::kAsReceived);
   if (stream.verdict) return failed(stream.verdict);
-  const FailureCode code = firstFailure(
-      portChecks(), {stream, t->talker(), forwarding_, &port, &stream.fates[port.index]});
+  const FailureCode code =
+      firstFailure(portChecks(), {stream, t->talker(), forwarding_, &port, &stream.fate(port)});
   if (code != FailureCode::none) return failed(static_cast<std::uint16_t>(code));
   return {TalkerKind::advertise, 0};
 }

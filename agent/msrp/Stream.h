@@ -4,7 +4,6 @@
 #include <compare>
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "agent/bridge/VlanSet.h"
@@ -22,6 +21,7 @@ using Platform::IntfId;
 using Platform::Seconds;
 using StreamId = std::uint64_t;
 
+struct Fate;
 struct Stream;
 
 // Which of two reservations gives way (IEEE 802.1Q-2018 35.2.4.1): the lesser one is the more
@@ -48,14 +48,10 @@ struct Port {
 
   // --- Decided
   PortBandwidth bandwidth;
-  struct ByImportance {
-    Importance importance;
-    Stream* stream;
-    friend bool operator<(const ByImportance& a, const ByImportance& b) {
-      return a.importance < b.importance;
-    }
-  };
-  std::set<ByImportance> granted;
+  std::vector<Fate> fates;  // by Stream::number
+  // This port's share of each stream's accumulated latency when it was first declared, nanoseconds;
+  // by Stream::number. Empty as long as that is what the port adds now, see firstLatency().
+  std::vector<std::uint32_t> firstLatencies;
 
   // --- As the switch was told
   std::array<bool, kSrClasses> boundary{true, true};
@@ -85,15 +81,13 @@ enum class Place : std::uint8_t { none, waiting, granted };
 
 // One stream on one port. There are as many of them as streams times ports.
 struct Fate {
-  // This port's share of the accumulated latency when the stream was first declared, nanoseconds.
-  BigEndian<std::uint32_t> firstLatency;
   std::uint16_t declaredBits : 2 = 0;
   std::uint16_t listenerBits : 2 = 0;
   std::uint16_t placeBits : 2 = 0;
   // Of a failure declared here: the code, or kAsReceived.
   std::uint16_t code : 5 = 0;
-  std::uint16_t refusal : 2 = 0;  // the switch's ReservationResult, ok when it was not asked
-  std::uint16_t hasLatency : 1 = 0;
+  std::uint16_t refusal : 2 = 0;     // the switch's ReservationResult, ok when it was not asked
+  std::uint16_t hasLatency : 1 = 0;  // it was declared, with a latency that may not rise
   std::uint16_t preempted : 1 = 0;
   std::uint16_t touched : 1 = 0;
 
@@ -109,13 +103,13 @@ struct Fate {
     return listener() == MsrpListenerEvent::ready || listener() == MsrpListenerEvent::readyFailed;
   }
 };
-static_assert(sizeof(Fate) == 6);
+static_assert(sizeof(Fate) == 2);
 
 // A talker's registration on a port. The failure information is that of a Talker Failed.
 struct TalkerRegistration {
   Port* port;
-  bool failed;
   std::uint64_t since = 0;  // when it began to take part, in order; 0 while it does not
+  bool failed;
   MsrpTalkerFailedAttribute value;
 
   const MsrpTalkerAdvertiseAttribute& talker() const { return value.talkerAdvertiseAttribute; }
@@ -139,34 +133,28 @@ constexpr std::uint64_t addressOf(const MsrpTalkerAdvertiseAttribute& v) {
 struct Stream {
   explicit Stream(StreamId of) : id(of) {}
 
-  // A port on which it is granted, and since when its frames go there.
-  struct Held {
-    Port* port;
-    Seconds since;
-  };
-
   StreamId id;
-  std::vector<TalkerRegistration> talkers;  // of every port that has one
-  Port* in = nullptr;                       // the talker's port, if one takes part
-  std::uint64_t address = 0;                // queued for in the address book
-  std::uint64_t keptOrder = 0;              // 0: not among the kept streams
+  std::uint32_t number = 0;  // its place in the tables of the ports
+  ListenerCounts counts;
+  MsrpListenerEvent merged = MsrpListenerEvent::ignore;  // declared on `mergedOn`
+  std::uint8_t verdict = 0;  // of the checks that concern the whole bridge, see Checks.h
   bool kept = false;
   bool ownsAddress = false;
   bool fanBlocked = false;
   bool dirty = false;
-  bool again = false;        // what is declared of it has another value now
-  std::uint8_t verdict = 0;  // of the checks that concern the whole bridge, see Checks.h
-  MsrpListenerEvent merged = MsrpListenerEvent::ignore;  // declared on `mergedOn`
+  bool again = false;  // what is declared of it has another value now
   bool mergeDirty = false;
-  bool repeatMerged = false;   // say `merged` again
-  bool repeatPending = false;  // not before `repeatAt`
-  Seconds repeatAt;
+  bool repeatMerged = false;                // say `merged` again
+  bool repeatPending = false;               // not before `repeatAt`
+  std::vector<TalkerRegistration> talkers;  // of every port that has one
+  Port* in = nullptr;                       // the talker's port, if one takes part
+  std::uint64_t address = 0;                // queued for in the address book
+  std::uint64_t addressOrder = 0;           // its place in that queue
+  std::uint64_t keptOrder = 0;              // 0: not among the kept streams
   Port* mergedOn = nullptr;
+  Seconds repeatAt;
   Seconds changedAt = Seconds::never();  // FirstValue changed; never: it did not
   Booking booked;
-  ListenerCounts counts;
-  std::vector<Held> held;
-  std::vector<Fate> fates;  // by Port::index
 
   const TalkerRegistration* talker() const { return on(in); }
   const TalkerRegistration* on(const Port* port) const {
@@ -175,8 +163,8 @@ struct Stream {
     }
     return nullptr;
   }
-  Fate& fate(const Port& port) { return fates[port.index]; }
-  const Fate& fate(const Port& port) const { return fates[port.index]; }
+  Fate& fate(Port& port) const { return port.fates[number]; }
+  const Fate& fate(const Port& port) const { return port.fates[number]; }
 };
 
 }  // namespace Mrp::Streams

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "agent/msrp/Checks.h"
+
 namespace Mrp::Streams {
 namespace {
 
@@ -33,9 +35,29 @@ Stream* StreamPropagation::find(StreamId id) const {
 }
 
 Stream& StreamPropagation::streamIs(StreamId id) {
-  Stream& stream = streams_.try_emplace(id, id).first->second;
-  stream.fates.resize(ports_.size());
-  return stream;
+  const auto [found, isNew] = streams_.try_emplace(id, id);
+  if (isNew) found->second.number = freeNumber();
+  return found->second;
+}
+
+// Tables grow by an eighth: doubled, they might be half empty.
+std::uint32_t StreamPropagation::freeNumber() {
+  if (!free_.empty()) {
+    const std::uint32_t number = free_.back();
+    free_.pop_back();
+    return number;
+  }
+  // Each number below is some other stream's.
+  const std::size_t number = streams_.size() - 1;
+  const auto grow = [number](auto& table) {
+    if (table.size() == table.capacity()) table.reserve(number + number / 8 + 16);
+    table.resize(number + 1);
+  };
+  for (const auto& port : ports_) {
+    grow(port->fates);
+    if (!port->firstLatencies.empty()) grow(port->firstLatencies);
+  }
+  return static_cast<std::uint32_t>(number);
 }
 
 void StreamPropagation::change() { unsettled_ = true; }
@@ -64,9 +86,8 @@ void StreamPropagation::portIs(IntfId intf) {
   if (find(intf)) return;
   const auto at = std::ranges::lower_bound(ports_, intf, std::less<>(),
                                            [](const auto& port) { return port->intf; });
-  const auto index = at - ports_.begin();
-  ports_.insert(at, std::make_unique<Port>(intf));
-  for (auto& [id, stream] : streams_) stream.fates.insert(stream.fates.begin() + index, Fate());
+  const auto port = ports_.insert(at, std::make_unique<Port>(intf));
+  (*port)->fates.resize(streams_.size() + free_.size());
   for (std::size_t i = 0; i < ports_.size(); ++i) ports_[i]->index = i;
   operations_.resize(ports_.size());
   portChanged(intf);
@@ -77,7 +98,6 @@ void StreamPropagation::portDel(IntfId intf) {
   if (!port) return;
   const auto index = static_cast<std::ptrdiff_t>(port->index);
   granting_.portDel(*find(intf));
-  for (auto& [id, stream] : streams_) stream.fates.erase(stream.fates.begin() + index);
   ports_.erase(ports_.begin() + index);
   for (std::size_t i = 0; i < ports_.size(); ++i) ports_[i]->index = i;
 }
@@ -116,7 +136,13 @@ void StreamPropagation::takePart(Port& port) {
 void StreamPropagation::portChanged(IntfId intf) {
   Port* const port = find(intf);
   if (!port) return;
-  port->settings = forwarding_.streamPort(intf);
+  const StreamPort settings = forwarding_.streamPort(intf);
+  for (std::size_t c = 0; c < kSrClasses; ++c) {
+    if (settings.ofClass[c].maxLatency != port->settings.ofClass[c].maxLatency) {
+      keepFirstLatencies(*port);
+    }
+  }
+  port->settings = settings;
   port->bandwidth.limitsIs(port->settings);
   granting_.contend(*port);
   changed(*port);
@@ -138,9 +164,9 @@ void StreamPropagation::talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& v
   Stream& stream = streamIs(keyOf(value));
   const auto found = std::ranges::find(stream.talkers, port, &TalkerRegistration::port);
   if (found == stream.talkers.end()) {
-    stream.talkers.push_back({port, failed, 0, value});
+    stream.talkers.push_back({port, 0, failed, value});
   } else {
-    const TalkerRegistration before = std::exchange(*found, {port, failed, found->since, value});
+    const TalkerRegistration before = std::exchange(*found, {port, found->since, failed, value});
     const bool sameType = before.failed == failed;
     if (sameType && before.value == value) return;
     if (stream.in == port) {
@@ -208,8 +234,26 @@ void StreamPropagation::firstValueChanged(Stream& stream, bool is) {
 }
 
 void StreamPropagation::forgetLatencies(Stream& stream) {
-  for (Fate& fate : stream.fates) fate.hasLatency = 0;
+  for (const auto& port : ports_) stream.fate(*port).hasLatency = 0;
   if (!std::exchange(stream.again, true)) again_.push_back(&stream);
+}
+
+// What the port adds to streams, or to one of them, is about to change.
+void StreamPropagation::keepFirstLatencies(Port& port) {
+  if (!port.firstLatencies.empty()) return;
+  if (std::ranges::none_of(port.fates, [](const Fate& f) { return f.hasLatency == 1; })) return;
+  port.firstLatencies.resize(port.fates.size());
+  for (const auto& [id, stream] : streams_) {
+    port.firstLatencies[stream.number] = latencyOf(stream, port.settings);
+  }
+}
+
+void StreamPropagation::keepFirstLatencies(const Stream& stream, std::optional<SrClass> next) {
+  for (const auto& port : ports_) {
+    if (!stream.fate(*port).hasLatency) continue;
+    if (latencyOf(next, port->settings) == latencyOf(stream, port->settings)) continue;
+    keepFirstLatencies(*port);
+  }
 }
 
 void StreamPropagation::listenerIs(IntfId intf, StreamId id, MsrpListenerEvent event) {
@@ -259,7 +303,8 @@ void StreamPropagation::restart() {
   for (auto& [id, stream] : streams_) {
     stream.talkers.clear();
     refresh(stream);
-    for (Fate& fate : stream.fates) {
+    for (const auto& port : ports_) {
+      Fate& fate = stream.fate(*port);
       fate.listenerIs(MsrpListenerEvent::ignore);
       fate.declaredIs(TalkerKind::none);
     }
@@ -340,7 +385,7 @@ void StreamPropagation::overheadIs(std::uint32_t octets) {
 }
 
 void StreamPropagation::streamLimitIs(std::uint32_t streams) {
-  kept_.limitIs(streams, [this](Stream& s) { dirty(s); });
+  kept_.limitIs(streams, streams_, [this](Stream& s) { dirty(s); });
 }
 
 void StreamPropagation::recoveryIs(Seconds time) {

@@ -139,6 +139,7 @@ class StreamPropagation {
   Port* find(IntfId intf) const;
   Stream* find(StreamId id) const;
   Stream& streamIs(StreamId id);
+  std::uint32_t freeNumber();
   void change();
   void dirty(Stream& stream);
   void touch(Stream& stream, Port& port);
@@ -150,6 +151,8 @@ class StreamPropagation {
   void moved(Stream& stream, Port* in);
   void firstValueChanged(Stream& stream, bool is);
   void forgetLatencies(Stream& stream);
+  void keepFirstLatencies(Port& port);
+  void keepFirstLatencies(const Stream& stream, std::optional<SrClass> next);
 
   // --- Deciding (Settlement.cpp)
   void recover();
@@ -203,11 +206,12 @@ class StreamPropagation {
 
   std::vector<std::unique_ptr<Port>> ports_;  // in natural order
   std::map<StreamId, Stream> streams_;
+  std::vector<std::uint32_t> free_;  // numbers of streams that are gone
   AddressBook addresses_;
   KeptStreams kept_;
   FanIn fanIn_;
   Entries entries_;
-  Granting granting_{fanIn_, entries_};
+  Granting granting_{ports_, fanIn_, entries_};
   std::set<std::pair<Seconds, Stream*>> recovering_;
   std::set<std::pair<Seconds, Stream*>> repeating_;
   std::uint64_t order_ = 0;  // of talkers and kept streams

@@ -32,8 +32,11 @@ Entries::Ports StreamPropagation::wantedPorts(std::uint64_t address) const {
   Entries::Ports ports;
   const Stream* owner = addresses_.owner(address);
   if (!owner || owner->booked.address != address) return ports;
-  for (const Stream::Held& held : owner->held) ports.push_back({held.port, held.since});
-  std::ranges::sort(ports, std::less<>(), [](const auto& opened) { return opened.port->index; });
+  const Entries::Ages ages = entries_.ages(address);
+  for (const auto& port : ports_) {
+    if (owner->fate(*port).place() != Place::granted) continue;
+    ports.push_back({port.get(), ages.on(*port).value_or(clock_.now())});
+  }
   return ports;
 }
 
@@ -85,15 +88,12 @@ bool StreamPropagation::raiseSlopes() {
         continue;
       }
       raised = false;
-      std::vector<Stream*> refused;
-      for (const Port::ByImportance& g : port->granted) {
-        if (g.stream->booked.srClass == c.id && !has(entries_.of(g.stream->booked.address), port)) {
-          refused.push_back(g.stream);
+      granting_.walkBooked([&](Stream& s) {
+        if (s.fate(*port).place() == Place::granted && s.booked.srClass == c.id &&
+            !has(entries_.of(s.booked.address), port)) {
+          granting_.refuse(s, *port, ReservationResult::noResource);
         }
-      }
-      for (Stream* stream : refused) {
-        granting_.refuse(*stream, *port, ReservationResult::noResource);
-      }
+      });
     }
   }
   return raised;

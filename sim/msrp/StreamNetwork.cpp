@@ -1,10 +1,14 @@
 #include "sim/msrp/StreamNetwork.h"
 
+#include <algorithm>
+#include <cstring>
 #include <sstream>
 
 #include "agent/msrp/MsrpBridge.h"
 #include "agent/msrp/StreamSwitch.h"
+#include "mrp/types/MrpCounters.h"
 #include "mrp/types/MrpStatus.h"
+#include "sim/model/NaiveStreams.h"
 #include "sim/network/Participant.h"
 
 namespace Sim {
@@ -15,9 +19,16 @@ using Platform::makePtr;
 
 constexpr std::uint8_t kTypes = 3;  // whose declarations are compared
 constexpr Mrp::BitsPerSecond kNarrow = 100'000'000;
+constexpr int kVlan = 2;  // of all streams
 
-// Value of a type and stream, as one side sees it.
-using Seen = std::map<std::pair<std::uint8_t, std::uint64_t>, std::vector<std::uint8_t>>;
+using Seen = StreamNetwork::Seen;
+
+template <class Value>
+Value valueOf(const std::vector<std::uint8_t>& octets) {
+  Value value;
+  std::memcpy(static_cast<void*>(&value), octets.data(), std::min(octets.size(), sizeof value));
+  return value;
+}
 
 class Msrp : public Participant {
  public:
@@ -32,6 +43,19 @@ class Msrp : public Participant {
       return r.registrarState() != Mrp::MrpRegistrarState::mt;
     });
   }
+  // Whether the neighbour declares a class, and with which priority.
+  std::map<Mrp::SrClass, int> domains(IntfId intf) const {
+    std::map<Mrp::SrClass, int> all;
+    engine().walkRecords(intf, 4, [&](const Mrp::MrpAttrDatabase& r) {
+      const auto value = valueOf<Mrp::MsrpDomainAttribute>({r.value().begin(), r.value().end()});
+      const auto srClass = Mrp::srClassNumbered(value.srClassId);
+      if (srClass && r.registrarState() != Mrp::MrpRegistrarState::mt) {
+        all[*srClass] = value.srClassPriority;
+      }
+    });
+    return all;
+  }
+  std::uint64_t leaves() const { return engine().counters()->numOfLeaveIndications(); }
 
  private:
   template <class Wanted>
@@ -74,12 +98,73 @@ class Bridge final : public Msrp {
     if (how == Down::disabled) bridge_->portDel(intf);
   }
   std::string review() const { return bridge_->propagation().review(); }
+  // From everything decided anew; `forwards` says by number which ports do.
+  std::string deviation(const std::map<int, bool>& forwards, Platform::Seconds now) const;
   std::size_t reservations() const { return forwarding_.reservations().size(); }
 
  private:
+  // A talker's registration, and when it comes to the model.
+  struct Claim {
+    int order;
+    std::size_t port;
+    bool failed;
+    NaiveStreams::Value value;
+  };
+  int order(const NaiveStreams::Value& talker, IntfId intf) const;
+
   Mrp::StreamSwitch forwarding_;
   Ptr<Mrp::MsrpBridge> bridge_;
 };
+
+// What its engine has registered, decided anew. Of the past the model is told what nobody who comes
+// late can know: who was first of those that claim the same, and what has been reserved.
+std::string Bridge::deviation(const std::map<int, bool>& forwards, Platform::Seconds now) const {
+  const Mrp::Streams::StreamPropagation& mine = bridge_->propagation();
+  NaiveStreams model(forwards.size());
+  std::vector<IntfId> intfs;
+  for (const auto& [number, forwarding] : forwards) {
+    const IntfId intf = intfs.emplace_back(portId(number));
+    NaiveStreams::Port& port = model.ports[intfs.size() - 1];
+    port.forwards = forwarding ? std::set{kVlan} : std::set<int>{};
+    port.settings = forwarding_.streamPort(intf);
+    port.domain = domains(intf);
+  }
+  std::vector<Claim> claims;
+  for (std::size_t p = 0; p < intfs.size(); ++p) {
+    for (const auto& [key, octets] : registered(intfs[p])) {
+      const auto& [type, id] = key;
+      if (type == 3) {
+        model.listener(p, id, valueOf<Mrp::MsrpListenerAttribute>(octets).listenerEvent());
+      } else {
+        const auto value = valueOf<NaiveStreams::Value>(octets);
+        claims.push_back({order(value, intfs[p]), p, type == 2, value});
+      }
+    }
+  }
+  std::ranges::stable_sort(claims, std::less<>(), &Claim::order);
+  for (const Claim& c : claims) model.talker(c.port, c.value, c.failed, now);
+  for (const Mrp::StreamState& s : mine.streams()) {
+    if (!s.talker) continue;
+    for (const Mrp::StreamPortState& p : s.ports) {
+      const auto port = static_cast<std::size_t>(std::ranges::find(intfs, p.intf) - intfs.begin());
+      if (p.reserved) model.reserved(s.id, port);
+      if (p.code == static_cast<std::uint8_t>(Mrp::FailureCode::preempted)) {
+        model.preempted(s.id, port);
+      }
+    }
+  }
+  model.settle(now);
+  return difference(wordsOf(mine, forwarding_, intfs), model.words());
+}
+
+// Owners of their addresses before other talkers, those before talkers that wait for another one.
+int Bridge::order(const NaiveStreams::Value& talker, IntfId intf) const {
+  const Mrp::Streams::StreamPropagation& mine = bridge_->propagation();
+  const auto& frame = talker.talkerAdvertiseAttribute.frame;
+  const auto state = mine.stream(keyOf(talker));
+  if (!state || state->talker != intf) return 2;
+  return mine.owner(Platform::VlanId(frame.vlanId), frame.dmac) == state->id ? 0 : 1;
+}
 
 // One whose port is down has nobody to tell; it declares when the port is back.
 class Station final : public Msrp {
@@ -239,6 +324,76 @@ std::string StreamNetwork::inconsistency() const {
     if (!faults.empty()) return "bridge " + std::to_string(n) + ": " + faults;
   }
   return {};
+}
+
+std::string StreamNetwork::deviation() const {
+  for (int n = 0; n < topology().bridges; ++n) {
+    const auto* bridge = static_cast<const Bridge*>(application(n));
+    if (!bridge) continue;
+    std::map<int, bool> forwards;
+    for (const Link& l : topology().links) {
+      for (int end : {0, 1}) {
+        if (l.node[end] == n) forwards[l.port[end]] = l.up && forwarding(l.role[end]);
+      }
+    }
+    const std::string text = bridge->deviation(forwards, clock().now());
+    if (!text.empty()) return "bridge " + std::to_string(n) + " " + text;
+  }
+  return {};
+}
+
+// Whoever has the talker counts with what it says, or as not served behind a failed one.
+std::string StreamNetwork::unheard() const {
+  const auto station = [this](std::size_t s) {
+    return static_cast<const Msrp*>(application(topology().bridges + static_cast<int>(s)));
+  };
+  std::ostringstream text;
+  using enum Mrp::MsrpListenerEvent;
+  for (std::size_t t = 0; t < stations_.size(); ++t) {
+    const Seen heard = station(t)->registered(portId(1));
+    for (const auto& [id, value] : stations_[t].talks) {
+      bool served = false, unserved = false;
+      for (std::size_t l = 0; l < stations_.size(); ++l) {
+        const Seen says = station(l)->declared(portId(1));
+        const auto listens = says.find({3, id});
+        if (l == t || listens == says.end()) continue;
+        const auto event = valueOf<Mrp::MsrpListenerAttribute>(listens->second).listenerEvent();
+        const Seen seen = station(l)->registered(portId(1));
+        const bool advertised = seen.contains({1, id}), failed = seen.contains({2, id});
+        served |= advertised && event != askingFailed;
+        unserved |= failed || (advertised && event != ready);
+      }
+      const Mrp::MsrpListenerEvent expected =
+          served ? (unserved ? readyFailed : ready) : (unserved ? askingFailed : ignore);
+      const auto found = heard.find({3, id});
+      const auto event = found == heard.end()
+                             ? ignore
+                             : valueOf<Mrp::MsrpListenerAttribute>(found->second).listenerEvent();
+      if (event == expected) continue;
+      text << "the talker of " << id << " hears " << static_cast<int>(event) << " for "
+           << static_cast<int>(expected) << "; ";
+    }
+  }
+  return std::move(text).str();
+}
+
+std::vector<StreamNetwork::Seen> StreamNetwork::registered() const {
+  std::vector<Seen> all;
+  for (const Link& l : topology().links) {
+    for (int end : {0, 1}) {
+      const auto* msrp = static_cast<const Msrp*>(application(l.node[end]));
+      if (msrp) all.push_back(msrp->registered(portId(l.port[end])));
+    }
+  }
+  return all;
+}
+
+std::uint64_t StreamNetwork::leaves() const {
+  std::uint64_t sum = 0;
+  for (int n = 0; n < topology().nodes(); ++n) {
+    if (const auto* msrp = static_cast<const Msrp*>(application(n))) sum += msrp->leaves();
+  }
+  return sum;
 }
 
 std::size_t StreamNetwork::reservations() const {

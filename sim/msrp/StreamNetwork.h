@@ -29,10 +29,20 @@ class StreamNetwork : public Fabric {
   void leave(int station, StreamId id);
   const std::vector<Says>& stations() const { return stations_; }
 
+  // Values by type and stream, as one side of a link sees them.
+  using Seen = std::map<std::pair<std::uint8_t, StreamId>, std::vector<std::uint8_t>>;
   // Where the two ends of a link disagree: what one declares and what the other has registered.
   std::string disagreement() const;
   // What is wrong inside a bridge, now or at any instant before: sums, entries, limits.
   std::string inconsistency() const;
+  // Where a bridge differs from everything decided anew from what its engine has registered.
+  std::string deviation() const;
+  // Where a talker does not hear of the listeners what these, merged, have to say.
+  std::string unheard() const;
+  // What every end of every link has registered.
+  std::vector<Seen> registered() const;
+  // How often any application was told that a registration ended.
+  std::uint64_t leaves() const;
   // How often switches were told something.
   std::uint64_t told() const { return told_; }
   // Streams reserved somewhere, for the story.

@@ -143,18 +143,29 @@ class StreamSimulation {
       told = network_.told();
       outcome.converged = now() - healed;
     }
-    if (const std::string what = network_.disagreement(); !what.empty()) fail(what);
+    expectDecided();
     episode_.tell(std::to_string(network_.reservations()) + " reservations");
+  }
+
+  void expectDecided() {
+    for (const std::string& what :
+         {network_.disagreement(), network_.deviation(), network_.unheard()}) {
+      if (!what.empty()) fail(what);
+    }
   }
 
   // Ten LeaveAlls of every port.
   void expectQuiet() {
     const std::uint64_t told = network_.told();
-    for (const double end = now() + kQuietLeaveAlls * kPeriod; now() < end;
-         episode_.runUntil(now() + 3.7)) {
+    const std::uint64_t leaves = network_.leaves();
+    const auto registered = network_.registered();
+    for (const double end = now() + kQuietLeaveAlls * kPeriod; now() < end;) {
+      episode_.runUntil(now() + 3.7);
       if (network_.told() != told) return fail("a switch was told something");
-      if (const std::string what = network_.disagreement(); !what.empty()) return fail(what);
+      if (network_.leaves() != leaves) return fail("a registration ended");
+      if (network_.registered() != registered) return fail("something else is registered");
     }
+    expectDecided();
   }
 
   Random random_;

@@ -48,7 +48,7 @@ class Fabric {
   // Makes all switches with what runs on them; all links come up.
   void start(Maker maker);
 
-  VirtualClock& clock() { return *clock_; }
+  VirtualClock& clock() const { return *clock_; }
   Topology& topology() const { return topology_; }
   // Null while the switch is off.
   Application* application(int node) const;

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <sstream>
 
 #include "agent/msrp/StreamPropagation.h"
 #include "agent/msrp/StreamSwitch.h"
 #include "platform/embedded/VirtualClock.h"
-#include "tests/agent/NaiveStreams.h"
+#include "sim/model/NaiveStreams.h"
 
 namespace EngineTest {
 namespace {
@@ -18,6 +17,7 @@ using namespace Mrp;
 using namespace Mrp::Streams;
 using Platform::EthAddr;
 using Platform::Embedded::VirtualClock;
+using Sim::NaiveStreams;
 
 constexpr std::size_t kPorts = 4;
 constexpr std::uint64_t kAddresses = 0x91e0f0000000;
@@ -59,6 +59,7 @@ class Both {
     forwarding_.reactorIs(&reactor_);
     forwarding_.onSlope = [this](IntfId intf, SrClass, BitsPerSecond) { checkSlopes(intf); };
     for (std::size_t p = 0; p < kPorts; ++p) {
+      intfs_.push_back(intf(p));
       propagation_.portIs(intf(p));
       propagation_.openIs(intf(p), true);
       propagation_.forwardsIs(intf(p), vlans(model_.ports[p].forwards));
@@ -255,11 +256,8 @@ class Both {
     shrunk_.clear();
     if (!fault_.empty()) return fault_;
     if (const std::string faults = propagation_.review(); !faults.empty()) return faults;
-    for (const auto& [mine, modelled] :
-         {std::pair(streams(), model_.streams()), std::pair(reservations(), model_.reservations()),
-          std::pair(slopes(), model_.slopes())}) {
-      if (mine != modelled) return "is\n" + mine + "should be\n" + modelled;
-    }
+    const Sim::StreamWords mine = Sim::wordsOf(propagation_, forwarding_, intfs_);
+    if (std::string other = difference(mine, model_.words()); !other.empty()) return other;
     return requested();
   }
 
@@ -271,8 +269,8 @@ class Both {
         if (p.declared == TalkerKind::none || !model_.ports[indexOf(p.intf)].open) continue;
         ++talkers;
         const auto found = declared_.talkers.find({p.intf, s.id, p.declared});
-        if (found == declared_.talkers.end() || found->second != text(p)) {
-          return "not requested: " + text(p) + " on " + p.intf.name();
+        if (found == declared_.talkers.end() || found->second != Sim::wordOf(p)) {
+          return "not requested: " + Sim::wordOf(p) + " on " + p.intf.name();
         }
       }
       if (s.merged == MsrpListenerEvent::ignore) continue;
@@ -289,46 +287,6 @@ class Both {
   static std::size_t indexOf(IntfId intf) {
     return static_cast<std::size_t>(intf.name().back() - '0');
   }
-  static std::string text(const StreamPortState& p) {
-    if (p.declared == TalkerKind::none) return "-";
-    if (p.declared == TalkerKind::advertise) return "A" + std::to_string(p.latency);
-    return "F" + std::to_string(p.code) + "/" + std::to_string(p.latency);
-  }
-
-  std::string streams() const {
-    static constexpr const char* kLetters[] = {"-", "AF", "R", "RF"};
-    std::ostringstream text;
-    for (const StreamState& s : propagation_.streams()) {
-      text << s.id << " from " << (s.talker ? std::to_string(indexOf(*s.talker)) : "-") << ":";
-      for (const StreamPortState& p : s.ports) {
-        text << " " << indexOf(p.intf) << "=" << this->text(p) << "/"
-             << kLetters[static_cast<int>(p.listener)] << (p.reserved ? "*" : "");
-      }
-      text << " > " << kLetters[static_cast<int>(s.merged)] << "\n";
-    }
-    return std::move(text).str();
-  }
-
-  std::string reservations() const {
-    std::ostringstream text;
-    for (const auto& [address, ports] : forwarding_.reservations()) {
-      text << std::hex << (std::uint64_t{address.first} << 48 | address.second.number()) << std::dec
-           << ":";
-      for (const IntfId port : ports) text << " " << indexOf(port);
-      text << "\n";
-    }
-    return std::move(text).str();
-  }
-
-  std::string slopes() const {
-    std::ostringstream text;
-    for (const SlopeState& s : propagation_.slopes()) {
-      text << indexOf(s.intf) << "/" << static_cast<int>(s.srClass) << ": "
-           << forwarding_.slope(s.intf, s.srClass) << "\n";
-    }
-    return std::move(text).str();
-  }
-
   std::mt19937_64 random_;
   Platform::Ptr<VirtualClock> clock_ = Platform::makePtr<VirtualClock>();
   StreamSwitch forwarding_;
@@ -337,6 +295,7 @@ class Both {
   Reactor reactor_{propagation_};
   NaiveStreams model_{kPorts};
   std::map<std::uint64_t, NaiveStreams::Value> values_;
+  std::vector<IntfId> intfs_;
   std::set<IntfId> shrunk_;
   std::string fault_;
 };

@@ -545,6 +545,24 @@ TEST_F(StreamStoriesTest, PortsComeAndGo) {
   EXPECT_EQ(b.declared(), "1:AF 2:F1 3:A1500 4:A1500");
 }
 
+// The engine stores no New of what is registered, so it takes the neighbour's next Join for the
+// same as ever and tells nobody.
+TEST_F(StreamStoriesTest, NewThatTheNeighbourDoesNotGoOnWithIsForgotten) {
+  b.config->leaveAllTimeIs(2.0);
+  b.advertise(1, s);
+  b.listen(2, 1, ready);
+  b.listen(2, 1, askingFailed);  // held back on its way
+  EXPECT_EQ(b.entry(), "");
+  for (int i = 0; i < 20; ++i) {
+    b.run(0.4);
+    for (const unsigned n : {1u, 2u, 3u, 4u}) b.inDomain(n);
+    b.advertise(1, s, JoinIn);
+    b.listen(2, 1, ready, JoinIn);
+  }
+  EXPECT_EQ(b.entry(), "2");
+  EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500");
+}
+
 TEST_F(StreamStoriesTest, PrunedTalkersGoWhereTheirAddressIsRegistered) {
   b.bridge->talkerPruningIs(true);
   const StreamSwitch::Address address{2, EthAddr::fromNumber(kStreamAddresses + 1)};

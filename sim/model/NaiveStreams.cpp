@@ -1,16 +1,18 @@
-#include "tests/agent/NaiveStreams.h"
+#include "sim/model/NaiveStreams.h"
 
 #include <algorithm>
 #include <sstream>
 #include <tuple>
 
-namespace EngineTest {
+namespace Sim {
 
 using Mrp::MsrpListenerEvent;
 using Mrp::SrClass;
 using Mrp::TalkerKind;
 
 namespace {
+
+constexpr const char* kLetters[] = {"-", "AF", "R", "RF"};
 
 std::uint64_t addressOf(const NaiveStreams::Value& v) {
   const auto& frame = v.talkerAdvertiseAttribute.frame;
@@ -102,6 +104,14 @@ void NaiveStreams::listener(std::size_t port, Id id, MsrpListenerEvent event) {
   Stream& s = streams_[id];
   for (std::size_t p = 0; p < ports.size(); ++p) s.on[p];
   s.listeners[port] = event;
+}
+
+void NaiveStreams::reserved(Id id, std::size_t port) {
+  told_[streams_.at(id).address].insert({port, Seconds(0)});
+}
+
+void NaiveStreams::preempted(Id id, std::size_t port) {
+  streams_.at(id).on.at(port).preempted = true;
 }
 
 // --- Conditions ----------------------------------------------------------------------------------
@@ -393,7 +403,6 @@ MsrpListenerEvent NaiveStreams::merged(const Stream& s) const {
 }
 
 std::string NaiveStreams::streams() const {
-  static constexpr const char* kLetters[] = {"-", "AF", "R", "RF"};
   std::ostringstream text;
   for (const auto& [id, s] : streams_) {
     std::ostringstream list;
@@ -447,4 +456,48 @@ std::string NaiveStreams::slopes() const {
   return std::move(text).str();
 }
 
-}  // namespace EngineTest
+// --- Of a bridge ---------------------------------------------------------------------------------
+
+std::string difference(const StreamWords& is, const StreamWords& shouldBe) {
+  for (const auto part :
+       {&StreamWords::streams, &StreamWords::reservations, &StreamWords::slopes}) {
+    if (is.*part != shouldBe.*part) return "is\n" + is.*part + "should be\n" + shouldBe.*part;
+  }
+  return {};
+}
+
+std::string wordOf(const Mrp::StreamPortState& port) {
+  if (port.declared == TalkerKind::none) return "-";
+  if (port.declared == TalkerKind::advertise) return "A" + std::to_string(port.latency);
+  return "F" + std::to_string(port.code) + "/" + std::to_string(port.latency);
+}
+
+StreamWords wordsOf(const Mrp::Streams::StreamPropagation& bridge,
+                    const Mrp::StreamSwitch& forwarding,
+                    const std::vector<Platform::IntfId>& ports) {
+  const auto number = [&](Platform::IntfId intf) {
+    return std::ranges::find(ports, intf) - ports.begin();
+  };
+  std::ostringstream streams, reservations, slopes;
+  for (const Mrp::StreamState& s : bridge.streams()) {
+    streams << s.id << " from " << (s.talker ? std::to_string(number(*s.talker)) : "-") << ":";
+    for (const Mrp::StreamPortState& p : s.ports) {
+      streams << " " << number(p.intf) << "=" << wordOf(p) << "/"
+              << kLetters[static_cast<int>(p.listener)] << (p.reserved ? "*" : "");
+    }
+    streams << " > " << kLetters[static_cast<int>(s.merged)] << "\n";
+  }
+  for (const auto& [address, opened] : forwarding.reservations()) {
+    reservations << std::hex << (std::uint64_t{address.first} << 48 | address.second.number())
+                 << std::dec << ":";
+    for (const Platform::IntfId port : opened) reservations << " " << number(port);
+    reservations << "\n";
+  }
+  for (const Mrp::SlopeState& s : bridge.slopes()) {
+    slopes << number(s.intf) << "/" << static_cast<int>(s.srClass) << ": "
+           << forwarding.slope(s.intf, s.srClass) << "\n";
+  }
+  return {std::move(streams).str(), std::move(reservations).str(), std::move(slopes).str()};
+}
+
+}  // namespace Sim

@@ -6,11 +6,28 @@
 #include <string>
 #include <vector>
 
-#include "agent/msrp/StreamForwarding.h"
-#include "agent/msrp/StreamState.h"
+#include "agent/msrp/StreamPropagation.h"
+#include "agent/msrp/StreamSwitch.h"
 #include "platform/time/Seconds.h"
 
-namespace EngineTest {
+namespace Sim {
+
+// What a bridge of streams amounts to, in words: of each stream, by port what is declared, what is
+// registered, a star where it is reserved, and what is declared to the talker, as in
+// "1 from 0: 1=A1500/R* 2=F8/- > RF"; then entries, then slopes. Ports are numbers.
+struct StreamWords {
+  std::string streams;
+  std::string reservations;
+  std::string slopes;
+};
+// Empty if they are the same.
+std::string difference(const StreamWords& is, const StreamWords& shouldBe);
+// Of a bridge; a port's number is its place in `ports`.
+StreamWords wordsOf(const Mrp::Streams::StreamPropagation& bridge,
+                    const Mrp::StreamSwitch& forwarding,
+                    const std::vector<Platform::IntfId>& ports);
+// "A1500", "F8/1500", "-".
+std::string wordOf(const Mrp::StreamPortState& port);
 
 // The model of stream propagation: everything decided anew from all that is registered, by plain
 // loops over plain maps. What it keeps between settlements is history that decides: who came first,
@@ -53,13 +70,19 @@ class NaiveStreams {
   void listener(std::size_t port, Id id, Mrp::MsrpListenerEvent event);
   void settle(Seconds now);
 
-  // "1 from 0: 1=A1500/R* 2=F8/- > RF": of each stream, by port what is declared, what is
-  // registered, a star where it is reserved, and what is declared to the talker.
+  // --- History that is known from elsewhere
+  // The stream has had its reservation on the port for as long as all others that are told so.
+  void reserved(Id id, std::size_t port);
+  // It had to give way there to one of rank 0.
+  void preempted(Id id, std::size_t port);
+
+  StreamWords words() const { return {streams(), reservations(), slopes()}; }
+
+ private:
   std::string streams() const;
   std::string reservations() const;
   std::string slopes() const;
 
- private:
   struct Talker {
     Value value;
     bool failed;
@@ -114,4 +137,4 @@ class NaiveStreams {
   std::uint64_t order_ = 0;
 };
 
-}  // namespace EngineTest
+}  // namespace Sim
