@@ -38,8 +38,18 @@ bool kept(std::uint64_t seed, const Sim::Outcome& outcome, const std::string& pr
   return false;
 }
 
+Sim::Outcome judged(Run run, std::uint64_t seed, std::ostream* story) {
+  try {
+    return run(seed, story);
+  } catch (const Sim::Storm& storm) {
+    Sim::Outcome outcome;
+    outcome.failure = storm.what();
+    return outcome;
+  }
+}
+
 bool one(Run run, std::uint64_t seed, bool verbose, const std::string& program) {
-  const Sim::Outcome outcome = run(seed, verbose ? &std::cout : nullptr);
+  const Sim::Outcome outcome = judged(run, seed, verbose ? &std::cout : nullptr);
   if (verbose) {
     std::cout << "converged " << outcome.converged << " s after the last loss (promised "
               << outcome.bound << "), longest path " << outcome.diameter << " links, "
@@ -53,7 +63,7 @@ int many(Run run, Range range, std::uint64_t progress, const std::string& progra
   std::uint64_t failed = 0, frames = 0, lost = 0, most = 0, busiest = 0;
   double worst = 0, share = 0;
   for (std::uint64_t seed = range.first; seed <= range.last; ++seed) {
-    const Sim::Outcome outcome = run(seed, nullptr);
+    const Sim::Outcome outcome = judged(run, seed, nullptr);
     frames += outcome.frames;
     if (outcome.frames > most) {
       most = outcome.frames;

@@ -1,6 +1,8 @@
 #include "sim/network/Episode.h"
 
+#include <algorithm>
 #include <ostream>
+#include <string>
 
 namespace Sim {
 
@@ -13,6 +15,10 @@ WireOptions drawFate(Random& random, const Faults& faults) {
   fate.reorderingDelay = random.between(1e-3, faults.longestDelay);
   return fate;
 }
+
+Storm::Storm(std::uint64_t frames, double at)
+    : std::runtime_error("a storm: " + std::to_string(frames) + " frames sent by " +
+                         std::to_string(at) + " s") {}
 
 void Episode::tell(const std::string& text) {
   if (story_) *story_ << now() << " s: " << text << '\n';
@@ -35,8 +41,14 @@ void Episode::runOut() {
   while (!pending_.empty()) runUntil(pending_.begin()->first);
 }
 
+// In steps shorter than a storm takes to grow.
 void Episode::advance(double end) {
-  network_.clock().runUntil(end);
+  constexpr double kStep = 0.02;
+  constexpr std::uint64_t kMostFrames = 10'000'000;  // twice what the busiest network is known for
+  do {
+    network_.clock().runUntil(std::min(end, now() + kStep));
+    if (network_.framesSent() > kMostFrames) throw Storm(network_.framesSent(), now());
+  } while (now() < end);
   if (look_) look_();
 }
 

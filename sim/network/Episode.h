@@ -3,6 +3,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <stdexcept>
 
 #include "sim/network/Fabric.h"
 #include "sim/network/Outcome.h"
@@ -18,6 +19,12 @@ struct Faults {
 };
 WireOptions drawFate(Random& random, const Faults& faults);
 
+// Frames beget frames: thrown before they have taken all memory.
+class Storm : public std::runtime_error {
+ public:
+  Storm(std::uint64_t frames, double at);
+};
+
 // The course of one simulation: what happens when, told to whoever listens, until it is judged.
 class Episode {
  public:
@@ -28,7 +35,7 @@ class Episode {
   void tell(const std::string& text);
 
   void later(double seconds, std::function<void()> what);
-  // Runs to a moment, doing what is due on the way.
+  // Runs to a moment, doing what is due on the way. Throws Storm.
   void runUntil(double end);
   // Runs until nothing is due any more.
   void runOut();
