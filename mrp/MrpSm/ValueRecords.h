@@ -9,6 +9,7 @@
 #include "mrp/MrpMsrp/MsrpValues.h"
 #include "mrp/MrpMvrp/MvrpValues.h"
 #include "mrp/types/Applications.h"
+#include "mrp/types/BigEndian.h"
 #include "mrp/types/Octets.h"
 
 namespace Mrp {
@@ -39,16 +40,33 @@ class MRP_API ValueRecords : public AllValueSlots {
   // Whose types the images below are.
   void applicationIs(MrpApplication application);
 
+  // Where the records of a type are, for whoever asks for more than one of the things below.
+  struct Images {
+    std::uint8_t* rx = nullptr;
+    std::uint8_t* tx = nullptr;
+    std::size_t size = 0;
+    std::size_t keyOctets = 0;
+
+    std::span<std::uint8_t> rxImage() const { return {rx, size}; }
+    std::span<std::uint8_t> txImage() const { return {tx, size}; }
+    std::uint64_t rxKey() const { return keyAt(rx); }
+    std::uint64_t txKey() const { return keyAt(tx); }
+
+   private:
+    std::uint64_t keyAt(const std::uint8_t* octets) const {
+      if (keyOctets == 2) [[likely]]
+        return readU16(octets);
+      std::uint64_t key = 0;
+      for (std::size_t i = 0; i < keyOctets; ++i) key = key << 8 | octets[i];
+      return key;
+    }
+  };
+  const Images& images(std::uint8_t type) const { return images_[type <= kMostTypes ? type : 0]; }
+
   // The octets of a type's record: the image in which values are staged and stored. Empty for a
   // type that the application lacks.
-  std::span<std::uint8_t> rxImage(std::uint8_t type) {
-    const Images& of = images(type);
-    return {of.rx, of.size};
-  }
-  std::span<std::uint8_t> txImage(std::uint8_t type) {
-    const Images& of = images(type);
-    return {of.tx, of.size};
-  }
+  std::span<std::uint8_t> rxImage(std::uint8_t type) { return images(type).rxImage(); }
+  std::span<std::uint8_t> txImage(std::uint8_t type) { return images(type).txImage(); }
   // Both records of a type take a stored value, or what there is of it.
   void takeImage(std::uint8_t type, std::span<const std::uint8_t> value) {
     const Images& of = images(type);
@@ -68,8 +86,8 @@ class MRP_API ValueRecords : public AllValueSlots {
     copyOctets(of.tx, tx, of.size);
   }
   // The keys of the values in the two records; 0 for a type that the application lacks.
-  std::uint64_t rxKey(std::uint8_t type) const { return keyAt(images(type).rx, images(type)); }
-  std::uint64_t txKey(std::uint8_t type) const { return keyAt(images(type).tx, images(type)); }
+  std::uint64_t rxKey(std::uint8_t type) const { return images(type).rxKey(); }
+  std::uint64_t txKey(std::uint8_t type) const { return images(type).txKey(); }
 
   // Calls `visit` with the records of a type, as what they are. False for a type that the
   // application lacks.
@@ -112,20 +130,6 @@ class MRP_API ValueRecords : public AllValueSlots {
   };
 
  private:
-  struct Images {
-    std::uint8_t* rx = nullptr;
-    std::uint8_t* tx = nullptr;
-    std::uint8_t size = 0;
-    std::uint8_t keyOctets = 0;
-  };
-  const Images& images(std::uint8_t type) const { return images_[type <= kMostTypes ? type : 0]; }
-  static std::uint64_t keyAt(const std::uint8_t* octets, const Images& of) {
-    if (of.keyOctets == 2) return octets[0] << 8 | octets[1];
-    std::uint64_t key = 0;
-    for (std::size_t i = 0; i < of.keyOctets; ++i) key = key << 8 | octets[i];
-    return key;
-  }
-
   std::array<Images, kMostTypes + 1> images_{};  // 0 is none
 };
 

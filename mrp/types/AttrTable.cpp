@@ -14,16 +14,24 @@ AttrTable::~AttrTable() {
   }
 }
 
-inline MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key, unsigned marks) {
+inline MrpAttrDatabase& AttrTable::make(Page& page, std::size_t index, std::uint64_t key,
+                                        unsigned marks) {
   const std::size_t number = index % kPageRecords;
-  const std::size_t i = index / kPageRecords;
-  Page& page = i < pages_.size() && pages_[i] ? *pages_[i] : makePage(i);
-  auto& record = *new (placeOf(page, number)) MrpAttrDatabase(key, number, layout_.wide, marks);
   const std::uint64_t bit = std::uint64_t{1} << number;
   enter(kPresent, page, bit);
-  if (record.visible()) enter(kVisible, page, bit);
-  if (record.pendingAdd()) enter(kPendingAdd, page, bit);
-  return record;
+  if (MrpAttrDatabase::visible(marks)) enter(kVisible, page, bit);
+  if (marks & MrpAttrDatabase::kPendingAdd) enter(kPendingAdd, page, bit);
+  return *new (placeOf(page, number)) MrpAttrDatabase(key, number, layout_.wide, marks);
+}
+
+MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key, unsigned marks) {
+  Page* page = pageAt(index);
+  return make(page ? *page : makePage(index / kPageRecords), index, key, marks);
+}
+
+void AttrTable::refuse() {
+  throw std::range_error(
+      "AttributeKey::value < AttributeKey::min or > AttributeKey::max not allowed");
 }
 
 AttrTable::Page& AttrTable::makePage(std::size_t index) {
@@ -36,11 +44,9 @@ AttrTable::Page& AttrTable::makePage(std::size_t index) {
 
 MrpAttrDatabase& AttrTable::add(std::uint64_t key, unsigned marks) {
   if (layout_.keys == AttributeKeys::sparse) return addSparse(key, marks);
-  if (key >= kDenseKeys) {
-    throw std::range_error(
-        "AttributeKey::value < AttributeKey::min or > AttributeKey::max not allowed");
-  }
-  return make(static_cast<std::size_t>(key), key, marks);
+  if (key >= kDenseKeys) refuse();
+  Page* page = pageAt(key);
+  return page ? make(*page, key, key, marks) : make(key, key, marks);
 }
 
 // All room is made before anything is linked.

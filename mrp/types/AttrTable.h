@@ -127,6 +127,13 @@ class MRP_API AttrTable {
   static MrpIntfTypeApplicant& ownerOf(MrpAttrDatabase& record) {
     return *pageOf(record).table->owner_;
   }
+  // MrpAttrDatabase::applicantStateIs for a caller that knows the table.
+  void applicantStateIs(MrpAttrDatabase& record, MrpApplicantState state) {
+    if (record.registrarState_ == MrpRegistrarState::mt) {
+      onlyDeclared_ += std::size_t{declares(state)} - std::size_t{declares(record.applicantState_)};
+    }
+    record.applicantState_ = state;
+  }
   // A record's states tell of it here when it has begun or ceased to be declared only.
   static void onlyDeclaredChanged(MrpAttrDatabase& record) {
     std::size_t& count = pageOf(record).table->onlyDeclared_;
@@ -168,17 +175,24 @@ class MRP_API AttrTable {
     count_[set] += page.sets[set] & bit ? 1 : std::size_t(-1);
   }
 
+  // Of the record at an index; null when there is none yet.
+  Page* pageAt(std::size_t index) const {
+    const std::size_t i = index / kPageRecords;
+    return i < pages_.size() ? pages_[i].get() : nullptr;
+  }
   MrpAttrDatabase* findDense(std::uint64_t key) const {
-    const std::uint64_t page = key / kPageRecords;
-    if (page >= pages_.size() || !pages_[page]) return nullptr;
+    Page* page = pageAt(key);
     const std::uint64_t i = key % kPageRecords;
-    return pages_[page]->sets[kPresent] >> i & 1 ? recordOf(*pages_[page], i) : nullptr;
+    return page && page->sets[kPresent] >> i & 1 ? recordOf(*page, i) : nullptr;
   }
   MrpAttrDatabase* findSparse(std::uint64_t key) const;
   MrpAttrDatabase& addSparse(std::uint64_t key, unsigned marks);
   void delSparse(std::uint64_t key);
-  inline MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
-  [[gnu::noinline]] Page& makePage(std::size_t index);
+  // A record at an index that has a page, or at any.
+  inline MrpAttrDatabase& make(Page& page, std::size_t index, std::uint64_t key, unsigned marks);
+  [[gnu::noinline]] MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
+  Page& makePage(std::size_t index);
+  [[noreturn]] static void refuse();
   MrpAttrDatabase* at(std::size_t index) const {
     return recordOf(*pages_[index / kPageRecords], index % kPageRecords);
   }

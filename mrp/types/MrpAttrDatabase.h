@@ -71,7 +71,10 @@ class MrpAttrDatabase {
   bool pendingAdd() const { return marks_ & kPendingAdd; }
   bool pendingDelete() const { return marks_ & kPendingDelete; }
   // What a look-up finds: committed or about to be, and not about to be deleted.
-  bool visible() const { return marks_ == kCommitted || marks_ == kPendingAdd; }
+  bool visible() const { return visible(marks_); }
+  static constexpr bool visible(unsigned marks) {
+    return marks == kCommitted || marks == kPendingAdd;
+  }
 
   // Leave timers, for LeaveAlls and role changes and for a received Lv.
   MrpLeaveSm& leaveSm() { return leaveSm_; }
@@ -110,8 +113,8 @@ class MrpAttrDatabase {
 
   MrpAttrDatabase(std::uint64_t attributeKey, std::size_t number, bool wide, unsigned marks)
       : attributeKey_(attributeKey),
-        marks_(static_cast<std::uint8_t>(marks)),
-        place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))) {}
+        place_(static_cast<std::uint8_t>(number | (wide ? kWide : 0u))),
+        marks_(static_cast<std::uint8_t>(marks)) {}
   bool wide() const { return place_ & kWide; }
   unsigned number() const { return place_ & (kWide - 1u); }
   void marksAre(unsigned marks) { marks_ = static_cast<std::uint8_t>(marks); }
@@ -130,11 +133,11 @@ class MrpAttrDatabase {
   std::uint64_t attributeKey_;
   MrpLeaveSm leaveSm_{MrpLeaveSm::kLeave};
   MrpLeaveSm explicitLeaveSm_{MrpLeaveSm::kExplicitLeave};
+  std::uint8_t place_;
+  std::uint8_t marks_;
   MrpApplicantState applicantState_ = MrpApplicantState::vo;
   MrpRegistrarState registrarState_ = MrpRegistrarState::mt;
-  std::uint8_t marks_;
   std::uint8_t valueSize_ = 0;
-  std::uint8_t place_;
   std::uint8_t spare_ = 0;
   std::array<std::uint8_t, kNarrowValue> value_{};
 };

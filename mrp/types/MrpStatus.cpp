@@ -34,11 +34,10 @@ void MrpIntfTypeApplicant::mrpAttributeDel(std::uint64_t key) {
   if (MrpAttrDatabase* record = mrpAttribute(key)) table_.marksAre(*record, 0);
 }
 
-MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
-  if (!known) return table_.add(key, MrpAttrDatabase::kPendingAdd);
-  known->reset();
-  table_.marksAre(*known, MrpAttrDatabase::kPendingAdd);
-  return *known;
+MrpAttrDatabase& MrpIntfTypeApplicant::pendingAddAgain(MrpAttrDatabase& known) {
+  known.reset();
+  table_.marksAre(known, MrpAttrDatabase::kPendingAdd);
+  return known;
 }
 
 void MrpIntfTypeApplicant::pendingAddDel(MrpAttrDatabase& record) {

@@ -52,13 +52,20 @@ class MRP_API MrpIntfTypeApplicant {
   // Pending additions and deletions.
   MrpAttrDatabase& pendingAddIs(std::uint64_t key) { return pendingAddIs(key, table_.find(key)); }
   // The same for a caller that has looked up any(key).
-  MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known);
+  MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
+    return known ? pendingAddAgain(*known) : table_.add(key, MrpAttrDatabase::kPendingAdd);
+  }
   void pendingAddDel(MrpAttrDatabase& record);
   void commit(MrpAttrDatabase& record);
   void pendingDeleteIs(MrpAttrDatabase& record);
   void pendingDeleteDel(MrpAttrDatabase& record);
   std::size_t pendingAdds() const { return table_.count(AttrTable::kPendingAdd); }
   std::size_t pendingDeletes() const { return table_.count(AttrTable::kPendingDelete); }
+
+  // What a record of this collection declares.
+  void applicantStateIs(MrpAttrDatabase& record, MrpApplicantState state) {
+    table_.applicantStateIs(record, state);
+  }
 
   // To be called when a leave timer has stopped running: a vacant record goes with its last one.
   void leaveSmStopped(MrpAttrDatabase& record) {
@@ -73,6 +80,7 @@ class MRP_API MrpIntfTypeApplicant {
   static std::span<const Platform::AttributeInfo> attributeTable();
 
  private:
+  MrpAttrDatabase& pendingAddAgain(MrpAttrDatabase& known);
   Platform::Value::Members members() const;
 
   IntfId intfId_;

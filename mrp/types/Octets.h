@@ -9,7 +9,7 @@ namespace Mrp {
 // Copying and comparing of values whose size is known at run time only. Most values are VLAN
 // identifiers: their two octets are worth a branch, against the call that any other size takes.
 inline void copyOctets(std::uint8_t* to, const std::uint8_t* from, std::size_t n) {
-  if (n == 2) {
+  if (n == 2) [[likely]] {
     std::memcpy(to, from, 2);
   } else if (n > 0) {
     std::memcpy(to, from, n);

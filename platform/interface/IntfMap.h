@@ -25,7 +25,7 @@ class IntfMap {
    public:
     Place(const IntfMap& map, IntfId intf) : map_(&map), intf_(intf) {}
     // What `find` gives by now.
-    T* find() {
+    [[gnu::always_inline]] T* find() {
       if (!place_) place_ = map_->placeOf(intf_);
       return elementAt(place_);
     }

@@ -21,20 +21,19 @@ class SequencedQueue {
 
   // The new element's number is the larger of the running number and the tail's plus one.
   void enq(const T& value) {
-    std::uint32_t number = metadata_.next;
-    if (!empty()) number = std::max(number, elements_.back().number + 1);
-    append(number, value);
+    if (!empty()) [[unlikely]]
+      return enqBehind(value);
+    elements_.push_back({metadata_.next, value});
+    metadata_.head = metadata_.next;
+    ++metadata_.present;
   }
 
   // An empty queue gives a default value and changes nothing.
   T deq() {
-    if (empty()) return T{};
-    T value = elements_[first_++].value;
-    if (empty()) {
-      clear();
-    } else if (first_ > kMaxGone && 2 * first_ > elements_.size()) {
-      compact();
-    }
+    if (elements_.size() != 1) [[unlikely]]
+      return deqOfMany();
+    T value = elements_.front().value;
+    clear();
     ++metadata_.dequeued;
     removed();
     return value;
@@ -52,7 +51,7 @@ class SequencedQueue {
   void del(std::uint32_t number) {
     if (auto it = at(number); it != elements_.end()) {
       elements_.erase(it);
-      if (empty()) clear();
+      if (first_ == elements_.size()) clear();
       removed();
     }
   }
@@ -68,7 +67,7 @@ class SequencedQueue {
     return it == elements_.end() ? nullptr : &it->value;
   }
 
-  bool empty() const { return first_ == elements_.size(); }
+  bool empty() const { return elements_.empty(); }
   const Metadata& metadata() const { return metadata_; }
   void metadataIs(const Metadata& metadata) { metadata_ = metadata; }
 
@@ -77,6 +76,23 @@ class SequencedQueue {
     std::uint32_t number;
     T value;
   };
+
+  // Most queues hold one element at a time: these are for all others.
+  [[gnu::noinline]] void enqBehind(const T& value) {
+    append(std::max(metadata_.next, elements_.back().number + 1), value);
+  }
+  [[gnu::noinline]] T deqOfMany() {
+    if (empty()) return T{};
+    T value = elements_[first_++].value;
+    if (first_ == elements_.size()) {
+      clear();
+    } else if (first_ > kMaxGone && 2 * first_ > elements_.size()) {
+      compact();
+    }
+    ++metadata_.dequeued;
+    removed();
+    return value;
+  }
 
   auto at(std::uint32_t number) {
     return std::find_if(begin(), elements_.end(),
@@ -107,7 +123,7 @@ class SequencedQueue {
 
   static constexpr std::size_t kMaxGone = 64;
   std::vector<Element> elements_;
-  std::size_t first_ = 0;  // in front of it stand elements that are gone
+  std::size_t first_ = 0;  // in front of it stand elements that are gone; never all of them
   Metadata metadata_;
 };
 

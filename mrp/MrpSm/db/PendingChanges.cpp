@@ -29,14 +29,22 @@ MrpAttrDatabase* Records::addPending(const MrpAttribute& attribute) {
 
 // An attribute that is being deleted is revived as it stands.
 Subject Records::addPending(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key) {
+  if (known && known.record->committed()) {
+    if (known.record->pendingDelete()) known.types->pendingDeleteDel(*known.record);
+    return known;
+  }
   try {
-    MrpIntfTypeApplicant& of =
-        known.types ? *known.types : env_.database.attrDatabaseIs(intf).intfTypeApplicantIs(type);
-    if (known && known.record->committed()) {
-      if (known.record->pendingDelete()) of.pendingDeleteDel(*known.record);
-      return known;
-    }
-    MrpAttrDatabase& record = of.pendingAddIs(key, known.record);
+    if (!known.types) known.types = &env_.database.attrDatabaseIs(intf).intfTypeApplicantIs(type);
+  } catch (const std::bad_alloc&) {
+    noMemory(intf, type, key);
+    return {};
+  }
+  return addPending(*known.types, known.record, key);
+}
+
+Subject Records::addPending(MrpIntfTypeApplicant& of, MrpAttrDatabase* known, std::uint64_t key) {
+  try {
+    MrpAttrDatabase& record = of.pendingAddIs(key, known);
     try {
       if (adds_) adds_->doUpdateReviewTimer();
     } catch (...) {
@@ -45,7 +53,7 @@ Subject Records::addPending(Subject known, IntfId intf, std::uint8_t type, std::
     }
     return {&of, &record};
   } catch (const std::bad_alloc&) {
-    noMemory(intf, type, key);
+    noMemory(of.intfId(), of.attributeType(), key);
     return {};
   }
 }

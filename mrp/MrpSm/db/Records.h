@@ -35,7 +35,8 @@ class Records {
 
   // Collection of one port and type; null when there is none.
   MrpIntfTypeApplicant* types(IntfId intf, std::uint8_t type) const {
-    if (last_.types && last_.intf == intf && last_.type == type) return last_.types;
+    if (last_.types && last_.intf == intf && last_.type == type) [[likely]]
+      return last_.types;
     last_ = {intf, type, env_.database.typeApplicant(intf, type)};
     return last_.types;
   }
@@ -112,13 +113,16 @@ class Records {
   // `known` is what findAny gives.
   Subject add(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key,
               std::span<const std::uint8_t> value) {
-    const Subject added = addPending(known, intf, type, key);
+    const Subject added = known.types && !known.record ? addPending(*known.types, nullptr, key)
+                                                       : addPending(known, intf, type, key);
     if (!added) return added;
     if (known) added.record->statesAre(MrpApplicantState::vo, MrpRegistrarState::mt);
     added.record->valueIs(value);
     return added;
   }
   Subject addPending(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key);
+  // Of a collection that is there; `known` is no committed record, or null.
+  Subject addPending(MrpIntfTypeApplicant& of, MrpAttrDatabase* known, std::uint64_t key);
   bool refusesBeyond(const MrpIntfTypeApplicant& types, std::uint64_t key, std::uint32_t limit);
   void committed(const MrpIntfTypeApplicant& types, std::uint64_t key, bool added) const;
   [[gnu::cold]] void noMemory(IntfId intf, std::uint8_t type, std::uint64_t key) const;

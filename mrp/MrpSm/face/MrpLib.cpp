@@ -58,9 +58,10 @@ void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
 }
 
 void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
-  using Into = Transmitter::Into;
-  activeRooms().transmitter->send(intf, parameters.attributeType, parameters.attributeEvent,
-                                  second ? Into::second : Into::first);
+  const std::uint8_t event = parameters.attributeEvent;
+  activeRooms().transmitter->send(
+      intf, parameters.attributeType,
+      second ? Transmitter::intoSecond(event) : Transmitter::intoFirst(event));
 }
 
 void MrpLib::mrpSendLeaveAll(std::uint8_t attributeType, IntfId intf) {

@@ -10,9 +10,10 @@ void ValueRecords::applicationIs(MrpApplication application) {
     with(application, type.type, [&](auto& slots) {
       using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
       static_assert(alignof(Value) == 1 && std::is_trivially_copyable_v<Value>);
-      images_[type.type] = {reinterpret_cast<std::uint8_t*>(&slots.rx),
-                            reinterpret_cast<std::uint8_t*>(&slots.tx),
-                            static_cast<std::uint8_t>(sizeof(Value)), type.keyOctets};
+      images_[type.type] = {.rx = reinterpret_cast<std::uint8_t*>(&slots.rx),
+                            .tx = reinterpret_cast<std::uint8_t*>(&slots.tx),
+                            .size = sizeof(Value),
+                            .keyOctets = type.keyOctets};
     });
   }
 }

@@ -54,11 +54,10 @@ inline MsrpListenerEvent fourPackedEvent(const std::uint8_t* octets, std::uint32
 
 // Append one value to the current vector: its event (and a listener's event) is packed and
 // NumberOfValues grows by one, LeaveAll stays as it is. An octet that is opened is cleared first.
-// The result is the number of octets by which the vector grew.
+// The result is the number of octets by which the vector grew. `n` is NumberOfValues so far.
 inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstValueSize,
-                                        std::uint8_t event) {
+                                        std::uint8_t event, unsigned n) {
   std::uint8_t* events = vector + kVectorHeaderSize + firstValueSize;
-  const unsigned n = mrpGetNumOfValues(vector);
   countOneMoreValue(vector);
   if (n % 3 == 0) {
     events[n / 3] = static_cast<std::uint8_t>(event * 36u);
@@ -69,8 +68,9 @@ inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstV
 }
 inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
                                            std::uint8_t event, MrpApplication application) {
-  return packThreePackedEvent(context.vectorData(), attributeLength(application, attributeType),
-                              event);
+  std::uint8_t* vector = context.vectorData();
+  return packThreePackedEvent(vector, attributeLength(application, attributeType), event,
+                              mrpGetNumOfValues(vector));
 }
 // For a listener vector: the four-packed octets follow the three-packed ones without a gap, and
 // move up when those grow.

@@ -14,7 +14,7 @@ namespace Mrp {
 // One open transmit packet of a port. The packet's data starts at the first message of the MRPDU,
 // with head room for what is prepended when it is finished; its whole data room is writable.
 // Positions are offsets from the start of the data.
-class MRP_API MrpTxPacketContext : public Platform::PtrInterface {
+class MRP_API MrpTxPacketContext {
  public:
   static constexpr std::size_t kNone = ~std::size_t{0};
 

@@ -1,5 +1,7 @@
 // Requests of the application: from a service call to the machines.
 
+#include <array>
+
 #include "mrp/MrpSm/MrpLib.h"
 #include "mrp/MrpSm/db/Records.h"
 #include "mrp/MrpSm/service/Service.h"
@@ -26,38 +28,61 @@ class CurrentAttributeScope {
   MrpAttribute current_;
 };
 
+// What a request asks of the Applicant, by its event: New, JoinIn, In, JoinMt, Mt, Lv.
+constexpr std::array kRequested{MrpApplicantEvent::newRequest, MrpApplicantEvent::join,
+                                MrpApplicantEvent::none,       MrpApplicantEvent::join,
+                                MrpApplicantEvent::none,       MrpApplicantEvent::leave};
+
+MrpApplicantEvent requestedBy(std::uint8_t event) {
+  return event < kRequested.size() ? kRequested[event] : MrpApplicantEvent::none;
+}
+
 }  // namespace
 
 void Service::request(MrpLib& lib, const MrpParameters& parameters) {
   const CurrentAttributeScope scope(env_);
-  // Of the interface that was current; drawn for those requests that use it.
-  const bool leaveAll = parameters.attributeEvent == kLeaveAllEvent;
-  const Seconds period =
-      leaveAll ? machines_.leaveAll->leaveAllPeriod(env_.context->intfId()) : Seconds();
+  if (parameters.attributeEvent == kLeaveAllEvent) [[unlikely]]
+    return requestLeaveAll(lib, parameters);
   if (env_.trace.isOn(8)) traceRequest();
-  while (!lib.mrpOutIntfQueueEmpty()) act(parameters, lib.mrpOutIntfQueueDeq(), period);
+  while (!lib.mrpOutIntfQueueEmpty()) {
+    lib.mrpOutIntfQueueDeq();
+    act(parameters);
+  }
+}
+
+// The period is that of the interface that was current, drawn once.
+void Service::requestLeaveAll(MrpLib& lib, const MrpParameters& parameters) {
+  const Seconds period = machines_.leaveAll->leaveAllPeriod(env_.context->intfId());
+  if (env_.trace.isOn(8)) traceRequest();
+  while (!lib.mrpOutIntfQueueEmpty()) {
+    const IntfId queued = lib.mrpOutIntfQueueDeq();
+    const std::uint8_t type = parameters.attributeType;
+    env_.contextIs(parameters.intfId, type, env_.values.txKey(type));
+    sendLeaveAll(parameters, queued, period);
+  }
 }
 
 void Service::traceRequest() const { MRP_TRACE(env_.trace, 8, "sendAttribute called"); }
 
-inline void Service::act(const MrpParameters& parameters, IntfId queued, Seconds period) {
+inline void Service::act(const MrpParameters& parameters) {
   const std::uint8_t type = parameters.attributeType;
-  env_.contextIs(parameters.intfId, type, env_.values.txKey(type));
-  switch (parameters.attributeEvent) {
-    case static_cast<std::uint8_t>(MrpThreePackedEvent::newEvent):
-      return declare(MrpApplicantEvent::newRequest);
-    case static_cast<std::uint8_t>(MrpThreePackedEvent::joinIn):
-    case static_cast<std::uint8_t>(MrpThreePackedEvent::joinMt):
-      return declare(MrpApplicantEvent::join);
-    case static_cast<std::uint8_t>(MrpThreePackedEvent::lv):
-      return deleteOnDefaultStates(drive(MrpApplicantEvent::leave));
-    case kLeaveAllEvent:
-      return sendLeaveAll(parameters, queued, period);
-    case kInternalLeaveEvent:
-      return internalLeave();
-    default:
-      return traceUnknown(parameters.attributeEvent);
-  }
+  const ValueRecords::Images images = env_.values.images(type);
+  const MrpAttribute attribute{parameters.intfId, type, images.txKey()};
+  env_.contextIs(attribute.intfId, attribute.attributeType, attribute.attributeKey);
+  const MrpApplicantEvent event = requestedBy(parameters.attributeEvent);
+  if (event == MrpApplicantEvent::none) [[unlikely]]
+    return actOtherwise(parameters);
+  const Subject subject = drive(attribute, event, images);
+  if (!subject) [[unlikely]]
+    return;
+  if (event == MrpApplicantEvent::leave) return deleteOnDefaultStates(subject);
+  subject.record->valueIs(images.txImage());
+}
+
+// What is no event of the Applicant.
+void Service::actOtherwise(const MrpParameters& parameters) {
+  if (parameters.attributeEvent == kInternalLeaveEvent) return internalLeave();
+  traceUnknown(parameters.attributeEvent);
 }
 
 void Service::traceUnknown(std::uint8_t event) const {
@@ -65,18 +90,13 @@ void Service::traceUnknown(std::uint8_t event) const {
 }
 
 // An event of the current attribute, whose record is made when there is none; gives that.
-inline Subject Service::drive(MrpApplicantEvent event) {
-  const auto& [intf, type, key] = env_.current();
-  Subject subject = records_.is(intf, type, key, env_.values.rxImage(type));
+inline Subject Service::drive(const MrpAttribute& attribute, MrpApplicantEvent event,
+                              const ValueRecords::Images& images) {
+  const auto& [intf, type, key] = attribute;
+  Subject subject = records_.is(intf, type, key, images.rxImage());
   machines_.applicant->applicantEventIs(event);
   if (subject) subject.record = machines_.applicant->handle(subject, event);
   return subject;
-}
-
-inline void Service::declare(MrpApplicantEvent event) {
-  if (const Subject subject = drive(event)) {
-    subject.record->valueIs(env_.values.txImage(subject.type()));
-  }
 }
 
 // A running period of the type starts again.
@@ -84,7 +104,7 @@ void Service::sendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds
   const std::uint8_t type = parameters.attributeType;
   MRP_TRACE(env_.trace, 7,
             "mrpSendAttribute: lvAllEvent_. intfId = " << intf << "attrType = " << +type);
-  machines_.transmitter->send(intf, type, kLeaveAllEvent, Transmitter::Into::first);
+  machines_.transmitter->send(intf, type, Transmitter::intoFirst(kLeaveAllEvent));
   env_.database.leaveAllTimeIs({intf, type}, period);
   MrpIntfLeaveAllSm* sm = machines_.leaveAll->intfLeaveAllSm(intf);
   if (!sm) return;

@@ -52,9 +52,11 @@ class Service {
 
  private:
   bool active() const { return machines_.applicant != nullptr; }
-  [[gnu::always_inline]] void act(const MrpParameters& parameters, IntfId queued, Seconds period);
-  [[gnu::always_inline]] Subject drive(MrpApplicantEvent event);
-  [[gnu::always_inline]] void declare(MrpApplicantEvent event);
+  [[gnu::always_inline]] void act(const MrpParameters& parameters);
+  void requestLeaveAll(MrpLib& lib, const MrpParameters& parameters);
+  void actOtherwise(const MrpParameters& parameters);
+  [[gnu::always_inline]] Subject drive(const MrpAttribute& attribute, MrpApplicantEvent event,
+                                       const ValueRecords::Images& images);
   [[gnu::cold]] void traceRequest() const;
   [[gnu::cold]] void traceUnknown(std::uint8_t event) const;
   void deleteOnDefaultStates(Subject subject);

@@ -8,27 +8,11 @@
 namespace Mrp {
 namespace {
 
-// What a cell sends, before it writes the state. "First" and "second" are the port's two open
-// packets.
-enum class Action : std::uint8_t {
-  none,
-  newTwice,        // New into the first, then into the second
-  newOnce,         // New into the first
-  joinTwice,       // JoinIn or JoinMt, by the registrar's state, into both
-  joinOnce,        // the same into the first
-  registered,      // In or Mt, by the registrar's state, into the first
-  registeredJoin,  // the registered state into the first, the join into the second
-  leave,           // Lv into the first
-};
-
 using enum MrpApplicantState;
+using Action = ApplicantAction;
+using Cell = ApplicantCell;
 
-constexpr std::uint8_t kStays = 0xFF;
-
-struct Cell {
-  Action action = Action::none;
-  std::uint8_t next = kStays;
-};
+constexpr std::uint8_t kStays = Cell::kStays;
 
 constexpr Cell to(MrpApplicantState next) {
   return {Action::none, static_cast<std::uint8_t>(next)};
@@ -76,30 +60,38 @@ constexpr std::array<Row, kStates> kApplicantTable{{
 static_assert(kApplicantTable.size() == static_cast<std::size_t>(lo) + 1);
 static_assert(kEvents == static_cast<std::size_t>(MrpApplicantEvent::none) + 1);
 
-using Into = Transmitter::Into;
+bool isState(MrpApplicantState state) { return static_cast<std::size_t>(state) < kStates; }
 
-// What an action puts into the port's open packets: an event, by the registrar's state, and in one
-// case a Join into the second packet behind it.
-struct Send {
-  MrpThreePackedEvent event;
-  MrpThreePackedEvent whenRegistered;
-  Into into;
-  bool thenJoin;
-};
+Cell cellOf(MrpApplicantState from, MrpApplicantEvent event) {
+  const auto column = static_cast<std::size_t>(event);
+  return column < kEvents ? kApplicantTable[static_cast<std::size_t>(from)][column] : none_;
+}
 
+using Events = Transmitter::Events;
 using enum MrpThreePackedEvent;
 
-// In the order of Action.
-constexpr std::array<Send, 8> kSends{{
+constexpr Events first(MrpThreePackedEvent event) {
+  return Transmitter::intoFirst(static_cast<std::uint8_t>(event));
+}
+constexpr Events both(MrpThreePackedEvent one, MrpThreePackedEvent other) {
+  return {static_cast<std::uint8_t>(one), static_cast<std::uint8_t>(other),
+          Transmitter::Into::both};
+}
+
+// What an action puts into the port's open packets, in the order of Action: when the attribute is
+// not registered, and when it is.
+// clang-format off
+constexpr std::array<std::array<Events, 2>, 8> kSends{{
     /* none           */ {},
-    /* newTwice       */ {newEvent, newEvent, Into::both, false},
-    /* newOnce        */ {newEvent, newEvent, Into::first, false},
-    /* joinTwice      */ {joinMt, joinIn, Into::both, false},
-    /* joinOnce       */ {joinMt, joinIn, Into::first, false},
-    /* registered     */ {mt, in, Into::first, false},
-    /* registeredJoin */ {mt, in, Into::first, true},
-    /* leave          */ {lv, lv, Into::first, false},
+    /* newTwice       */ {{both(newEvent, newEvent), both(newEvent, newEvent)}},
+    /* newOnce        */ {{first(newEvent),          first(newEvent)}},
+    /* joinTwice      */ {{both(joinMt, joinMt),     both(joinIn, joinIn)}},
+    /* joinOnce       */ {{first(joinMt),            first(joinIn)}},
+    /* registered     */ {{first(mt),                first(in)}},
+    /* registeredJoin */ {{both(mt, joinMt),         both(in, joinIn)}},
+    /* leave          */ {{first(lv),                first(lv)}},
 }};
+// clang-format on
 static_assert(kSends.size() == static_cast<std::size_t>(Action::leave) + 1);
 
 }  // namespace
@@ -119,43 +111,53 @@ MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event
   return handle(subject, event, subject.record->registrarState());
 }
 
+// Most cells send nothing.
 MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event,
                                         MrpRegistrarState registered) {
-  const bool told = env_.trace.isOn(7) || env_.observed();
-  if (told) tellEvent(subject, event);
-  auto from = static_cast<std::size_t>(subject.record->applicantState());
-  const auto column = static_cast<std::size_t>(event);
-  if (from >= kStates) {
-    tellInvalid(from);
-    return subject.record;
-  }
-  const Cell cell = column < kEvents ? kApplicantTable[from][column] : none_;
-  if (cell.action != Action::none) {
-    subject.record = send(subject, static_cast<std::uint8_t>(cell.action), registered);
-    if (!subject.record) return nullptr;
-    // Whoever ran inside a transmission may have driven this very machine.
-    if (told) from = static_cast<std::size_t>(subject.record->applicantState());
-  }
-  if (cell.next != kStays) {
-    subject.record->applicantStateIs(static_cast<MrpApplicantState>(cell.next));
-  }
-  if (told) tellExit(subject, from, event);
+  if (env_.trace.isOn(7) || env_.observed()) return handleTold(subject, event, registered);
+  const MrpApplicantState from = subject.record->applicantState();
+  if (!isState(from)) return tellInvalid(subject, from);
+  const Cell cell = cellOf(from, event);
+  if (cell.action != Action::none) return act(subject, cell, registered);
+  enter(subject, cell);
   return subject.record;
 }
 
-inline MrpAttrDatabase* MrpApplicantSm::send(Subject subject, std::uint8_t action,
+MrpAttrDatabase* MrpApplicantSm::handleTold(Subject subject, MrpApplicantEvent event,
+                                            MrpRegistrarState registered) {
+  tellEvent(subject, event);
+  MrpApplicantState from = subject.record->applicantState();
+  if (!isState(from)) return tellInvalid(subject, from);
+  const Cell cell = cellOf(from, event);
+  if (cell.action != Action::none) subject.record = send(subject, cell.action, registered);
+  if (!subject) return nullptr;
+  // Whoever ran inside a transmission may have driven this very machine.
+  from = subject.record->applicantState();
+  enter(subject, cell);
+  tellExit(subject, from, event);
+  return subject.record;
+}
+
+MrpAttrDatabase* MrpApplicantSm::act(Subject subject, Cell cell, MrpRegistrarState registered) {
+  subject.record = send(subject, cell.action, registered);
+  if (subject) enter(subject, cell);
+  return subject.record;
+}
+
+inline void MrpApplicantSm::enter(Subject subject, Cell cell) {
+  if (cell.next == kStays) return;
+  subject.types->applicantStateIs(*subject.record, static_cast<MrpApplicantState>(cell.next));
+}
+
+inline MrpAttrDatabase* MrpApplicantSm::send(Subject subject, Action action,
                                              MrpRegistrarState registered) {
-  const bool in = registered == MrpRegistrarState::in;
   const std::uint64_t key = subject.key();
-  const Send& what = kSends[action];
-  const MrpThreePackedEvent event = in ? what.whenRegistered : what.event;
-  bool sent = transmitter_.send(subject.intf(), subject.type(), static_cast<std::uint8_t>(event),
-                                what.into);
-  if (what.thenJoin) {
-    sent |= transmitter_.send(subject.intf(), subject.type(),
-                              static_cast<std::uint8_t>(in ? joinIn : joinMt), Into::second);
-  }
-  return sent ? records_.find(subject.intf(), subject.type(), key).record : subject.record;
+  const bool in = registered == MrpRegistrarState::in;
+  const Events& events = kSends[static_cast<std::size_t>(action)][in];
+  const bool sent = transmitter_.send(subject.intf(), subject.type(), events);
+  if (sent) [[unlikely]]
+    return records_.find(subject.intf(), subject.type(), key).record;
+  return subject.record;
 }
 
 void MrpApplicantSm::tellEvent(Subject subject, MrpApplicantEvent event) const {
@@ -166,15 +168,16 @@ void MrpApplicantSm::tellEvent(Subject subject, MrpApplicantEvent event) const {
                 << " Enter: state = " << subject.record->applicantState() << " event = " << event);
 }
 
-void MrpApplicantSm::tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const {
+void MrpApplicantSm::tellExit(Subject subject, MrpApplicantState from,
+                              MrpApplicantEvent event) const {
   const MrpApplicantState to = subject.record->applicantState();
   MRP_TRACE(env_.trace, 7, " Exit: handleApplicantEvent, state = " << to);
-  env_.moved(MrpObserver::Machine::applicant, static_cast<MrpApplicantState>(from), event, to,
-             subject.attribute());
+  env_.moved(MrpObserver::Machine::applicant, from, event, to, subject.attribute());
 }
 
-void MrpApplicantSm::tellInvalid(std::size_t state) const {
-  MRP_TRACE(env_.trace, 4, "Invalid applicant State = " << state);
+MrpAttrDatabase* MrpApplicantSm::tellInvalid(Subject subject, MrpApplicantState state) const {
+  MRP_TRACE(env_.trace, 4, "Invalid applicant State = " << static_cast<std::size_t>(state));
+  return subject.record;
 }
 
 void MrpApplicantSm::mrpSetApplicantState(MrpApplicantState state) {

@@ -11,6 +11,25 @@ class Transmitter;
 struct Environment;
 struct Subject;
 
+// What a cell of the Applicant's table sends, before it writes the state. "First" and "second" are
+// the port's two open packets.
+enum class ApplicantAction : std::uint8_t {
+  none,
+  newTwice,        // New into the first, then into the second
+  newOnce,         // New into the first
+  joinTwice,       // JoinIn or JoinMt, by the registrar's state, into both
+  joinOnce,        // the same into the first
+  registered,      // In or Mt, by the registrar's state, into the first
+  registeredJoin,  // the registered state into the first, the join into the second
+  leave,           // Lv into the first
+};
+
+struct ApplicantCell {
+  static constexpr std::uint8_t kStays = 0xFF;
+  ApplicantAction action = ApplicantAction::none;
+  std::uint8_t next = kStays;
+};
+
 // Applicant (IEEE 802.1Q 10.7.7, reduced): decides what this station declares about an attribute.
 // It waits for no transmit opportunity; a transition that declares sends at once. One per engine;
 // the state is in the attribute's record.
@@ -37,13 +56,18 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
 
  private:
   void handleInitialized() { initialized_ = true; }
-  // Carries out the action of a cell of the table; gives the record as `handle` does.
-  [[gnu::always_inline]] MrpAttrDatabase* send(Subject subject, std::uint8_t action,
+  // What a cell says. Those that may send give the record as `handle` does.
+  [[gnu::noinline]] MrpAttrDatabase* act(Subject subject, ApplicantCell cell,
+                                         MrpRegistrarState registered);
+  [[gnu::always_inline]] MrpAttrDatabase* send(Subject subject, ApplicantAction action,
                                                MrpRegistrarState registered);
-  // What is told of an event, apart from the hot path: it costs that registers even when it is off.
-  [[gnu::cold]] void tellEvent(Subject subject, MrpApplicantEvent event) const;
-  [[gnu::cold]] void tellExit(Subject subject, std::size_t from, MrpApplicantEvent event) const;
-  [[gnu::cold]] void tellInvalid(std::size_t state) const;
+  void enter(Subject subject, ApplicantCell cell);
+  // The same as `handle` when somebody is told of it: telling costs registers even when it is off.
+  [[gnu::cold]] MrpAttrDatabase* handleTold(Subject subject, MrpApplicantEvent event,
+                                            MrpRegistrarState registered);
+  void tellEvent(Subject subject, MrpApplicantEvent event) const;
+  void tellExit(Subject subject, MrpApplicantState from, MrpApplicantEvent event) const;
+  [[gnu::cold]] MrpAttrDatabase* tellInvalid(Subject subject, MrpApplicantState state) const;
 
   const Environment& env_;
   Records& records_;

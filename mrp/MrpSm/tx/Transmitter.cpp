@@ -8,6 +8,7 @@
 
 #include "mrp/MrpSm/env/ApplicationScope.h"
 #include "mrp/MrpSm/pdu/MrpduLayout.h"
+#include "mrp/MrpSm/tx/VectorAppending.h"
 #include "mrp/MrpSm/tx/VectorEncoders.h"
 #include "platform/packet/EthFrame.h"
 #include "platform/packet/Pam.h"
@@ -51,6 +52,9 @@ Transmitter::Transmitter(const Environment& env, const Ports& ports)
     env.values.with(env.application, type.type, [&](const auto& slots) {
       using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
       encoders_[type.type] = {
+          [](Transmitter& self, IntfId intf, const Events& events) {
+            return self.sendValue<Value>(intf, events);
+          },
           [](MrpTxPacketContext& context, const void* value, std::uint8_t event,
              const Environment& of) {
             return addToPacket(context, *static_cast<const Value*>(value), event, of);
@@ -65,19 +69,14 @@ Transmitter::Transmitter(const Environment& env, const Ports& ports)
 
 // --- Declarations --------------------------------------------------------------------------------
 
-inline std::size_t Transmitter::add(MrpTxPacketContext& context, std::uint8_t type,
-                                    std::uint8_t event) {
-  const Encoder& encoder = encoders_[type <= kMostTypes ? type : 0];
+std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
+                                std::uint8_t event) {
+  const Encoder& encoder = encoderOf(type);
   if (!encoder.add) return notEncoded(context);
   if (env_.trace.isOn(8)) traceSending(context.intf(), type, event);
   const std::size_t packed = encoder.add(context, encoder.value, event, env_);
   if (env_.observed()) tellSent(context.intf(), type, event);
   return packed;
-}
-
-std::size_t Transmitter::encode(MrpTxPacketContext& context, std::uint8_t type,
-                                std::uint8_t event) {
-  return add(context, type, event);
 }
 
 void Transmitter::traceSending(IntfId intf, std::uint8_t type, std::uint8_t event) const {
@@ -90,7 +89,7 @@ void Transmitter::tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) c
   env_.eventSent({intf, type, key}, event);
 }
 
-inline bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second) {
+bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second) {
   MrpTxPacketContext* context = portOf(intf).packet(second);
   bool sent = false;
   // Messages of one MRPDU stand in ascending order of type, so a packet that is past it leaves.
@@ -99,34 +98,69 @@ inline bool Transmitter::put(IntfId intf, std::uint8_t type, std::uint8_t event,
     context = open(intf, type, event, second);
     if (!context) return sent;
   }
-  if (add(*context, type, event) + kMargin < portOf(intf).room()) return sent;
+  if (encode(*context, type, event) + kMargin < portOf(intf).room()) return sent;
   return transmit(intf, second) || sent;
 }
 
-bool Transmitter::send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into) {
-  if (!portOf(intf).hasEndpoint()) {
-    noEndpoint(intf, type);
-    if (into == Into::both) noEndpoint(intf, type);
-    return false;
-  }
-  const bool sent = into != Into::second && put(intf, type, event, false);
-  if (into == Into::first) return sent;
-  // Whoever runs inside a transmission may close the port.
-  if (sent && !portOf(intf).hasEndpoint()) {
-    noEndpoint(intf, type);
-    return sent;
-  }
-  return put(intf, type, event, true) || sent;
+bool Transmitter::sendAny(IntfId intf, std::uint8_t type, const Events& events) {
+  if (!portOf(intf).hasEndpoint()) return noEndpoint(intf, type, events);
+  const bool sent = events.into != Into::second && put(intf, type, events.first, false);
+  return putSecond(intf, type, events, sent);
 }
 
-void Transmitter::noEndpoint(IntfId intf, std::uint8_t type) const {
-  MRP_TRACE(env_.trace, 4, " Tx is being Attempted before the PAM is enabled ");
-  env_.discarded(MrpObserver::Reason::noEndpoint, {intf, type, env_.values.txKey(type)});
+// Behind what has been put into the first packet. Whoever runs inside a transmission may close the
+// port.
+bool Transmitter::putSecond(IntfId intf, std::uint8_t type, const Events& events, bool sent) {
+  if (events.into == Into::first) return sent;
+  if (!sent || portOf(intf).hasEndpoint()) return put(intf, type, events.second, true) || sent;
+  noEndpoint(intf, type, intoSecond(events.second));
+  return sent;
+}
+
+// Nearly every event joins a vector that is open, in a packet that has room, and nobody is told of
+// it. What is rare ends in a call, so that nothing has to be kept for it.
+template <class Value>
+inline bool Transmitter::sendValue(IntfId intf, const Events& events) {
+  constexpr std::uint8_t type = Codec<Value>::type;
+  const bool told = env_.trace.isOn(8) || env_.observed();
+  const bool leaveAll = events.first == kLeaveAllEvent || events.second == kLeaveAllEvent;
+  if (told || leaveAll || port_.intf != intf || !port_.hasEndpoint()) [[unlikely]] {
+    return sendAny(intf, type, events);
+  }
+  const Value& value = *static_cast<const Value*>(encoders_[type].value);
+  const std::size_t room = port_.room();
+  if (events.into != Into::second) {
+    MrpTxPacketContext* first = port_.packet(false);
+    if (!joinsOpenVector(first, value, env_)) [[unlikely]]
+      return sendAny(intf, type, events);
+    if (append(*first, value, events.first, env_) + kMargin >= room) [[unlikely]] {
+      return firstFull(intf, type, events);
+    }
+  }
+  if (events.into == Into::first) return false;
+  MrpTxPacketContext* second = port_.packet(true);
+  if (!joinsOpenVector(second, value, env_)) [[unlikely]] {
+    return put(intf, type, events.second, true);
+  }
+  return append(*second, value, events.second, env_) + kMargin >= room && transmit(intf, true);
+}
+
+bool Transmitter::firstFull(IntfId intf, std::uint8_t type, const Events& events) {
+  return putSecond(intf, type, events, transmit(intf, false));
+}
+
+// Once for each packet.
+bool Transmitter::noEndpoint(IntfId intf, std::uint8_t type, const Events& events) const {
+  for (int packets = events.into == Into::both ? 2 : 1; packets > 0; --packets) {
+    MRP_TRACE(env_.trace, 4, " Tx is being Attempted before the PAM is enabled ");
+    env_.discarded(MrpObserver::Reason::noEndpoint, {intf, type, env_.values.txKey(type)});
+  }
+  return false;
 }
 
 void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
   MRP_TRACE(env_.trace, 8, " \n mrpSendLeaveAll: type = " << +type << " intfId = " << intf);
-  send(intf, type, kLeaveAllEvent, Into::first);
+  send(intf, type, intoFirst(kLeaveAllEvent));
 }
 
 MrpTxPacketContext* Transmitter::open(IntfId intf, std::uint8_t type, std::uint8_t event,
@@ -222,7 +256,7 @@ void Transmitter::flush(IntfId intf) {
 }
 
 void Transmitter::flush() {
-  first_.contexts().walk([this](IntfId intf, const Ptr<MrpTxPacketContext>&) { flush(intf); });
+  first_.contexts().walk([this](IntfId intf, const MrpTxPacketContext&) { flush(intf); });
 }
 
 void Transmitter::drop(IntfId intf) {

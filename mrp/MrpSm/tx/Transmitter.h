@@ -29,11 +29,22 @@ class Transmitter final : public Outbox {
   // Octets that a packet holds where the port's MTU does not say less.
   static constexpr std::size_t kDataRoom = 1500;
 
-  // Which of a port's open packets an event goes into. Of both, the first comes before.
+  // Which of a port's open packets get an event, and which one. Of both, the first comes before.
   enum class Into : std::uint8_t { first, second, both };
-  // Encodes one event of the attribute whose value stands in the transmit record. True when a
-  // packet was sent: the application may have run meanwhile.
-  bool send(IntfId intf, std::uint8_t type, std::uint8_t event, Into into);
+  struct Events {
+    std::uint8_t first = 0;
+    std::uint8_t second = 0;
+    Into into = Into::first;
+  };
+  static constexpr Events intoFirst(std::uint8_t event) { return {event, 0, Into::first}; }
+  static constexpr Events intoSecond(std::uint8_t event) { return {0, event, Into::second}; }
+  // Encodes events of the attribute whose value stands in the transmit record. True when a packet
+  // was sent: the application may have run meanwhile.
+  bool send(IntfId intf, std::uint8_t type, const Events& events) {
+    const Encoder& encoder = encoderOf(type);
+    if (!encoder.send) return sendAny(intf, type, events);
+    return encoder.send(*this, intf, events);
+  }
   // A LeaveAll of a type goes into the first packet.
   void sendLeaveAll(IntfId intf, std::uint8_t type);
   // Puts the event into the open packet that is given. Gives the octets packed so far.
@@ -48,8 +59,10 @@ class Transmitter final : public Outbox {
   void drop(IntfId intf);
 
  private:
-  // How a type's value is encoded, and where it stands; null for a type that the application lacks.
+  // How a type's value is sent and encoded, and where it stands; null for a type that the
+  // application lacks.
   struct Encoder {
+    bool (*send)(Transmitter&, IntfId, const Events&) = nullptr;
     std::size_t (*add)(MrpTxPacketContext&, const void* value, std::uint8_t event,
                        const Environment&) = nullptr;
     void (*trace)(Platform::Trace&, const void* value, std::uint8_t event, IntfId) = nullptr;
@@ -67,10 +80,7 @@ class Transmitter final : public Outbox {
       const Ptr<Platform::Pam>* pam = endpoint.find();
       return pam && *pam;
     }
-    MrpTxPacketContext* packet(bool ofSecond) {
-      const Ptr<MrpTxPacketContext>* context = (ofSecond ? second : first).find();
-      return context ? context->get() : nullptr;
-    }
+    MrpTxPacketContext* packet(bool ofSecond) { return (ofSecond ? second : first).find(); }
     // Octets that a packet may hold.
     [[gnu::always_inline]] std::size_t room() {
       const Platform::IntfStatus* of = status.find();
@@ -86,16 +96,26 @@ class Transmitter final : public Outbox {
   Port& portOf(IntfId intf) { return port_.intf == intf ? port_ : anotherPort(intf); }
   [[gnu::noinline]] Port& anotherPort(IntfId intf) { return port_ = Port(ports_, intf); }
 
-  [[gnu::always_inline]] bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
-  [[gnu::always_inline]] std::size_t add(MrpTxPacketContext& context, std::uint8_t type,
-                                         std::uint8_t event);
+  const Encoder& encoderOf(std::uint8_t type) const {
+    return encoders_[type <= kMostTypes ? type : 0];
+  }
+  // What `send` does where nearly every event belongs, and everywhere.
+  template <class Value>
+  [[gnu::always_inline]] bool sendValue(IntfId intf, const Events& events);
+  [[gnu::noinline]] bool sendAny(IntfId intf, std::uint8_t type, const Events& events);
+  // The event has filled the first packet.
+  [[gnu::noinline]] bool firstFull(IntfId intf, std::uint8_t type, const Events& events);
+  // Puts an event into one packet of a port that has an endpoint; gives what `send` does.
+  [[gnu::noinline]] bool put(IntfId intf, std::uint8_t type, std::uint8_t event, bool second);
+  [[gnu::noinline]] bool putSecond(IntfId intf, std::uint8_t type, const Events& events, bool sent);
   // The open packet, a new one when there is none; null when that cannot be had.
   [[gnu::noinline]] MrpTxPacketContext* open(IntfId intf, std::uint8_t type, std::uint8_t event,
                                              bool second);
   void finish(MrpTxPacketContext& context) const;
   TxPackets& packets(bool second) { return second ? second_ : first_; }
   EthAddr sourceAddress(IntfId intf) const;
-  [[gnu::cold]] void noEndpoint(IntfId intf, std::uint8_t type) const;
+  // Tells of it; gives false.
+  [[gnu::cold]] bool noEndpoint(IntfId intf, std::uint8_t type, const Events& events) const;
   [[gnu::cold]] void traceSending(IntfId intf, std::uint8_t type, std::uint8_t event) const;
   [[gnu::cold]] void tellSent(IntfId intf, std::uint8_t type, std::uint8_t event) const;
   [[gnu::cold]] std::size_t notEncoded(const MrpTxPacketContext& context) const;
