@@ -10,6 +10,7 @@
 #include "sim/msrp/StreamRun.h"
 #include "sim/mvrp/Run.h"
 #include "sim/mvrp/Table.h"
+#include "sim/network/Episode.h"
 
 namespace {
 

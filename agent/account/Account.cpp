@@ -35,7 +35,7 @@ const char* stringValue(Kind kind) {
       "timer armed",   "timer fired",    "timer stopped", "committed",
       "request",       "role",           "port",          "activation",
       "setting",       "contribution",   "propagation",   "decision",
-      "figures",       "reservation",    "listener"};
+      "figures",       "reservation",    "listener",      "recovery"};
   const auto number = static_cast<std::size_t>(kind);
   return number < names.size() ? names[number] : "unknown";
 }
@@ -168,6 +168,8 @@ Number Account::ofInputs(std::uint64_t stream) const {
     cause = std::max(cause, recent({IntfId(), type, stream},
                                    [](const Record& r) { return is(r, Kind::contribution); }));
   }
+  cause = std::max(
+      cause, recent({IntfId(), 0, stream}, [](const Record& r) { return is(r, Kind::recovery); }));
   return because_ == 0 ? 0 : cause;
 }
 
@@ -197,6 +199,10 @@ Number Account::reservation(IntfId intf, std::uint64_t stream, bool opened) {
 Number Account::listener(IntfId intf, std::uint64_t stream, std::uint8_t declared) {
   return addAbout({intf, 0, stream},
                   {.kind = Kind::listener, .event = declared, .cause = ofInputs(stream)});
+}
+
+Number Account::recovered(std::uint64_t stream) {
+  return addAbout({IntfId(), 0, stream}, {.kind = Kind::recovery});
 }
 
 Number Account::decided(IntfId intf, std::uint64_t stream) const {

@@ -84,6 +84,8 @@ class Account final : public MrpObserver {
   // One that is as it was is not recorded.
   Number reservation(IntfId intf, std::uint64_t stream, bool opened);
   Number listener(IntfId intf, std::uint64_t stream, std::uint8_t declared);
+  // The time for which a changed talker fails is over.
+  Number recovered(std::uint64_t stream);
   // The last decision of a stream on a port, or what was declared to its talker there.
   Number decided(IntfId intf, std::uint64_t stream) const;
 

@@ -39,6 +39,8 @@ enum class Kind : std::uint8_t {
   figures,       // of the decision that is its cause; key: allowed, detail: in use, bit/s
   reservation,   // of a stream on the port; event: 1 opened, 0 closed
   listener,      // declared towards the talker; event: MsrpListenerEvent, 0 withdrawn
+  recovery,      // of the whole bridge: the time for which a stream whose talker changed fails is
+                 // over
 };
 
 // What a request asks for.
@@ -117,6 +119,7 @@ constexpr bool isFirstCause(Kind kind) {
     case Kind::port:
     case Kind::activation:
     case Kind::setting:
+    case Kind::recovery:
       return true;
     default:
       return false;

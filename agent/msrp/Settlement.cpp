@@ -10,8 +10,11 @@ namespace Mrp::Streams {
 
 // What the switch refuses, and who is blocked by the fan-in limit, changes what was decided before.
 void StreamPropagation::settle() {
-  recover();
+  const Accounts::Number recovered = recover();
   if (!unsettled_) return;
+  const bool unasked = account_ && account_->because() == 0;
+  const auto because = Accounts::because(unasked ? account_ : nullptr,
+                                         [&](const Accounts::Account&) { return recovered; });
   do {
     do {
       absorb();
@@ -23,7 +26,9 @@ void StreamPropagation::settle() {
   declare();
 }
 
-void StreamPropagation::recover() {
+// The first record of a recovery; 0 for none.
+Accounts::Number StreamPropagation::recover() {
+  Accounts::Number first = 0;
   constexpr Seconds kRepeatInterval{1.0};
   const Seconds now = clock_.now();
   while (!repeating_.empty() && repeating_.begin()->first <= now) {
@@ -38,7 +43,11 @@ void StreamPropagation::recover() {
     firstValueChanged(stream, false);
     forgetLatencies(stream);
     dirty(stream);
+    if (!account_) continue;
+    const Accounts::Number record = account_->recovered(stream.id);
+    if (first == 0) first = record;
   }
+  return first;
 }
 
 void StreamPropagation::absorb() {

@@ -155,7 +155,7 @@ class StreamPropagation {
   void keepFirstLatencies(const Stream& stream, std::optional<SrClass> next);
 
   // --- Deciding (Settlement.cpp)
-  void recover();
+  Accounts::Number recover();
   void absorb();
   void absorbPort(Port& port);
   void absorbStream(Stream& stream);

@@ -227,6 +227,8 @@ std::string wordsOf(const Record& r, const Names& names) {
       return r.event ? "reserved" : "no longer reserved";
     case Kind::listener:
       return listenerText(r);
+    case Kind::recovery:
+      return "the time for which a changed talker fails was over";
     case Kind::none:
       break;
   }

@@ -13,7 +13,7 @@ using Mrp::Accounts::Record;
 // What the record is about, ready to be followed by its words.
 std::string subjectText(Mrp::MrpApplication application, const Record& record) {
   const bool bridges = record.kind == Kind::decision || record.kind == Kind::reservation ||
-                       record.kind == Kind::listener;
+                       record.kind == Kind::listener || record.kind == Kind::recovery;
   if (bridges) return "stream " + streamText(record.key) + ": ";
   if (record.type == 0) return {};
   const Mrp::AttributeTypeInfo* info = infoOf(application).type(record.type);

@@ -40,7 +40,7 @@ std::string textOf(const Json& json, const char* member) {
 }
 
 Kind kindOf(const std::string& name) {
-  for (auto kind = Kind::none; kind <= Kind::listener;
+  for (auto kind = Kind::none; kind <= Kind::recovery;
        kind = static_cast<Kind>(static_cast<unsigned>(kind) + 1)) {
     if (name == stringValue(kind)) return kind;
   }

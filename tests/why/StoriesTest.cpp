@@ -283,6 +283,19 @@ TEST_F(WhyStreams, TheTalkerChangedWhileItWasRegistered) {
               AllOf(HasSubstr("changed at 2 s"), HasSubstr("#5"), HasSubstr("advertise it anew")));
 }
 
+TEST_F(WhyStreams, AChangedTalkerIsAdvertisedAgainWhenItsTimeIsOver) {
+  incident.talker(1, 1, 1, 80).talker(2, 1, 1, 160);
+  // All go on answering LeaveAlls.
+  for (double at = 2.5; at < 36; at += 0.5) {
+    incident.talker(at, 1, 1, 160, 1, JoinIn).domain(at, 1).domain(at, 2);
+  }
+  const Answer answer = incident.until(36).stream(2, 1);
+  EXPECT_EQ(answer.cause, "advertised") << textOf(answer);
+  EXPECT_THAT(textOf(answer), AllOf(HasSubstr("the time for which a changed talker fails was over"),
+                                    Not(HasSubstr("#"))));
+  EXPECT_EQ(answer.ending, Accounts::Reader::Ending::firstCause);
+}
+
 TEST_F(WhyStreams, ItFailedUpstream) {
   incident.talkerFailed(1, 1, 1, 18).until(2);
   const Answer answer = incident.stream(2, 1);
