@@ -79,8 +79,13 @@ function(mrp_compile_flags target)
   mrp_link_flags(${target})
 endfunction()
 
-# Fewer and larger units: half the processor time of a whole build, and more of a small change.
-option(MRP_UNITY "Compile the files of the larger libraries several at a time" OFF)
+# Fewer and larger units: half the processor time of a whole build, and more of a small change. The environment may ask
+# for it, as .ci/run does.
+set(mrp_unity_default OFF)
+if(DEFINED ENV{MRP_UNITY})
+  set(mrp_unity_default $ENV{MRP_UNITY})
+endif()
+option(MRP_UNITY "Compile the files of the larger libraries several at a time" ${mrp_unity_default})
 function(mrp_unity target)
   if(MRP_UNITY)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
