@@ -45,10 +45,13 @@ void Episode::runOut() {
 void Episode::advance(double end) {
   constexpr double kStep = 0.02;
   constexpr std::uint64_t kMostFrames = 10'000'000;  // twice what the busiest network is known for
+  // The clock's own now is rounded, and may never be the end.
+  double at = now();
   do {
-    network_.clock().runUntil(std::min(end, now() + kStep));
-    if (network_.framesSent() > kMostFrames) throw Storm(network_.framesSent(), now());
-  } while (now() < end);
+    at = std::min(end, at + kStep);
+    network_.clock().runUntil(at);
+    if (network_.framesSent() > kMostFrames) throw Storm(network_.framesSent(), at);
+  } while (at < end);
   if (look_) look_();
 }
 
