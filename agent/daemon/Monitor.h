@@ -62,10 +62,11 @@ class Monitor final : public Mrp::MrpObserver {
 
  private:
   void moved(const Transition& transition);
+  Port& portNew(Platform::IntfId intf);
   // Once for every event of every frame.
   Port& portOf(Platform::IntfId intf) {
     Port* const known = ports_.find(intf);
-    return known ? *known : ports_.is(intf);
+    return known ? *known : portNew(intf);
   }
 
   Listener& listener_;

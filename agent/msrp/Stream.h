@@ -21,7 +21,6 @@ using Platform::IntfId;
 using Platform::Seconds;
 using StreamId = std::uint64_t;
 
-struct Fate;
 struct Stream;
 
 // Which of two reservations gives way (IEEE 802.1Q-2018 35.2.4.1): the lesser one is the more
@@ -33,6 +32,35 @@ struct Importance {
 
   friend auto operator<=>(const Importance&, const Importance&) = default;
 };
+
+// What a stream's place on a port is: nothing, waiting to be granted, granted.
+enum class Place : std::uint8_t { none, waiting, granted };
+
+// One stream on one port. There are as many of them as streams times ports.
+struct Fate {
+  std::uint16_t declaredBits : 2 = 0;
+  std::uint16_t listenerBits : 2 = 0;
+  std::uint16_t placeBits : 2 = 0;
+  // Of a failure declared here: the code, or kAsReceived.
+  std::uint16_t code : 5 = 0;
+  std::uint16_t refusal : 2 = 0;     // the switch's ReservationResult, ok when it was not asked
+  std::uint16_t hasLatency : 1 = 0;  // it was declared, with a latency that may not rise
+  std::uint16_t preempted : 1 = 0;
+  std::uint16_t touched : 1 = 0;
+
+  static constexpr std::uint16_t kAsReceived = 31;
+
+  TalkerKind declared() const { return static_cast<TalkerKind>(declaredBits); }
+  void declaredIs(TalkerKind kind) { declaredBits = static_cast<std::uint16_t>(kind) & 3; }
+  MsrpListenerEvent listener() const { return static_cast<MsrpListenerEvent>(listenerBits); }
+  void listenerIs(MsrpListenerEvent event) { listenerBits = static_cast<std::uint16_t>(event) & 3; }
+  Place place() const { return static_cast<Place>(placeBits); }
+  void placeIs(Place place) { placeBits = static_cast<std::uint16_t>(place) & 3; }
+  bool wanted() const {
+    return listener() == MsrpListenerEvent::ready || listener() == MsrpListenerEvent::readyFailed;
+  }
+};
+static_assert(sizeof(Fate) == 2);
 
 struct Port {
   explicit Port(IntfId of) : intf(of) {}
@@ -75,35 +103,6 @@ struct Port {
     return domain[indexOf(c)] && *domain[indexOf(c)] != infoOf(c).priority;
   }
 };
-
-// What a stream's place on a port is: nothing, waiting to be granted, granted.
-enum class Place : std::uint8_t { none, waiting, granted };
-
-// One stream on one port. There are as many of them as streams times ports.
-struct Fate {
-  std::uint16_t declaredBits : 2 = 0;
-  std::uint16_t listenerBits : 2 = 0;
-  std::uint16_t placeBits : 2 = 0;
-  // Of a failure declared here: the code, or kAsReceived.
-  std::uint16_t code : 5 = 0;
-  std::uint16_t refusal : 2 = 0;     // the switch's ReservationResult, ok when it was not asked
-  std::uint16_t hasLatency : 1 = 0;  // it was declared, with a latency that may not rise
-  std::uint16_t preempted : 1 = 0;
-  std::uint16_t touched : 1 = 0;
-
-  static constexpr std::uint16_t kAsReceived = 31;
-
-  TalkerKind declared() const { return static_cast<TalkerKind>(declaredBits); }
-  void declaredIs(TalkerKind kind) { declaredBits = static_cast<std::uint16_t>(kind) & 3; }
-  MsrpListenerEvent listener() const { return static_cast<MsrpListenerEvent>(listenerBits); }
-  void listenerIs(MsrpListenerEvent event) { listenerBits = static_cast<std::uint16_t>(event) & 3; }
-  Place place() const { return static_cast<Place>(placeBits); }
-  void placeIs(Place place) { placeBits = static_cast<std::uint16_t>(place) & 3; }
-  bool wanted() const {
-    return listener() == MsrpListenerEvent::ready || listener() == MsrpListenerEvent::readyFailed;
-  }
-};
-static_assert(sizeof(Fate) == 2);
 
 // A talker's registration on a port. The failure information is that of a Talker Failed.
 struct TalkerRegistration {
