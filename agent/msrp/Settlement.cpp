@@ -10,6 +10,7 @@ namespace Mrp::Streams {
 
 // What the switch refuses, and who is blocked by the fan-in limit, changes what was decided before.
 void StreamPropagation::settle() {
+  release();
   const Accounts::Number recovered = recover();
   if (!unsettled_) return;
   const bool unasked = account_ && account_->because() == 0;
@@ -24,6 +25,17 @@ void StreamPropagation::settle() {
   } while (!tell());
   unsettled_ = false;
   declare();
+}
+
+// What has changed too often within the last second.
+void StreamPropagation::release() {
+  for (const auto& [of, value] : changes_.release(clock_.now())) {
+    if (of.listener) {
+      listenerIs(of.intf, of.stream, value.listener);
+    } else {
+      talkerIs(of.intf, value.talker, value.failed);
+    }
+  }
 }
 
 // The first record of a recovery; 0 for none.

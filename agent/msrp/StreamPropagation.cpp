@@ -166,9 +166,10 @@ void StreamPropagation::talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& v
   if (found == stream.talkers.end()) {
     stream.talkers.push_back({port, 0, failed, value});
   } else {
+    const bool sameType = found->failed == failed;
+    if (sameType && found->value == value) return changes_.forget({intf, false, stream.id});
+    if (!changes_.admits({intf, false, stream.id}, {value, failed}, clock_.now())) return change();
     const TalkerRegistration before = std::exchange(*found, {port, found->since, failed, value});
-    const bool sameType = before.failed == failed;
-    if (sameType && before.value == value) return;
     if (stream.in == port) {
       // Of the other type it is another registration.
       const bool same = sameStream(before.talker(), found->talker());
@@ -185,6 +186,7 @@ void StreamPropagation::talkerDel(IntfId intf, StreamId id) {
   const Port* const port = find(intf);
   Stream* const stream = find(id);
   if (!port || !stream) return;
+  changes_.forget({intf, false, id});
   if (std::erase_if(stream->talkers, [&](const auto& t) { return t.port == port; }) == 0) return;
   doubtful_.push_back(stream);
   dirty(*stream);
@@ -195,7 +197,8 @@ TalkerKind StreamPropagation::talker(IntfId intf, StreamId id) const {
   const Stream* stream = find(id);
   const TalkerRegistration* talker = stream ? stream->on(find(intf)) : nullptr;
   if (!talker) return TalkerKind::none;
-  return talker->failed ? TalkerKind::failed : TalkerKind::advertise;
+  const RegisteredValue* held = changes_.held({intf, false, id});
+  return (held ? held->failed : talker->failed) ? TalkerKind::failed : TalkerKind::advertise;
 }
 
 // Of several talkers of one stream the one that takes part longest is the talker.
@@ -263,7 +266,11 @@ void StreamPropagation::listenerIs(IntfId intf, StreamId id, MsrpListenerEvent e
   Stream& stream = streamIs(id);
   Fate& fate = stream.fate(*port);
   if (stream.mergedOn == port && event != stream.merged) repeatMerged(stream);
+  const ChangeLimit::Registration registration{intf, true, id};
+  if (fate.listener() == event || event == MsrpListenerEvent::ignore) changes_.forget(registration);
   if (fate.listener() == event) return;
+  const bool changes = fate.listenerBits && event != MsrpListenerEvent::ignore;
+  if (changes && !changes_.admits(registration, {{}, false, event}, clock_.now())) return change();
   const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
   fate.listenerIs(event);
   contribute(stream, before, listenerBehind(fate.declared(), event));
@@ -294,6 +301,7 @@ std::vector<StreamId> StreamPropagation::streamsOn(IntfId intf) const {
 }
 
 void StreamPropagation::restart() {
+  changes_.forgetAll();
   for (const auto& port : ports_) {
     port->open = false;
     port->forwards = {};
@@ -396,7 +404,8 @@ void StreamPropagation::recoveryIs(Seconds time) {
 Seconds StreamPropagation::deadline() const {
   const Seconds recovered =
       recovering_.empty() ? Seconds::never() : recovering_.begin()->first + recovery_;
-  return repeating_.empty() ? recovered : std::min(recovered, repeating_.begin()->first);
+  const Seconds repeated = repeating_.empty() ? Seconds::never() : repeating_.begin()->first;
+  return std::min({recovered, repeated, changes_.deadline()});
 }
 
 }  // namespace Mrp::Streams

@@ -9,6 +9,7 @@
 
 #include "agent/account/Account.h"
 #include "agent/msrp/AddressBook.h"
+#include "agent/msrp/ChangeLimit.h"
 #include "agent/msrp/Entries.h"
 #include "agent/msrp/Explanation.h"
 #include "agent/msrp/FanIn.h"
@@ -61,9 +62,11 @@ class StreamPropagation {
 
   // --- Registrations -----------------------------------------------------------------------------
   void domainIs(IntfId intf, SrClass srClass, std::optional<std::uint8_t> priority);
-  // A stream has one talker registration a port, of either kind.
+  // A stream has one talker registration a port, of either kind. What changes too fast is held back
+  // for a second at most, see ChangeLimit.
   void talkerIs(IntfId intf, const MsrpTalkerFailedAttribute& value, bool failed);
   void talkerDel(IntfId intf, StreamId id);
+  // The kind that came last.
   TalkerKind talker(IntfId intf, StreamId id) const;
   // `ignore` is none.
   void listenerIs(IntfId intf, StreamId id, MsrpListenerEvent event);
@@ -155,6 +158,7 @@ class StreamPropagation {
   void keepFirstLatencies(const Stream& stream, std::optional<SrClass> next);
 
   // --- Deciding (Settlement.cpp)
+  void release();
   Accounts::Number recover();
   void absorb();
   void absorbPort(Port& port);
@@ -214,6 +218,7 @@ class StreamPropagation {
   Granting granting_{ports_, fanIn_, entries_};
   std::set<std::pair<Seconds, Stream*>> recovering_;
   std::set<std::pair<Seconds, Stream*>> repeating_;
+  ChangeLimit changes_;
   std::uint64_t order_ = 0;  // of talkers and kept streams
 
   Accounts::Account* account_ = nullptr;

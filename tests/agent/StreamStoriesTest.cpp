@@ -563,6 +563,40 @@ TEST_F(StreamStoriesTest, NewThatTheNeighbourDoesNotGoOnWithIsForgotten) {
   EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500");
 }
 
+// Late copies of old values alternate with the new one.
+TEST_F(StreamStoriesTest, ValuesThatFlicker) {
+  b.run(0.05);
+  b.listen(2, 1, ready);
+  b.advertise(1, s);
+  b.sent(3);
+  b.sent(1);
+  TalkerOf later = s;
+  for (std::uint32_t i = 1; i <= 400; ++i) {
+    later.latency = 500 + i;
+    b.advertise(1, later);
+    b.listen(2, 1, i % 2 ? askingFailed : ready);
+  }
+  EXPECT_LE(b.sent(3).size(), 2 * Streams::ChangeLimit::kMost);
+  EXPECT_LE(b.sent(1).size(), 2 * Streams::ChangeLimit::kMost);
+  EXPECT_NE(b.declared(), "1:R 2:A1900 3:A1900 4:A1900");
+  b.run(1);
+  EXPECT_EQ(b.declared(), "1:R 2:A1900 3:A1900 4:A1900") << "what came last";
+  // What is held back goes with its registration.
+  for (std::uint32_t i = 0; i < 400; ++i) {
+    b.listen(2, 1, i % 2 ? askingFailed : ready);
+    if (i % 2) {
+      b.failed(1, s, 8);
+    } else {
+      b.advertise(1, s);
+    }
+  }
+  b.failed(1, s, 8, Lv);
+  b.listen(2, 1, ready, Lv);
+  b.run(2);
+  EXPECT_EQ(b.declared(), "");
+  EXPECT_EQ(b.review(), "");
+}
+
 TEST_F(StreamStoriesTest, PrunedTalkersGoWhereTheirAddressIsRegistered) {
   b.bridge->talkerPruningIs(true);
   const StreamSwitch::Address address{2, EthAddr::fromNumber(kStreamAddresses + 1)};
