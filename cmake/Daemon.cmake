@@ -11,12 +11,14 @@ find_package(Threads REQUIRED)
 add_library(mrp_rpc STATIC ${rpc_sources})
 mrp_compile_flags(mrp_rpc)
 mrp_unity(mrp_rpc)
+mrp_plain_when_sanitized(mrp_rpc)
 mrp_precompile(mrp_rpc <nlohmann/json.hpp>)
 target_link_libraries(mrp_rpc PUBLIC nlohmann_json::nlohmann_json PkgConfig::UV)
 
 add_library(mrp_daemon STATIC ${daemon_sources})
 mrp_compile_flags(mrp_daemon)
 mrp_unity(mrp_daemon)
+mrp_plain_when_sanitized(mrp_daemon)
 mrp_precompile(mrp_daemon <nlohmann/json.hpp>)
 target_link_libraries(mrp_daemon
   PUBLIC nlohmann_json::nlohmann_json PkgConfig::UV

@@ -13,6 +13,11 @@ if(test_sources)
   # What is tested is optimised; optimising the tests themselves would double the time of a build. Only optimised code
   # can be fortified.
   target_compile_options(mrp_tests PRIVATE -O0 -g1 -U_FORTIFY_SOURCE)
+  if(MRP_UNITY)
+    mrp_unity_by_folder(mrp_tests SOURCES ${test_sources} ALONE
+      ConfigTest.cpp FakeHost.cpp MachinesTest.cpp NaiveStreamsTest.cpp OutOfMemoryTest.cpp RpcTest.cpp ServiceTest.cpp
+      StreamProgramTest.cpp SwitchOverTest.cpp)
+  endif()
   mrp_precompile(mrp_tests <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
   # A model is what a test spends its time in.
   set_source_files_properties(tests/agent/NaiveStreamsTest.cpp

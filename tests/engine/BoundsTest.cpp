@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include "tests/Slower.h"
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
@@ -263,7 +264,7 @@ TEST_F(BoundsTest, AHostileNeighbourComesToAnEnd) {
     if (clogged) st.sw->attrLog().queueOctetsIs(1'000'000);
     std::uint64_t key = 1000;
     std::size_t most = 0;
-    for (unsigned round = 0; round < 1800; ++round) {
+    for (unsigned round = 0; round < 1800 / kSlower; ++round) {
       const Event last = round % 3 == 0 ? Lv : round % 3 == 1 ? Mt : In;
       st.flood(st.in, 1, key, 40, New);
       st.flood(st.in, 1, key, 40, last);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "tests/Slower.h"
 #include "tests/engine/Support.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -31,7 +32,7 @@ constexpr std::size_t kTolerance = 65536;
 // MRP_LIFECYCLES=1000000 is the long form.
 std::size_t lifecycles() {
   const char* text = std::getenv("MRP_LIFECYCLES");
-  return text ? std::strtoul(text, nullptr, 10) : 100'000;
+  return text ? std::strtoul(text, nullptr, 10) : 100'000 / kSlower;
 }
 
 class LifetimeTest : public EngineTest, public testing::WithParamInterface<App> {

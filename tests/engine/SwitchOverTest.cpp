@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "platform/embedded/Wire.h"
+#include "tests/Slower.h"
 #include "tests/engine/Support.h"
 
 namespace EngineTest {
@@ -151,9 +152,10 @@ struct SwitchOver {
 std::vector<double> phases() {
   std::vector<double> at{10 + kDelay / 2, 10 + kDelay, 10 + 1.5 * kDelay, 10 + 2 * kDelay,
                          10 + 2.5 * kDelay};
-  for (int i = 0; i < 100; ++i) {
-    at.push_back(kPeriod + i * kPeriod / 100);
-    at.push_back(at.back() + kPeriod / 200);
+  constexpr int kParts = 100 / kSlower;
+  for (int i = 0; i < kParts; ++i) {
+    at.push_back(kPeriod + i * kPeriod / kParts);
+    at.push_back(at.back() + kPeriod / (2 * kParts));
   }
   return at;
 }
