@@ -14,16 +14,6 @@ AttrTable::~AttrTable() {
   }
 }
 
-inline MrpAttrDatabase& AttrTable::make(Page& page, std::size_t index, std::uint64_t key,
-                                        unsigned marks) {
-  const std::size_t number = index % kPageRecords;
-  const std::uint64_t bit = std::uint64_t{1} << number;
-  enter(kPresent, page, bit);
-  if (MrpAttrDatabase::visible(marks)) enter(kVisible, page, bit);
-  if (marks & MrpAttrDatabase::kPendingAdd) enter(kPendingAdd, page, bit);
-  return *new (placeOf(page, number)) MrpAttrDatabase(key, number, layout_.wide, marks);
-}
-
 MrpAttrDatabase& AttrTable::make(std::size_t index, std::uint64_t key, unsigned marks) {
   Page* page = pageAt(index);
   return make(page ? *page : makePage(index / kPageRecords), index, key, marks);
@@ -45,8 +35,8 @@ AttrTable::Page& AttrTable::makePage(std::size_t index) {
 MrpAttrDatabase& AttrTable::add(std::uint64_t key, unsigned marks) {
   if (layout_.keys == AttributeKeys::sparse) return addSparse(key, marks);
   if (key >= kDenseKeys) refuse();
-  Page* page = pageAt(key);
-  return page ? make(*page, key, key, marks) : make(key, key, marks);
+  MrpAttrDatabase* record = addInPage(key, marks);
+  return record ? *record : make(key, key, marks);
 }
 
 // All room is made before anything is linked.

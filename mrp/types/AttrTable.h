@@ -61,6 +61,12 @@ class MRP_API AttrTable {
     return record ? *record : add(key, marks);
   }
   MrpAttrDatabase& add(std::uint64_t key, unsigned marks);
+  // The same where that takes no memory, of a dense key whose page is there; null elsewhere.
+  MrpAttrDatabase* addInPage(std::uint64_t key, unsigned marks) {
+    if (layout_.keys != AttributeKeys::dense) return nullptr;
+    Page* page = pageAt(key);
+    return page ? &make(*page, key, key, marks) : nullptr;
+  }
   void del(MrpAttrDatabase& record);
 
   // Marks of a record (MrpAttrDatabase::Mark). One that is left without any goes, unless a leave
@@ -189,7 +195,14 @@ class MRP_API AttrTable {
   MrpAttrDatabase& addSparse(std::uint64_t key, unsigned marks);
   void delSparse(std::uint64_t key);
   // A record at an index that has a page, or at any.
-  inline MrpAttrDatabase& make(Page& page, std::size_t index, std::uint64_t key, unsigned marks);
+  MrpAttrDatabase& make(Page& page, std::size_t index, std::uint64_t key, unsigned marks) {
+    const std::size_t number = index % kPageRecords;
+    const std::uint64_t bit = std::uint64_t{1} << number;
+    enter(kPresent, page, bit);
+    if (MrpAttrDatabase::visible(marks)) enter(kVisible, page, bit);
+    if (marks & MrpAttrDatabase::kPendingAdd) enter(kPendingAdd, page, bit);
+    return *new (placeOf(page, number)) MrpAttrDatabase(key, number, layout_.wide, marks);
+  }
   [[gnu::noinline]] MrpAttrDatabase& make(std::size_t index, std::uint64_t key, unsigned marks);
   Page& makePage(std::size_t index);
   [[noreturn]] static void refuse();

@@ -55,6 +55,10 @@ class MRP_API MrpIntfTypeApplicant {
   MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
     return known ? pendingAddAgain(*known) : table_.add(key, MrpAttrDatabase::kPendingAdd);
   }
+  // A new one where that takes no memory, null elsewhere; there must be no record.
+  MrpAttrDatabase* pendingAddInPage(std::uint64_t key) {
+    return table_.addInPage(key, MrpAttrDatabase::kPendingAdd);
+  }
   void pendingAddDel(MrpAttrDatabase& record);
   void commit(MrpAttrDatabase& record);
   void pendingDeleteIs(MrpAttrDatabase& record);

@@ -25,15 +25,19 @@ class IntfMap {
    public:
     Place(const IntfMap& map, IntfId intf) : map_(&map), intf_(intf) {}
     // What `find` gives by now.
-    [[gnu::always_inline]] T* find() {
-      if (!place_) place_ = map_->placeOf(intf_);
-      return elementAt(place_);
-    }
+    [[gnu::always_inline]] T* find() { return *place_ ? &**place_ : look(); }
 
    private:
+    [[gnu::noinline]] T* look() {
+      std::optional<T>* const place = map_->placeOf(intf_);
+      if (place) place_ = place;
+      return elementAt(place);
+    }
+
+    inline static std::optional<T> nowhere_;  // always empty
     const IntfMap* map_;
     IntfId intf_;
-    std::optional<T>* place_ = nullptr;  // once there is one
+    std::optional<T>* place_ = &nowhere_;
   };
 
   // The element of `intf`, made from `args` when there is none.

@@ -21,18 +21,19 @@ class SequencedQueue {
 
   // The new element's number is the larger of the running number and the tail's plus one.
   void enq(const T& value) {
-    if (!empty()) [[unlikely]]
+    if (!empty() || elements_.empty()) [[unlikely]]
       return enqBehind(value);
-    elements_.push_back({metadata_.next, value});
+    elements_.front() = {metadata_.next, value};
+    end_ = 1;
     metadata_.head = metadata_.next;
     ++metadata_.present;
   }
 
   // An empty queue gives a default value and changes nothing.
   T deq() {
-    if (elements_.size() != 1) [[unlikely]]
+    if (end_ - first_ != 1) [[unlikely]]
       return deqOfMany();
-    T value = elements_.front().value;
+    T value = elements_[first_].value;
     clear();
     ++metadata_.dequeued;
     removed();
@@ -41,7 +42,7 @@ class SequencedQueue {
 
   // Replaces the value of the element with this number, or appends a new one that bears it.
   void is(std::uint32_t number, const T& value) {
-    if (auto it = at(number); it != elements_.end()) {
+    if (auto it = at(number); it != end()) {
       it->value = value;
     } else {
       append(number, value);
@@ -49,9 +50,9 @@ class SequencedQueue {
   }
 
   void del(std::uint32_t number) {
-    if (auto it = at(number); it != elements_.end()) {
-      elements_.erase(it);
-      if (first_ == elements_.size()) clear();
+    if (auto it = at(number); it != end()) {
+      std::move(it + 1, end(), it);
+      if (first_ == --end_) clear();
       removed();
     }
   }
@@ -64,29 +65,30 @@ class SequencedQueue {
 
   const T* element(std::uint32_t number) const {
     auto it = const_cast<SequencedQueue*>(this)->at(number);
-    return it == elements_.end() ? nullptr : &it->value;
+    return it == const_cast<SequencedQueue*>(this)->end() ? nullptr : &it->value;
   }
 
-  bool empty() const { return elements_.empty(); }
+  bool empty() const { return first_ == end_; }
   const Metadata& metadata() const { return metadata_; }
   void metadataIs(const Metadata& metadata) { metadata_ = metadata; }
 
  private:
   struct Element {
-    std::uint32_t number;
-    T value;
+    std::uint32_t number = 0;
+    T value{};
   };
 
   // Most queues hold one element at a time: these are for all others.
   [[gnu::noinline]] void enqBehind(const T& value) {
-    append(std::max(metadata_.next, elements_.back().number + 1), value);
+    append(empty() ? metadata_.next : std::max(metadata_.next, elements_[end_ - 1].number + 1),
+           value);
   }
   [[gnu::noinline]] T deqOfMany() {
     if (empty()) return T{};
     T value = elements_[first_++].value;
-    if (first_ == elements_.size()) {
+    if (first_ == end_) {
       clear();
-    } else if (first_ > kMaxGone && 2 * first_ > elements_.size()) {
+    } else if (first_ > kMaxGone && 2 * first_ > end_) {
       compact();
     }
     ++metadata_.dequeued;
@@ -95,12 +97,12 @@ class SequencedQueue {
   }
 
   auto at(std::uint32_t number) {
-    return std::find_if(begin(), elements_.end(),
-                        [number](const Element& e) { return e.number == number; });
+    return std::find_if(begin(), end(), [number](const Element& e) { return e.number == number; });
   }
 
   void append(std::uint32_t number, const T& value) {
-    elements_.push_back({number, value});
+    if (end_ == elements_.size()) elements_.resize(end_ + 1);
+    elements_[end_++] = {number, value};
     metadata_.next = std::max(metadata_.next, number);
     metadata_.head = elements_[first_].number;
     ++metadata_.present;
@@ -112,18 +114,20 @@ class SequencedQueue {
   }
 
   auto begin() { return elements_.begin() + static_cast<std::ptrdiff_t>(first_); }
+  auto end() { return elements_.begin() + static_cast<std::ptrdiff_t>(end_); }
   [[gnu::noinline]] void compact() {
-    elements_.erase(elements_.begin(), begin());
+    std::move(begin(), end(), elements_.begin());
+    end_ -= first_;
     first_ = 0;
   }
-  void clear() {
-    elements_.clear();
-    first_ = 0;
-  }
+  void clear() { first_ = end_ = 0; }
 
   static constexpr std::size_t kMaxGone = 64;
+  // Those from first_ to end_ are in the queue; both are 0 when it is empty. The others keep the
+  // room, and what they hold until it is needed.
   std::vector<Element> elements_;
-  std::size_t first_ = 0;  // in front of it stand elements that are gone; never all of them
+  std::size_t first_ = 0;
+  std::size_t end_ = 0;
   Metadata metadata_;
 };
 

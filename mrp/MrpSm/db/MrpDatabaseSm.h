@@ -16,8 +16,10 @@ class MRP_API MrpDatabaseSm : public Platform::Entity {
   void hasNotificationActiveIs(bool active) override;
   // Asks the review timer for a review when one is needed.
   void doUpdateReviewTimer() {
-    if (!reviewTimer_.reviewPending() || env_.trace.isOn(8)) askForReview();
+    if (!asked()) askForReview();
   }
+  // A review is to come already, and nobody wants to read that another one was asked for.
+  bool asked() const { return reviewTimer_.reviewPending() && !env_.trace.isOn(8); }
   void doReview();
   // When a review last ran to its end.
   Platform::Seconds lastReview() const { return lastReview_; }

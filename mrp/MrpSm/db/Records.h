@@ -1,12 +1,11 @@
 #pragma once
 
 #include "mrp/MrpSm/db/MrpAttrIter.h"
+#include "mrp/MrpSm/db/MrpDatabaseSm.h"
 #include "mrp/MrpSm/db/RefusedEvents.h"
 #include "mrp/MrpSm/env/Environment.h"
 
 namespace Mrp {
-
-class MrpDatabaseSm;
 
 // One attribute's record and the collection it is in, as a caller hands them on. Whatever lets the
 // application run ends that: the record is then looked up again.
@@ -63,7 +62,14 @@ class Records {
   [[gnu::always_inline]] Subject is(IntfId intf, std::uint8_t type, std::uint64_t key,
                                     std::span<const std::uint8_t> value) {
     const Subject known = findAny(intf, type, key);
-    return known && known.record->visible() ? known : add(known, intf, type, key, value);
+    if (known && known.record->visible()) return known;
+    if (known.types && !known && adds_ && adds_->asked()) {
+      if (MrpAttrDatabase* record = known.types->pendingAddInPage(key)) {
+        record->valueIs(value);
+        return {known.types, record};
+      }
+    }
+    return add(known, intf, type, key, value);
   }
   // Marks for addition, or takes a mark for deletion away; states and value stay as they are.
   MrpAttrDatabase* addPending(const MrpAttribute& attribute);
@@ -111,8 +117,8 @@ class Records {
     return {of, of ? of->any(key) : nullptr};
   }
   // `known` is what findAny gives.
-  Subject add(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key,
-              std::span<const std::uint8_t> value) {
+  [[gnu::noinline]] Subject add(Subject known, IntfId intf, std::uint8_t type, std::uint64_t key,
+                                std::span<const std::uint8_t> value) {
     const Subject added = known.types && !known.record ? addPending(*known.types, nullptr, key)
                                                        : addPending(known, intf, type, key);
     if (!added) return added;

@@ -64,9 +64,9 @@ void Service::requestLeaveAll(MrpLib& lib, const MrpParameters& parameters) {
 
 void Service::traceRequest() const { MRP_TRACE(env_.trace, 8, "sendAttribute called"); }
 
-inline void Service::act(const MrpParameters& parameters) {
+void Service::act(const MrpParameters& parameters) {
   const std::uint8_t type = parameters.attributeType;
-  const ValueRecords::Images images = env_.values.images(type);
+  const ValueRecords::Images& images = env_.values.images(type);
   const MrpAttribute attribute{parameters.intfId, type, images.txKey()};
   env_.contextIs(attribute.intfId, attribute.attributeType, attribute.attributeKey);
   const MrpApplicantEvent event = requestedBy(parameters.attributeEvent);

@@ -52,7 +52,7 @@ class Service {
 
  private:
   bool active() const { return machines_.applicant != nullptr; }
-  [[gnu::always_inline]] void act(const MrpParameters& parameters);
+  void act(const MrpParameters& parameters);
   void requestLeaveAll(MrpLib& lib, const MrpParameters& parameters);
   void actOtherwise(const MrpParameters& parameters);
   [[gnu::always_inline]] Subject drive(const MrpAttribute& attribute, MrpApplicantEvent event,
