@@ -87,13 +87,16 @@ class StreamSimulation {
   }
 
   // Two stations that talk one stream are never settled between bridges that have one each: neither
-  // declares its own where the other's is registered, and so both withdraw and declare in turn.
+  // declares its own where the other's is registered, and so both withdraw and declare in turn. Nor
+  // does a talker go on listening to itself: the record of what it says holds what the bridge
+  // declares to it as well.
   void oneTalkerAStream() {
     std::set<std::uint64_t> talked;
     for (std::size_t s = 0; s < network_.stations().size(); ++s) {
       const auto talks = network_.stations()[s].talks;
       for (const auto& [id, value] : talks) {
         if (!talked.insert(id).second) network_.hush(static_cast<int>(s), id);
+        if (network_.stations()[s].listens.contains(id)) network_.leave(static_cast<int>(s), id);
       }
     }
   }
