@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <utility>
 
 #include "mrp/MrpMsrp/MsrpValues.h"
@@ -39,9 +38,7 @@ class ChangeLimit {
 
   // Whether a change passes now; otherwise the value is held, in the place of one held before.
   bool admits(const Registration& of, const RegisteredValue& value, Platform::Seconds now) {
-    const auto second = static_cast<std::uint64_t>(now.value());
-    if (second_ != second) changes_.clear();
-    second_ = second;
+    begin(now);
     if (++changes_[of] > kMost) {
       held_.insert_or_assign(of, value);
       return false;
@@ -63,15 +60,23 @@ class ChangeLimit {
   // When what is held is to be released; never, when nothing is.
   Platform::Seconds deadline() const {
     return held_.empty() ? Platform::Seconds::never()
-                         : Platform::Seconds(static_cast<double>(second_ + 1));
+                         : Platform::Seconds::fromNanoseconds((second_ + 1) * kSecond);
   }
   // What may pass by now; forgotten here.
   Held release(Platform::Seconds now) {
+    if (held_.empty()) begin(now);
     return deadline() <= now ? std::exchange(held_, {}) : Held{};
   }
 
  private:
-  std::uint64_t second_ = 0;  // of the clock, to which `changes_` belong
+  void begin(Platform::Seconds now) {
+    const std::int64_t second = now.nanoseconds() / kSecond;
+    if (std::exchange(second_, second) != second) changes_.clear();
+  }
+
+  static constexpr std::int64_t kSecond = 1'000'000'000;  // nanoseconds
+
+  std::int64_t second_ = 0;  // of the clock, to which `changes_` belong
   std::map<Registration, std::uint32_t> changes_;
   Held held_;
 };
