@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <optional>
 
 #include "agent/daemon/Methods.h"
 #include "agent/daemon/streams/FateJson.h"
@@ -133,22 +135,22 @@ void vlanRows(const Agent& agent, const Instance& mvrp, IntfId intf,
     Mrp::MrpApplicantState applicant;
     Mrp::MrpRegistrarState registrar;
   };
-  std::map<std::uint16_t, States> known;
+  std::array<std::optional<States>, Platform::kMaxVlan + 1> known;
   mvrp.engine().walkRecords(intf, 1, [&](const Mrp::MrpAttrDatabase& record) {
     if (!Mrp::VlanSet::valid(record.attributeKey())) return;
-    known[static_cast<std::uint16_t>(record.attributeKey())] = {record.applicantState(),
-                                                                record.registrarState()};
+    known[record.attributeKey()] = {record.applicantState(), record.registrarState()};
   });
   const RegistrationSets sets = agent.registrations(intf.name());
   const Mrp::VlanSet programmed = agent.programmed(intf.name());
   const bool station = !agent.config().bridgeMode();
   Mrp::VlanSet shown = sets.fixed | sets.forbidden;
-  for (const auto& [vlan, states] : known) shown.put(vlan, true);
+  for (std::size_t vlan = 0; vlan < known.size(); ++vlan) {
+    if (known[vlan]) shown.put(static_cast<std::uint16_t>(vlan), true);
+  }
   shown.walk([&](std::uint16_t vlan) {
     if (only && *only != vlan) return;
-    const auto states = known.find(vlan);
-    const bool has = states != known.end();
-    const bool registered = has && states->second.registrar != Mrp::MrpRegistrarState::mt;
+    const std::optional<States>& states = known[vlan];
+    const bool registered = states && states->registrar != Mrp::MrpRegistrarState::mt;
     // There may be tens of thousands: each is made in its place.
     Json::object_t row;
     row.reserve(8);
@@ -156,11 +158,11 @@ void vlanRows(const Agent& agent, const Instance& mvrp, IntfId intf,
     row.emplace_back("vlan", vlan);
     row.emplace_back("registered",
                      (registered || sets.fixed.has(vlan)) && !sets.forbidden.has(vlan));
-    row.emplace_back("declared", has && declares(states->second.applicant));
+    row.emplace_back("declared", states && declares(states->applicant));
     row.emplace_back("programmed", station ? Json() : Json(programmed.has(vlan)));
     row.emplace_back("registration", registrationText(sets, vlan));
-    row.emplace_back("applicant", has ? Json(stringValue(states->second.applicant)) : Json());
-    row.emplace_back("registrar", has ? Json(stringValue(states->second.registrar)) : Json());
+    row.emplace_back("applicant", states ? Json(stringValue(states->applicant)) : Json());
+    row.emplace_back("registrar", states ? Json(stringValue(states->registrar)) : Json());
     rows.push_back(std::move(row));
   });
 }
