@@ -8,7 +8,7 @@ using Platform::EthAddr;
 
 constexpr unsigned kLeaveAll = 0x2000;
 constexpr std::uint8_t kReady = 2;
-constexpr std::size_t kVlanSize = 2;
+constexpr std::size_t kFirstValue = 2;  // octets of a VLAN
 constexpr std::size_t kTalkerSize = 25;
 constexpr std::size_t kListenerSize = 8;
 
@@ -38,7 +38,7 @@ Octets frame(MrpApplication application, const Octets& messages) {
          messages + Octets{0, 0};
 }
 
-Octets vlanMessage(const Octets& vector) { return Octets{1, kVlanSize} + vector + Octets{0, 0}; }
+Octets vlanMessage(const Octets& vector) { return Octets{1, kFirstValue} + vector + Octets{0, 0}; }
 
 Octets streamMessage(std::uint8_t type, std::size_t valueSize, const Octets& vector) {
   return Octets{type, static_cast<std::uint8_t>(valueSize)} + number(vector.size() + 2, 2) +
@@ -71,7 +71,7 @@ Octets vlanFrame(std::uint16_t first, std::uint16_t count, std::uint8_t event) {
 }
 
 Octets vlanLeaveAllFrame() {
-  return frame(MrpApplication::mvrp, vlanMessage(leaveAllVector(kVlanSize)));
+  return frame(MrpApplication::mvrp, vlanMessage(leaveAllVector(kFirstValue)));
 }
 
 Octets streamFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event) {

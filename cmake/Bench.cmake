@@ -3,6 +3,7 @@ find_package(benchmark REQUIRED)
 
 add_executable(mrp_bench ${bench_sources})
 mrp_compile_flags(mrp_bench)
+mrp_unity(mrp_bench)
 target_link_libraries(mrp_bench PRIVATE ${internal_libraries} benchmark::benchmark)
 
 add_library(mrp_no_trace_objects OBJECT EXCLUDE_FROM_ALL ${core_sources})

@@ -18,6 +18,7 @@ foreach(source IN LISTS fuzz_sources)
   add_executable(fuzz_${name} ${source} ${parts})
   mrp_compile_flags(fuzz_${name})
   mrp_library_assertions(fuzz_${name})
+  mrp_unity(fuzz_${name})
   add_dependencies(fuzz_targets fuzz_${name})
   target_link_libraries(fuzz_${name} PRIVATE
     $<TARGET_NAME_IF_EXISTS:mrp_cli_objects> ${internal_libraries})
@@ -26,8 +27,11 @@ foreach(source IN LISTS fuzz_sources)
   else()
     target_sources(fuzz_${name} PRIVATE ${fuzz_driver})
     set(random 5000)
-    if(MRP_SANITIZE AND name STREQUAL "bridges")
-      set(random 500)  # whole bridges: minutes with sanitizers
+    if(MRP_SANITIZE)
+      set(random 1000)
+      if(name STREQUAL "bridges")
+        set(random 250)  # whole bridges
+      endif()
     endif()
     add_test(NAME fuzz_${name}
       COMMAND fuzz_${name} --random ${random} --seed 1 ${corpus})
