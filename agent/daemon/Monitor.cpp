@@ -24,10 +24,10 @@ void Monitor::discard(const Discard& discard) {
   }
 }
 
-// Every LeaveAll moves every record through LV and the anxious states and back, which changes
-// nothing of what it stands for.
 Monitor::Port& Monitor::portNew(Platform::IntfId intf) { return ports_.is(intf); }
 
+// Every LeaveAll moves every record through LV and the anxious states and back, which changes
+// nothing of what it stands for.
 void Monitor::moved(const Transition& transition) {
   ++portOf(transition.attribute.intfId).transitions;
   bool was = false;

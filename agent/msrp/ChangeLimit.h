@@ -40,6 +40,7 @@ class ChangeLimit {
   bool admits(const Registration& of, const RegisteredValue& value, Platform::Seconds now) {
     begin(now);
     if (++changes_[of] > kMost) {
+      if (held_.empty()) due_ = Platform::Seconds::fromNanoseconds((second_ + 1) * kSecond);
       held_.insert_or_assign(of, value);
       return false;
     }
@@ -58,13 +59,10 @@ class ChangeLimit {
   }
 
   // When what is held is to be released; never, when nothing is.
-  Platform::Seconds deadline() const {
-    return held_.empty() ? Platform::Seconds::never()
-                         : Platform::Seconds::fromNanoseconds((second_ + 1) * kSecond);
-  }
+  Platform::Seconds deadline() const { return held_.empty() ? Platform::Seconds::never() : due_; }
   // What may pass by now; forgotten here.
   Held release(Platform::Seconds now) {
-    if (held_.empty()) begin(now);
+    begin(now);
     return deadline() <= now ? std::exchange(held_, {}) : Held{};
   }
 
@@ -79,6 +77,7 @@ class ChangeLimit {
   std::int64_t second_ = 0;  // of the clock, to which `changes_` belong
   std::map<Registration, std::uint32_t> changes_;
   Held held_;
+  Platform::Seconds due_;  // when the second is over in which the first of them came
 };
 
 }  // namespace Mrp::Streams

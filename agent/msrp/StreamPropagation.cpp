@@ -269,8 +269,8 @@ void StreamPropagation::listenerIs(IntfId intf, StreamId id, MsrpListenerEvent e
   const ChangeLimit::Registration registration{intf, true, id};
   if (fate.listener() == event || event == MsrpListenerEvent::ignore) changes_.forget(registration);
   if (fate.listener() == event) return;
-  const bool changes = fate.listenerBits && event != MsrpListenerEvent::ignore;
-  if (changes && !changes_.admits(registration, {{}, false, event}, clock_.now())) return change();
+  const bool replaces = fate.listenerBits && event != MsrpListenerEvent::ignore;
+  if (replaces && !changes_.admits(registration, {{}, false, event}, clock_.now())) return change();
   const MsrpListenerEvent before = listenerBehind(fate.declared(), fate.listener());
   fate.listenerIs(event);
   contribute(stream, before, listenerBehind(fate.declared(), event));
