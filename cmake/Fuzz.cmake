@@ -18,7 +18,6 @@ foreach(source IN LISTS fuzz_sources)
   add_executable(fuzz_${name} ${source} ${parts})
   mrp_compile_flags(fuzz_${name})
   mrp_library_assertions(fuzz_${name})
-  mrp_unity(fuzz_${name})
   add_dependencies(fuzz_targets fuzz_${name})
   target_link_libraries(fuzz_${name} PRIVATE
     $<TARGET_NAME_IF_EXISTS:mrp_cli_objects> ${internal_libraries})
