@@ -88,14 +88,14 @@ void ReceiveBaseline::acrossMaps(const std::vector<PlainMap>& maps, std::uint64_
 }
 
 void LeaveAllBaseline::walk(PlainMap& map) {
-  constexpr std::uint8_t kJoinIn = 1;
+  constexpr std::uint8_t joinIn = 1;
   first_.clear();
   second_.clear();
   std::size_t index = 0;
   for (auto& [key, plain] : map) {
     ++plain.octets[0];
-    packEvent(first_, index, kJoinIn);
-    packEvent(second_, index, kJoinIn);
+    packEvent(first_, index, joinIn);
+    packEvent(second_, index, joinIn);
     ++index;
   }
   benchmark::DoNotOptimize(first_.data());
