@@ -60,7 +60,8 @@ constexpr Target kTargets[] = {
      "three facts are told of each join, whose calls are not inlined"},
     {"account-record", "account", 3.0},
     {"memory-account", "account", 50, 0,
-     "48 octets are the record and one its place in the index; the rest are the heads of its chains"},
+     "48 octets are the record and one its place in the index; the rest are the heads of its "
+     "chains"},
     {"receive-timers", "receive-timers", 0.7, 0, kTimersRest},
     {"receive-timers/ideal", "receive-timers", 1.6, 0, kTimersRest},
     {"leave-all", "leave-all", 1.5, 0, kTimersRest},
