@@ -1,11 +1,6 @@
-// Streams through one bridge, told as stories: who declares what where, and what the switch is
-// told.
-//
-//   talker --- port1 | bridge | port2, port3, port4 --- listeners
+// What comes of a stream: its listeners, the domain, and what the bridge has but so much of.
 
-#include <gmock/gmock.h>
-
-#include "tests/agent/StreamBridge.h"
+#include "tests/agent/StreamStories.h"
 
 namespace EngineTest {
 namespace {
@@ -13,24 +8,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Role = Stp::MstiPortStatus::Role;
-
-constexpr BitsPerSecond kMega = 1'000'000;
-
-class StreamStoriesTest : public EngineTest {
- protected:
-  // Streams of one shape with consecutive identifiers.
-  void advertise(unsigned first, unsigned count, TalkerOf shape = {}) {
-    for (unsigned id = first; id < first + count; ++id) {
-      shape.id = id;
-      b.advertise(1, shape);
-    }
-  }
-  void TearDown() override { EXPECT_EQ(b.review(), ""); }
-
-  StreamBridge b;
-  const TalkerOf s;
-};
 
 // --- Talkers and listeners find each other -------------------------------------------------------
 
@@ -119,145 +96,16 @@ TEST_F(StreamStoriesTest, FailedTalkerReplacesAdvertisedOneAndTheOtherWayRound) 
   EXPECT_EQ(b.declared(), "1:R 2:A1700 3:A1700 4:A1700");
 }
 
-// --- Bandwidth -----------------------------------------------------------------------------------
-
-TEST_F(StreamStoriesTest, ListenerBehindAPortThatIsTooSmallAsksInVain) {
-  b.rate(2, 100 * kMega);
-  b.advertise(1, {.octets = 1500});
-  b.listen(2, 1, ready);
-  EXPECT_EQ(b.declared(), "1:AF 2:F1 3:A1500 4:A1500");
-  EXPECT_EQ(b.failure(2).bridgeId, 0x8000020000000000u);
-  b.listen(3, 1, ready);
-  EXPECT_THAT(b.declared(), HasSubstr("1:RF "));
-  EXPECT_EQ(b.entry(), "3");
-}
-
-TEST_F(StreamStoriesTest, LowerClassUsesWhatTheHigherOneLeaves) {
-  b.rate(2, 100 * kMega);
-  b.advertise(1, {.id = 1, .octets = 800});
-  b.listen(2, 1, ready);
-  BitsPerSecond reserved = 53'952'000;
-  for (unsigned id = 2; id <= 4; ++id) {
-    b.advertise(1, {.id = id, .octets = 224, .priority = 2});
-    b.listen(2, id, ready);
-    if (id < 4) reserved += 8'544'000;
-    EXPECT_EQ(b.slope(2, SrClass::a) + b.slope(2, SrClass::b), reserved) << id;
-  }
-  EXPECT_THAT(b.declared(3), HasSubstr("2:A1500"));
-  EXPECT_EQ(b.declared(4), "1:AF 2:F1 3:A1500 4:A1500");
-}
-
-TEST_F(StreamStoriesTest, LimitOfTheClassAloneHasItsOwnReason) {
-  StreamPort port = b.settings(2);
-  port.rate = 100 * kMega;
-  port.ofClass[0].delta = 50;
-  port.ofClass[1].delta = 25;
-  b.forwarding.portIs(b.intf(2), port);
-  b.advertise(1, {.id = 1, .octets = 800});
-  b.advertise(1, {.id = 2, .octets = 800, .frames = 2, .priority = 2});
-  EXPECT_THAT(b.declared(1), HasSubstr("2:F3"));
-  EXPECT_THAT(b.declared(2), HasSubstr("2:A1500"));
-}
-
-// Two hundred talkers of one shape, more than a port can carry: nothing is decided by who talks,
-// all by who listens, one after another.
-class CrowdedPortTest : public StreamStoriesTest {
- protected:
-  void SetUp() override {
-    advertise(1, 200);
-    EXPECT_EQ(b.count(2, TalkerKind::advertise), 200u);
-  }
-  std::size_t merged(const char* letters) const {
-    std::size_t count = 0;
-    for (unsigned id = 1; id <= 200; ++id) {
-      if (b.declared(id).starts_with(std::string("1:") + letters + " ")) ++count;
-    }
-    return count;
-  }
-};
-
-TEST_F(CrowdedPortTest, EachListenerTakesItsShareUntilThereIsNone) {
-  for (unsigned id = 1; id <= 200; ++id) {
-    const bool fits = id <= 95;
-    b.listen(2, id, fits ? ready : askingFailed);
-    EXPECT_EQ(b.count(2, TalkerKind::advertise), id < 95 ? 200u : 95u);
-  }
-  EXPECT_EQ(b.slope(2), 747'840'000u);
-  EXPECT_EQ(b.count(2, TalkerKind::failed), 105u);
-  EXPECT_EQ(b.count(3, TalkerKind::advertise), 200u);
-  EXPECT_EQ(merged("R"), 95u);
-  EXPECT_EQ(merged("AF"), 105u);
-  // One leaves: every one of the others would fit now, until the next asks.
-  b.listen(2, 7, ready, Lv);
-  b.told();
-  b.run(0.7);
-  EXPECT_THAT(b.told(), ElementsAre("entry 7:", "slope 2 6 739968000"));
-  EXPECT_EQ(b.count(2, TalkerKind::advertise), 200u);
-  b.listen(2, 150, ready);
-  EXPECT_EQ(b.count(2, TalkerKind::failed), 105u);
-  EXPECT_EQ(b.entry(150), "2");
-}
-
-// Had the listeners gone on asking: the place goes to the lowest identifier at once.
-TEST_F(CrowdedPortTest, PlaceThatIsFreeGoesToWhoeverWaits) {
-  for (unsigned id = 1; id <= 200; ++id) b.listen(2, id, ready);
-  EXPECT_EQ(merged("R"), 95u);
-  b.listen(2, 7, ready, Lv);
-  b.run(0.7);
-  EXPECT_EQ(b.count(2, TalkerKind::failed), 105u);
-  EXPECT_EQ(b.entry(96), "2");
-  EXPECT_EQ(b.slope(2), 747'840'000u);
-}
-
-// --- Importance ----------------------------------------------------------------------------------
-
-class NineStreamsTest : public StreamStoriesTest {
- protected:
-  // Nine of them fill the port; the last one is the youngest.
-  void SetUp() override {
-    b.rate(2, 100 * kMega);
-    advertise(11, 9);
-    for (unsigned id = 11; id <= 19; ++id) {
-      b.listen(2, id, ready);
-      b.run(0.1);
-    }
-    ASSERT_EQ(b.slope(2), 9 * 7'872'000u);
-    b.forwarding.onSlope = [](IntfId, SrClass, BitsPerSecond slope) {
-      EXPECT_LE(slope, 75 * kMega);
-    };
-  }
-};
-
-TEST_F(NineStreamsTest, EmergencyInterruptsTheYoungest) {
-  const TalkerOf urgent{.id = 30, .rank = 0};
-  b.advertise(1, urgent);
-  EXPECT_EQ(b.declared(30), "2:A1500 3:A1500 4:A1500") << "or nobody would ever ask for it";
-  EXPECT_EQ(b.entry(19), "2") << "the interruption waits for a listener";
-  b.told();
-  b.listen(2, 30, ready);
-  EXPECT_EQ(b.declared(19), "1:AF 2:F6 3:A1500 4:A1500");
-  EXPECT_THAT(b.told(), ElementsAre("entry 19:", "entry 30: 2"));
-  EXPECT_EQ(b.declared(30), "1:R 2:A1500 3:A1500 4:A1500");
-  EXPECT_EQ(b.entry(18), "2") << "no more than needed";
-  b.withdraw(1, urgent);
-  b.run(0.7);
-  EXPECT_EQ(b.declared(19), "1:R 2:A1500 3:A1500 4:A1500") << "its listener is still there";
-  EXPECT_EQ(b.entry(19), "2");
-}
-
-TEST_F(NineStreamsTest, AgeComesBeforeIdentifier) {
-  b.advertise(1, {.id = 1});
-  b.listen(2, 1, ready);
-  EXPECT_EQ(b.declared(1), "1:AF 2:F1 3:A1500 4:A1500");
-  EXPECT_EQ(b.entry(19), "2");
-}
-
-TEST_F(NineStreamsTest, SmallerPortDropsTheYoungestFirst) {
-  b.rate(2, 80 * kMega);  // 60 Mb/s for seven
+TEST_F(StreamStoriesTest, PrunedTalkersGoWhereTheirAddressIsRegistered) {
+  b.bridge->talkerPruningIs(true);
+  const StreamSwitch::Address address{2, EthAddr::fromNumber(kStreamAddresses + 1)};
+  b.forwarding.addressIs(b.intf(3), address, true);
+  b.advertise(1, s);
+  b.listen(4, 1, ready);
+  EXPECT_EQ(b.declared(), "3:A1500") << "the listener counts for nothing";
+  b.forwarding.addressIs(b.intf(2), address, true);
   b.run(0);
-  EXPECT_EQ(b.entry(17), "2");
-  EXPECT_EQ(b.entry(18) + b.entry(19), "");
-  EXPECT_EQ(b.declared(19), "1:AF 2:F1 3:A1500 4:A1500");
+  EXPECT_EQ(b.declared(), "2:A1500 3:A1500");
 }
 
 // --- The domain ----------------------------------------------------------------------------------
@@ -481,156 +329,6 @@ TEST_F(StreamStoriesTest, LatencyThatRisesIsAFailure) {
   EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500");
   b.advertise(1, {.latency = 0xffffff00}, JoinIn);
   EXPECT_EQ(b.declared(), "1:R 2:A4294967295 3:A4294967295 4:A4294967295");
-}
-
-// --- Ports ---------------------------------------------------------------------------------------
-
-TEST_F(StreamStoriesTest, SpanningTreeTurnsRound) {
-  b.advertise(1, s);
-  b.listen(3, 1, ready);
-  b.sent(1);
-  b.role(1, Role::alternate);
-  EXPECT_EQ(b.declared(), "");
-  EXPECT_EQ(b.entry(), "");
-  EXPECT_EQ(b.slope(3), 0u);
-  EXPECT_THAT(b.sent(1), ElementsAre("3:1=Lv/2"));
-  b.withdraw(1, s);
-  b.run(0.7);
-  b.role(2, Role::root);
-  b.advertise(2, s);
-  EXPECT_EQ(b.declared(), "2:R 3:A1500 4:A1500");
-  EXPECT_EQ(b.entry(), "3");
-  // A port that blocks neither gives nor gets, and asks its neighbour when it forwards again.
-  b.advertise(1, {.id = 5});
-  b.listen(1, 1, ready);
-  EXPECT_EQ(b.declared(5), "");
-  b.sent(1);
-  b.role(1, Role::designated);
-  EXPECT_EQ(b.declared(5), "2:A1500 3:A1500 4:A1500");
-  EXPECT_EQ(b.entry(), "1 3");
-  EXPECT_THAT(b.sent(1), Contains(HasSubstr("LA")));
-}
-
-TEST_F(StreamStoriesTest, PortsComeAndGo) {
-  b.advertise(1, s);
-  b.listen(2, 1, ready);
-  b.listen(3, 1, askingFailed);
-  b.sent(2);
-  b.told();
-  b.bridge->portDel(b.intf(2));
-  EXPECT_THAT(b.sent(2).front(), HasSubstr("1:1=Lv"));
-  EXPECT_EQ(b.declared(), "1:AF 3:A1500 4:A1500");
-  EXPECT_THAT(b.told(),
-              ElementsAre("entry 1:", "slope 2 6 0", "boundary 2 6 on", "boundary 2 5 on"));
-  b.bridge->portIs(b.intf(2));
-  EXPECT_EQ(b.declared(), "1:AF 2:F8 3:A1500 4:A1500") << "nobody there yet";
-  EXPECT_EQ(b.bridge->propagation().boundaries().size(), 2u);
-  b.inDomain(2);
-  b.listen(2, 1, ready);
-  EXPECT_EQ(b.declared(), "1:RF 2:A1500 3:A1500 4:A1500");
-  // The talker's port, and a device that vanishes.
-  b.sw.portDel(b.intf(1));
-  b.run(0);
-  EXPECT_EQ(b.declared(), "");
-  b.port(1);
-  b.inDomain(1);
-  b.advertise(1, s);
-  EXPECT_EQ(b.declared(), "1:RF 2:A1500 3:A1500 4:A1500");
-  // Disabled for a while, with its settings.
-  b.rate(2, 1 * kMega);
-  b.bridge->portEnabledIs(b.intf(2), false);
-  EXPECT_EQ(b.declared(), "1:AF 3:A1500 4:A1500");
-  b.bridge->portEnabledIs(b.intf(2), true);
-  b.inDomain(2);
-  EXPECT_EQ(b.declared(), "1:AF 2:F1 3:A1500 4:A1500");
-}
-
-// The engine stores no New of what is registered, so it takes the neighbour's next Join for the
-// same as ever and tells nobody.
-TEST_F(StreamStoriesTest, NewThatTheNeighbourDoesNotGoOnWithIsForgotten) {
-  b.config->leaveAllTimeIs(2.0);
-  b.advertise(1, s);
-  b.listen(2, 1, ready);
-  b.listen(2, 1, askingFailed);  // held back on its way
-  EXPECT_EQ(b.entry(), "");
-  for (int i = 0; i < 20; ++i) {
-    b.run(0.4);
-    for (const unsigned n : {1u, 2u, 3u, 4u}) b.inDomain(n);
-    b.advertise(1, s, JoinIn);
-    b.listen(2, 1, ready, JoinIn);
-  }
-  EXPECT_EQ(b.entry(), "2");
-  EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500");
-}
-
-// Late copies of old values alternate with the new one.
-TEST_F(StreamStoriesTest, ValuesThatFlicker) {
-  b.run(0.05);
-  b.listen(2, 1, ready);
-  b.advertise(1, s);
-  b.sent(3);
-  b.sent(1);
-  TalkerOf later = s;
-  for (std::uint32_t i = 1; i <= 400; ++i) {
-    later.latency = 500 + i;
-    b.advertise(1, later);
-    b.listen(2, 1, i % 2 ? askingFailed : ready);
-  }
-  EXPECT_LE(b.sent(3).size(), 2 * Streams::ChangeLimit::kMost);
-  EXPECT_LE(b.sent(1).size(), 2 * Streams::ChangeLimit::kMost);
-  EXPECT_NE(b.declared(), "1:R 2:A1900 3:A1900 4:A1900");
-  b.run(1);
-  EXPECT_EQ(b.declared(), "1:R 2:A1900 3:A1900 4:A1900") << "what came last";
-  // What is held back goes with its registration.
-  for (std::uint32_t i = 0; i < 400; ++i) {
-    b.listen(2, 1, i % 2 ? askingFailed : ready);
-    if (i % 2) {
-      b.failed(1, s, 8);
-    } else {
-      b.advertise(1, s);
-    }
-  }
-  b.failed(1, s, 8, Lv);
-  b.listen(2, 1, ready, Lv);
-  b.run(2);
-  EXPECT_EQ(b.declared(), "");
-  EXPECT_EQ(b.review(), "");
-}
-
-TEST_F(StreamStoriesTest, PrunedTalkersGoWhereTheirAddressIsRegistered) {
-  b.bridge->talkerPruningIs(true);
-  const StreamSwitch::Address address{2, EthAddr::fromNumber(kStreamAddresses + 1)};
-  b.forwarding.addressIs(b.intf(3), address, true);
-  b.advertise(1, s);
-  b.listen(4, 1, ready);
-  EXPECT_EQ(b.declared(), "3:A1500") << "the listener counts for nothing";
-  b.forwarding.addressIs(b.intf(2), address, true);
-  b.run(0);
-  EXPECT_EQ(b.declared(), "2:A1500 3:A1500");
-}
-
-// --- Engines -------------------------------------------------------------------------------------
-
-TEST_F(StreamStoriesTest, OutlivesEnginesAndGoesOnWithTheirRecords) {
-  b.advertise(1, s);
-  b.listen(2, 1, ready);
-  b.run(1);
-  b.engine = nullptr;
-  b.told();
-  for (const unsigned n : {1u, 2u}) b.sent(n);
-  b.start();
-  EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500") << "before any neighbour has spoken";
-  EXPECT_EQ(b.entry(), "2");
-  for (const unsigned n : {1u, 2u, 3u, 4u}) b.inDomain(n);
-  EXPECT_EQ(b.declared(), "1:R 2:A1500 3:A1500 4:A1500");
-  EXPECT_EQ(b.entry(), "2");
-  // Another engine without records: nothing is left of it.
-  b.engine = nullptr;
-  b.status = makePtr<MrpStatus>();
-  b.start();
-  EXPECT_EQ(b.entry(), "");
-  EXPECT_EQ(b.declared(), "");
-  EXPECT_TRUE(b.bridge->propagation().streams().empty());
 }
 
 }  // namespace
