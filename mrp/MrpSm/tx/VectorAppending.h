@@ -28,48 +28,45 @@ struct CodecBase {
   static constexpr bool tracesKey = false;
 };
 
-// Whether `next` is the n-th value after `first`, its other fields like those of `first`.
+// What both types of talker have: identity, and what its frames ask of the network.
 template <class Talker>
-bool isWholeTalker(Talker first, const Talker& next, std::uint64_t streamId, EthAddr dmac) {
-  auto& identity = [](auto& talker) -> MsrpTalkerAdvertiseAttribute& {
-    if constexpr (requires { talker.talkerAdvertiseAttribute; }) {
-      return talker.talkerAdvertiseAttribute;
-    } else {
-      return talker;
-    }
-  }(first);
-  identity.streamId = streamId;
-  identity.frame.dmac = dmac;
+auto& advertisementOf(Talker& talker) {
+  if constexpr (requires { talker.talkerAdvertiseAttribute; }) {
+    return talker.talkerAdvertiseAttribute;
+  } else {
+    return talker;
+  }
+}
+
+// Whether the other fields of two talkers are alike.
+template <class Talker>
+bool alikeBesidesIdentity(Talker first, const Talker& next) {
+  advertisementOf(first).streamId = advertisementOf(next).streamId;
+  advertisementOf(first).frame.dmac = advertisementOf(next).frame.dmac;
   return first == next;
 }
 
-template <>
-struct Codec<MsrpTalkerAdvertiseAttribute> : CodecBase<MrpApplication::msrp, 1> {
-  using FirstValue = MsrpTalkerAdvertiseAttribute;
-  static constexpr const char* prefix = "mrpSendTalkerAdvertise on ";
+template <class Talker, std::uint8_t Type>
+struct TalkerCodec : CodecBase<MrpApplication::msrp, Type> {
+  using FirstValue = Talker;
   static constexpr const char* label = "streamId = 0x";
   static constexpr bool tracesKey = true;
-  static bool inSequence(const FirstValue& first, const FirstValue& next, std::uint16_t n,
-                         bool whole) {
-    return mrpTalkerValueInSequence(first.streamId, next.streamId, first.frame.dmac,
-                                    next.frame.dmac, n) &&
-           (!whole || isWholeTalker(first, next, next.streamId, next.frame.dmac));
+  static bool inSequence(const Talker& first, const Talker& next, std::uint16_t n, bool whole) {
+    const auto& f = advertisementOf(first);
+    const auto& t = advertisementOf(next);
+    return mrpTalkerValueInSequence(f.streamId, t.streamId, f.frame.dmac, t.frame.dmac, n) &&
+           (!whole || alikeBesidesIdentity(first, next));
   }
 };
 
 template <>
-struct Codec<MsrpTalkerFailedAttribute> : CodecBase<MrpApplication::msrp, 2> {
-  using FirstValue = MsrpTalkerFailedAttribute;
+struct Codec<MsrpTalkerAdvertiseAttribute> : TalkerCodec<MsrpTalkerAdvertiseAttribute, 1> {
+  static constexpr const char* prefix = "mrpSendTalkerAdvertise on ";
+};
+
+template <>
+struct Codec<MsrpTalkerFailedAttribute> : TalkerCodec<MsrpTalkerFailedAttribute, 2> {
   static constexpr const char* prefix = "mrpSendTalkerFailed on ";
-  static constexpr const char* label = "streamId = 0x";
-  static constexpr bool tracesKey = true;
-  static bool inSequence(const FirstValue& first, const FirstValue& next, std::uint16_t n,
-                         bool whole) {
-    const auto& f = first.talkerAdvertiseAttribute;
-    const auto& t = next.talkerAdvertiseAttribute;
-    return mrpTalkerValueInSequence(f.streamId, t.streamId, f.frame.dmac, t.frame.dmac, n) &&
-           (!whole || isWholeTalker(first, next, t.streamId, t.frame.dmac));
-  }
 };
 
 template <>
