@@ -54,48 +54,63 @@ Account::~Account() = default;
 
 // --- The ring ------------------------------------------------------------------------------------
 
-Number Account::add(const MrpAttribute& attribute, const Fact& fact) {
-  if (capacity_ == 0) return 0;
-  const std::uint64_t port = attribute.intfId.value();
-  if (port >= ports_.size()) ports_.resize(static_cast<std::size_t>(port) + 1);
-  ports_[static_cast<std::size_t>(port)] = attribute.intfId;
-  const Number number = ++last_;
-  const std::uint64_t back = fact.cause == 0 ? 0 : number - fact.cause;
-  ring_[next_] = {.number = number,
-                  .time = clock_.now().nanoseconds(),
-                  .key = attribute.attributeKey,
-                  .detail = fact.detail,
-                  .back = back <= std::numeric_limits<std::uint32_t>::max()
-                              ? static_cast<std::uint32_t>(back)
-                              : 0,
-                  .chain = 0,
-                  .port = static_cast<std::uint32_t>(port),
-                  .kind = fact.kind,
-                  .type = attribute.attributeType,
-                  .event = fact.event,
-                  .states = fact.states};
-  if (++next_ == capacity_) next_ = 0;
-  size_ = std::min(size_ + 1, capacity_);
-  return number;
-}
-
-// The same, to be found again by its attribute.
-Number Account::addAbout(const MrpAttribute& attribute, const Fact& fact) {
-  const Number number = add(attribute, fact);
-  if (number == 0) return 0;
-  std::uint32_t& head = heads_[slotOf(attribute)];
-  const auto low = static_cast<std::uint32_t>(number);
-  if (head != 0) ring_[(next_ == 0 ? capacity_ : next_) - 1].chain = low - head;
-  head = low;
-  return number;
-}
-
 // Mixed with the address of the account, so that a peer cannot choose keys that collide.
-std::size_t Account::slotOf(const MrpAttribute& attribute) const {
+inline std::size_t Account::slotOf(const MrpAttribute& attribute) const {
   std::uint64_t h = attribute.attributeKey ^ reinterpret_cast<std::uintptr_t>(this);
   h ^= (attribute.intfId.value() << 8 | attribute.attributeType) * 0x9E3779B97F4A7C15u;
   h = (h ^ h >> 32) * 0xD6E8FEB86659FD93u;
   return static_cast<std::size_t>(h >> 32) & mask_;
+}
+
+// The next record, which takes the place of the oldest. Inline where transitions are recorded: one
+// in a few nanoseconds has no time for calls.
+[[gnu::always_inline]] inline Record& Account::next(const MrpAttribute& attribute,
+                                                    const Fact& fact) {
+  const std::uint64_t port = attribute.intfId.value();
+  if (port >= ports_.size() || ports_[static_cast<std::size_t>(port)] != attribute.intfId) {
+    portIs(attribute.intfId);
+  }
+  Record& record = ring_[next_];
+  if (++next_ == capacity_) next_ = 0;
+  record.number = ++last_;
+  record.time = clock_.now().nanoseconds();
+  record.key = attribute.attributeKey;
+  record.detail = fact.detail;
+  const std::uint64_t back = fact.cause == 0 ? 0 : record.number - fact.cause;
+  record.back =
+      back <= std::numeric_limits<std::uint32_t>::max() ? static_cast<std::uint32_t>(back) : 0;
+  record.chain = 0;
+  record.port = static_cast<std::uint32_t>(port);
+  record.kind = fact.kind;
+  record.type = attribute.attributeType;
+  record.event = fact.event;
+  record.states = fact.states;
+  return record;
+}
+
+// The same, to be found again by its attribute.
+[[gnu::always_inline]] inline Number Account::nextAbout(const MrpAttribute& attribute,
+                                                        const Fact& fact) {
+  Record& record = next(attribute, fact);
+  std::uint32_t& head = heads_[slotOf(attribute)];
+  const auto low = static_cast<std::uint32_t>(record.number);
+  record.chain = head == 0 ? 0 : low - head;
+  head = low;
+  return record.number;
+}
+
+Number Account::add(const MrpAttribute& attribute, const Fact& fact) {
+  return capacity_ == 0 ? 0 : next(attribute, fact).number;
+}
+
+Number Account::addAbout(const MrpAttribute& attribute, const Fact& fact) {
+  return capacity_ == 0 ? 0 : nextAbout(attribute, fact);
+}
+
+void Account::portIs(IntfId intf) {
+  const auto port = static_cast<std::size_t>(intf.value());
+  if (port >= ports_.size()) ports_.resize(port + 1);
+  ports_[port] = intf;
 }
 
 template <class Wanted>
@@ -267,27 +282,26 @@ void Account::declared(const MrpAttribute& attribute, Number cause) {
 
 void Account::transitionOfNote(const Transition& transition) {
   if (capacity_ == 0) return;
+  const MrpAttribute& attribute = transition.attribute;
   const bool registrar = transition.machine == Machine::registrar;
-  if (started_ && !(registrar && started_->attribute == transition.attribute)) flushStarted();
-  const bool sent = !registrar && encoded_ && *encoded_ == transition.attribute;
-  const bool moved = transition.from != transition.to;
-  if (!moved && !started_ && !sent) return;
-  const Number cause = causeOf(transition);
-  Number number = cause;
-  if (moved || started_) {
-    number = addAbout(
-        transition.attribute,
-        {.kind = registrar ? Kind::registrar : Kind::applicant,
-         .event = transition.event,
-         .states = states(transition.from, transition.to),
-         .detail =
-             started_ ? static_cast<std::uint64_t>(std::max<std::int64_t>(started_->due, 1)) : 0,
-         .cause = cause});
+  if (started_ && !(registrar && started_->attribute == attribute)) flushStarted();
+  const bool sent = !registrar && encoded_ && *encoded_ == attribute;
+  const bool recorded = transition.from != transition.to || started_;
+  if (!recorded && !sent) return;
+  Number number = causeOf(transition);
+  if (recorded) {
+    number = nextAbout(attribute,
+                       {.kind = registrar ? Kind::registrar : Kind::applicant,
+                        .event = transition.event,
+                        .states = states(transition.from, transition.to),
+                        .detail = started_ ? std::uint64_t(std::max<std::int64_t>(started_->due, 1))
+                                           : 0,
+                        .cause = number});
     started_.reset();
   }
   if (sent) {
     encoded_.reset();
-    declared(transition.attribute, number);
+    declared(attribute, number);
   }
 }
 

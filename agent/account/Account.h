@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <optional>
@@ -35,9 +36,9 @@ class Account final : public MrpObserver {
   std::size_t capacity() const { return capacity_; }
   // The oldest and the newest record that are there; the first is above the last when there is
   // none.
-  Number first() const { return last_ - size_ + 1; }
+  Number first() const { return last_ - size() + 1; }
   Number last() const { return last_; }
-  std::size_t size() const { return size_; }
+  std::size_t size() const { return static_cast<std::size_t>(std::min<Number>(last_, capacity_)); }
   bool has(Number number) const { return number >= first() && number <= last_; }
   // Null when it is not there (any more).
   const Record* record(Number number) const {
@@ -151,6 +152,9 @@ class Account final : public MrpObserver {
   void transitionOfNote(const Transition& transition);
   Number add(const MrpAttribute& attribute, const Fact& fact);
   Number addAbout(const MrpAttribute& attribute, const Fact& fact);
+  Record& next(const MrpAttribute& attribute, const Fact& fact);
+  Number nextAbout(const MrpAttribute& attribute, const Fact& fact);
+  void portIs(IntfId intf);
   std::size_t slotOf(const MrpAttribute& attribute) const;
   void flushStarted();
   Number causeOf(const Transition& transition);
@@ -177,7 +181,6 @@ class Account final : public MrpObserver {
   std::unique_ptr<std::uint32_t[]> heads_;  // newest record of a slot, its number's low half
   std::size_t mask_ = 0;
   std::size_t next_ = 0;  // where the next record goes
-  std::size_t size_ = 0;
   Number last_ = 0;
   std::vector<IntfId> ports_;       // by their numbers
   std::vector<Outgoing> outgoing_;  // likewise
@@ -198,7 +201,7 @@ class Account final : public MrpObserver {
 template <class Wanted>
 const Record* Account::walkChain(const MrpAttribute& attribute, Number before, std::size_t steps,
                                  Wanted wanted) const {
-  if (size_ == 0) return nullptr;
+  if (last_ == 0) return nullptr;
   const auto intf = static_cast<std::uint32_t>(attribute.intfId.value());
   const std::uint32_t newest = heads_[slotOf(attribute)];
   if (newest == 0) return nullptr;
