@@ -114,7 +114,7 @@ int runParsed(std::span<const char* const> arguments, std::ostream& out, std::os
       "replay",
       "Drive one engine at virtual time with captures and scenarios, and show what it did");
   describe(*replayApp, command, application);
-  AgentCommands agentCommands(app);
+  AgentCommands agentCommands(app, arguments);
   WebCommand web;
   const CLI::App* webApp = describe(app, web);
   WhyCommand why(app);

@@ -8,8 +8,9 @@ target_link_libraries(mrp_bench PRIVATE ${internal_libraries} benchmark::benchma
 
 add_library(mrp_no_trace_objects OBJECT EXCLUDE_FROM_ALL ${core_sources})
 add_executable(mrp_bench_no_trace EXCLUDE_FROM_ALL ${bench_sources})
+mrp_engine_flags(mrp_no_trace_objects)
+mrp_compile_flags(mrp_bench_no_trace)
 foreach(target mrp_no_trace_objects mrp_bench_no_trace)
-  mrp_compile_flags(${target})
   target_compile_definitions(${target} PRIVATE MRP_NO_TRACE)
 endforeach()
 set_target_properties(mrp_no_trace_objects PROPERTIES

@@ -35,6 +35,7 @@ foreach(library mrp_agent mrp_host mrp_embedded mrp_linux)
 endforeach()
 if(TARGET mrp_cli)
   install(TARGETS mrp_cli)
+  install(TARGETS mrp_agent_program RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/mrp)
 endif()
 
 install(EXPORT mrpTargets NAMESPACE mrp:: DESTINATION ${package_dir})

@@ -79,6 +79,13 @@ function(mrp_compile_flags target)
   mrp_link_flags(${target})
 endfunction()
 
+# The engine hands pairs of words around in registers. The vectoriser would join them on the stack, by a load that waits
+# for two stores. Nobody replaces single functions of the shared library, so that its own calls are direct.
+function(mrp_engine_flags target)
+  mrp_compile_flags(${target})
+  target_compile_options(${target} PRIVATE -fno-tree-slp-vectorize -fno-semantic-interposition)
+endfunction()
+
 # Of what is not the engine a sanitizer finds as much without the optimiser, which takes half the time of a build.
 # Only optimised code can be fortified.
 function(mrp_plain_when_sanitized target)

@@ -8,9 +8,10 @@
 #include <iostream>
 
 #include "agent/daemon/Version.h"
+#include "agent/daemon/config/Check.h"
 #include "agent/daemon/config/VlanRanges.h"
-#include "agent/daemon/linux/Process.h"
 #include "cli/agent/AgentOptions.h"
+#include "cli/agent/AgentProgram.h"
 #include "cli/agent/Remote.h"
 #include "cli/agent/Shown.h"
 #include "cli/dump/DumpCommand.h"
@@ -301,7 +302,7 @@ struct AgentCommands::Impl {
     }
   }
 
-  explicit Impl(CLI::App& app) {
+  Impl(CLI::App& app, std::span<const char* const> commandLine) : arguments(commandLine) {
     agentOptions.describe(*command(app, "agent", "Run MVRP and MSRP on ports of this host",
                                    [this](const auto&, const auto&) { return runAgent(); }, {})
                                .app);
@@ -362,15 +363,17 @@ struct AgentCommands::Impl {
   int runAgent() {
     const std::string file = Daemon::fileMeant(agentOptions.file);
     const auto given = agentOptions.given();
-    return agentOptions.check ? Daemon::checkConfiguration(file, given)
-                              : Daemon::runAgent(file, given);
+    if (agentOptions.check) return Daemon::checkConfiguration(file, given);
+    throw CommandEnd(Daemon::Exit::kFailed, becomeAgent(arguments));
   }
 
+  std::span<const char* const> arguments;
   std::deque<Command> commands;
   AgentOptions agentOptions;
 };
 
-AgentCommands::AgentCommands(CLI::App& app) : impl_(std::make_unique<Impl>(app)) {}
+AgentCommands::AgentCommands(CLI::App& app, std::span<const char* const> arguments)
+    : impl_(std::make_unique<Impl>(app, arguments)) {}
 AgentCommands::~AgentCommands() = default;
 
 std::optional<int> AgentCommands::run(std::ostream& out, std::ostream& err) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <span>
 
 namespace CLI {
 class App;
@@ -22,7 +23,8 @@ inline constexpr int kNoAgent = 3;
 // The agent and the commands that talk to one.
 class AgentCommands {
  public:
-  explicit AgentCommands(CLI::App& app);
+  // `arguments` is the command line, which outlives this.
+  AgentCommands(CLI::App& app, std::span<const char* const> arguments);
   ~AgentCommands();
   AgentCommands(const AgentCommands&) = delete;
   AgentCommands& operator=(const AgentCommands&) = delete;

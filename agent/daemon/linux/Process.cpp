@@ -8,12 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 #include <random>
 
 #include "agent/daemon/Agent.h"
 #include "agent/daemon/Control.h"
-#include "agent/daemon/config/ConfigText.h"
 #include "agent/daemon/linux/LinuxHost.h"
 #include "agent/daemon/linux/Notify.h"
 #include "agent/daemon/linux/Privileges.h"
@@ -308,31 +306,12 @@ class Process {
   std::unique_ptr<Control> control_;
 };
 
-void tell(const Log& log, std::span<const std::string> errors) {
-  for (const std::string& error : errors) log.error(error);
-}
-
 }  // namespace
-
-std::string fileMeant(const std::string& named) {
-  if (!named.empty()) return named;
-  std::error_code ignored;
-  return std::filesystem::exists(kDefaultFile, ignored) ? kDefaultFile : "";
-}
-
-int checkConfiguration(const std::string& file, std::span<const OptionText> options) {
-  const Log log(standardErrorSink());
-  const Loaded loaded = load(file, options);
-  tell(log, loaded.errors);
-  if (!loaded.errors.empty()) return Exit::kConfiguration;
-  std::cout << configText(loaded.config, Settings::all);
-  return std::cout.flush() ? Exit::kDone : Exit::kFailed;
-}
 
 int runAgent(const std::string& file, std::span<const OptionText> options) {
   Log log(standardErrorSink());
   const Loaded loaded = load(file, options);
-  tell(log, loaded.errors);
+  for (const std::string& error : loaded.errors) log.error(error);
   if (!loaded.errors.empty()) return Exit::kConfiguration;
   log.levelIs(*Log::level(loaded.config.log));
   std::signal(SIGPIPE, SIG_IGN);
