@@ -183,6 +183,7 @@ void addEngines(std::string& out, const Json& engines) {
 void addRegistrations(std::string& out, const Json& tables) {
   // By port and kind: talkers that are advertised, talkers that failed, listeners.
   std::map<std::pair<std::string, std::string>, double> streams;
+  std::map<std::pair<std::string, std::string>, double> reserved;  // by port and class
   const Json& rows = member(tables, "streams");
   for (const Json& row : rows.is_array() ? rows : Json::array()) {
     const auto isRegistered = [](const Json& of) {
@@ -191,6 +192,8 @@ void addRegistrations(std::string& out, const Json& tables) {
     const Json& talker = member(row, "talker");
     if (isRegistered(talker)) ++streams[{text(row, "port"), "talker-" + text(talker, "kind")}];
     if (isRegistered(member(row, "listener"))) ++streams[{text(row, "port"), "listener"}];
+    const Json& fate = member(row, "fate");
+    if (member(fate, "reserved") == true) ++reserved[{text(row, "port"), text(fate, "srClassId")}];
   }
   Family registered(out, "mrp_registrations", "gauge", "Attributes that are registered.");
   for (const Json& port : member(tables, "ports")) {
@@ -206,6 +209,10 @@ void addRegistrations(std::string& out, const Json& tables) {
     if (!member(port, "mvrp").is_object()) continue;
     declared.add({{"port", text(port, "port")}, {"application", "mvrp"}},
                  vlansIn(member(member(port, "mvrp"), "declared")));
+  }
+  Family reservations(out, "mrp_reservations", "gauge", "Streams that have bandwidth on a port.");
+  for (const auto& [of, count] : reserved) {
+    reservations.add({{"port", of.first}, {"class", of.second}}, count);
   }
   Family up(out, "mrp_port_up", "gauge", "Whether the port has a link.");
   for (const Json& port : member(tables, "ports")) {

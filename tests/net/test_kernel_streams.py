@@ -6,6 +6,7 @@
 
 import contextlib
 import json
+import os
 import re
 import signal
 import subprocess
@@ -13,6 +14,7 @@ import subprocess
 import pytest
 
 from conftest import BOUND, run, until
+from test_web import Web, browser
 
 SETTINGS = """
 [agent]
@@ -226,6 +228,52 @@ def test_a_stream_that_does_not_fit(streams):
     s.stations[1].stop()
     s.reserved("p2", {})
     assert s.entries() == []
+
+
+def test_what_a_page_tells_of_reservations(streams):
+    s = streams
+    s.talks(1, 800)
+    s.listens(2, 1)
+    s.reserved("p2", {"1": 53952})
+    web = Web(s.net, s.agent)
+    try:
+        def metrics(family):
+            lines = web.ask("/metrics")[2].splitlines()
+            return {line.split()[0]: float(line.split()[1]) for line in lines
+                    if line.startswith(family + "{")}
+
+        until(lambda: metrics("mrp_reservations") == {'mrp_reservations{port="p2",class="6"}': 1},
+              "a reservation")
+        bandwidth = metrics("mrp_bandwidth_bits_per_second")
+        for what, bits in (("limit", 75000000), ("reserved", 53952000), ("left", 21048000)):
+            of = f'mrp_bandwidth_bits_per_second{{port="p2",class="6",what="{what}"}}'
+            assert bandwidth[of] == bits, bandwidth
+        if os.environ.get("MRP_PICTURE"):
+            show_bandwidth(s, web, os.environ["MRP_PICTURE"])
+        s.stations[2].command("withdraw", "listener", "--id", "001b21aa99870001")
+        until(lambda: metrics("mrp_reservations") == {}, "none")
+    finally:
+        web.close()
+
+
+def show_bandwidth(s, web, picture):
+    """The page's meters, with one stream and with two. A browser takes more memory than tests give the kernel."""
+    def meters():
+        found = page.find_elements("css selector", "meter")
+        return [one.get_attribute("aria-label") for one in found]
+
+    page = browser.start()
+    try:
+        page.get(web.url)
+        until(lambda: "53,952 kb/s of 75,000 kb/s reserved" in meters(), f"a meter: {meters()}")
+        s.talks(2, 80)
+        s.listens(2, 2)
+        until(lambda: "61,824 kb/s of 75,000 kb/s reserved" in meters(), f"another: {meters()}")
+        page.execute_script("document.querySelector('meter').scrollIntoView()")
+        page.save_screenshot(picture)
+        s.stations[1].command("withdraw", "stream", "--id", "001b21aa99870002")
+    finally:
+        page.quit()
 
 
 def test_a_restart_does_not_stop_the_stream(streams):
