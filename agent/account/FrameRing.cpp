@@ -11,14 +11,14 @@ constexpr std::size_t kLongest = 10000;
 
 FrameRing::Header FrameRing::headerAt(std::size_t at) const {
   Header header;
-  std::memcpy(&header, buffer_.data() + at, sizeof header);
+  std::memcpy(&header, buffer_.get() + at, sizeof header);
   return header;
 }
 
 FrameRing::Frame FrameRing::frameAt(std::size_t at, std::uint64_t number) const {
   const Header h = headerAt(at);
   return {number,        Platform::Seconds::fromNanoseconds(h.time), h.intf, h.received,
-          h.application, {buffer_.data() + at + sizeof h, h.length}};
+          h.application, {buffer_.get() + at + sizeof h, h.length}};
 }
 
 std::size_t FrameRing::behind(std::size_t at) const {
@@ -37,14 +37,14 @@ void FrameRing::drop() {
 
 // Frames stand in one piece: what does not fit behind the newest goes to the front.
 bool FrameRing::makeRoom(std::size_t octets) {
-  if (octets > buffer_.size()) return false;
+  if (octets > octets_) return false;
   for (;;) {
     if (wrapped_) {
       if (begin_ - end_ >= octets) return true;
       drop();
       continue;
     }
-    if (buffer_.size() - end_ >= octets) return true;
+    if (octets_ - end_ >= octets) return true;
     if (count_ == 0) {
       begin_ = end_ = 0;
       continue;
@@ -60,8 +60,8 @@ void FrameRing::add(Platform::Seconds time, IntfId intf, bool received, MrpAppli
   if (!makeRoom(sizeof(Header) + length)) return;
   const Header header{time.nanoseconds(), intf, static_cast<std::uint32_t>(length), application,
                       received};
-  std::memcpy(buffer_.data() + end_, &header, sizeof header);
-  if (length > 0) std::memcpy(buffer_.data() + end_ + sizeof header, octets.data(), length);
+  std::memcpy(buffer_.get() + end_, &header, sizeof header);
+  if (length > 0) std::memcpy(buffer_.get() + end_ + sizeof header, octets.data(), length);
   end_ += sizeof header + length;
   ++count_;
   ++last_;

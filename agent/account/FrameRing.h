@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 #include "mrp/MrpSm/MrpObserver.h"
 #include "mrp/types/Applications.h"
@@ -25,13 +25,14 @@ class FrameRing {
     std::span<const std::uint8_t> octets;
   };
 
-  // All memory that it will ever take; 0: none, and no frame is kept.
-  explicit FrameRing(std::size_t octets = kDefaultOctets) : buffer_(octets) {}
+  // All memory that it will ever take, as frames come; 0: none, and no frame is kept.
+  explicit FrameRing(std::size_t octets = kDefaultOctets)
+      : octets_(octets), buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(octets)) {}
 
   void add(Platform::Seconds time, IntfId intf, bool received, MrpApplication application,
            std::span<const std::uint8_t> octets);
 
-  std::size_t octets() const { return buffer_.size(); }
+  std::size_t octets() const { return octets_; }
   std::size_t frames() const { return count_; }
   std::uint64_t first() const { return last_ - count_ + 1; }
   std::uint64_t last() const { return last_; }
@@ -61,7 +62,8 @@ class FrameRing {
   void drop();
   bool makeRoom(std::size_t octets);
 
-  std::vector<std::uint8_t> buffer_;
+  std::size_t octets_;
+  std::unique_ptr<std::uint8_t[]> buffer_;
   std::size_t begin_ = 0;  // of the oldest frame
   std::size_t end_ = 0;    // behind the newest one
   std::size_t wrap_ = 0;   // where the frames before the wrap end
@@ -76,6 +78,7 @@ class FrameTap final : public MrpObserver {
   FrameTap(FrameRing& ring, const Platform::Clock& clock, MrpApplication application)
       : ring_(ring), clock_(clock), application_(application) {}
 
+  bool wantsIdle() const override { return false; }
   void frame(const Frame& frame) override {
     ring_.add(clock_.now(), frame.intf, frame.direction == Direction::received, application_,
               frame.octets);
