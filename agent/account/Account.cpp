@@ -54,14 +54,6 @@ Account::~Account() = default;
 
 // --- The ring ------------------------------------------------------------------------------------
 
-// Mixed with the address of the account, so that a peer cannot choose keys that collide.
-inline std::size_t Account::slotOf(const MrpAttribute& attribute) const {
-  std::uint64_t h = attribute.attributeKey ^ reinterpret_cast<std::uintptr_t>(this);
-  h ^= (attribute.intfId.value() << 8 | attribute.attributeType) * 0x9E3779B97F4A7C15u;
-  h = (h ^ h >> 32) * 0xD6E8FEB86659FD93u;
-  return static_cast<std::size_t>(h >> 32) & mask_;
-}
-
 // The next record, which takes the place of the oldest. Inline where transitions are recorded: one
 // in a few nanoseconds has no time for calls.
 [[gnu::always_inline]] inline Record& Account::next(const MrpAttribute& attribute,
@@ -290,13 +282,13 @@ void Account::transitionOfNote(const Transition& transition) {
   if (!recorded && !sent) return;
   Number number = causeOf(transition);
   if (recorded) {
-    number = nextAbout(attribute,
-                       {.kind = registrar ? Kind::registrar : Kind::applicant,
-                        .event = transition.event,
-                        .states = states(transition.from, transition.to),
-                        .detail = started_ ? std::uint64_t(std::max<std::int64_t>(started_->due, 1))
-                                           : 0,
-                        .cause = number});
+    number =
+        nextAbout(attribute,
+                  {.kind = registrar ? Kind::registrar : Kind::applicant,
+                   .event = transition.event,
+                   .states = states(transition.from, transition.to),
+                   .detail = started_ ? std::uint64_t(std::max<std::int64_t>(started_->due, 1)) : 0,
+                   .cause = number});
     started_.reset();
   }
   if (sent) {

@@ -113,6 +113,7 @@ class Account final : public MrpObserver {
   void nextFrameIs(std::uint64_t number) { received_ = number - 1; }
 
   // --- Told by the engine
+  bool wantsIdle() const override { return false; }
   void frame(const Frame& frame) override;
   void event(const Event& event) override {
     if (event.leaveAll || event.direction == Direction::sent) eventOfNote(event);
@@ -195,6 +196,14 @@ class Account final : public MrpObserver {
   std::optional<MrpAttribute> encoded_;  // put into a packet by the transition that comes next
   std::uint8_t untoldRoleEvent_ = 0;
 };
+
+// Mixed with the address of the account, so that a peer cannot choose keys that collide.
+inline std::size_t Account::slotOf(const MrpAttribute& attribute) const {
+  std::uint64_t h = attribute.attributeKey ^ reinterpret_cast<std::uintptr_t>(this);
+  h ^= (attribute.intfId.value() << 8 | attribute.attributeType) * 0x9E3779B97F4A7C15u;
+  h = (h ^ h >> 32) * 0xD6E8FEB86659FD93u;
+  return static_cast<std::size_t>(h >> 32) & mask_;
+}
 
 // The chain goes back through the records of a slot, those of this attribute among them. One that
 // was overwritten ends it: what is before is older still.

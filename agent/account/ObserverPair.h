@@ -13,6 +13,9 @@ class ObserverPair final : public MrpObserver {
   ObserverPair() = default;
   ObserverPair(First* first, Second* second) : first_(first), second_(second) {}
 
+  bool wantsIdle() const override {
+    return (first_ && first_->wantsIdle()) || (second_ && second_->wantsIdle());
+  }
   void frame(const Frame& fact) override {
     if (first_) first_->frame(fact);
     if (second_) second_->frame(fact);

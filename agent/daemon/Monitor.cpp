@@ -24,7 +24,10 @@ void Monitor::discard(const Discard& discard) {
   }
 }
 
-Monitor::Port& Monitor::portNew(Platform::IntfId intf) { return ports_.is(intf); }
+Monitor::Port& Monitor::otherPort(Platform::IntfId intf) {
+  lastIntf_ = intf;
+  return *(last_ = &ports_.is(intf));
+}
 
 // Every LeaveAll moves every record through LV and the anxious states and back, which changes
 // nothing of what it stands for.

@@ -45,8 +45,12 @@ class Monitor final : public Mrp::MrpObserver {
 
   // Null for a port of which nothing was seen.
   const Port* port(Platform::IntfId intf) const { return ports_.find(intf); }
-  void portDel(Platform::IntfId intf) { ports_.del(intf); }
+  void portDel(Platform::IntfId intf) {
+    last_ = nullptr;
+    ports_.del(intf);
+  }
 
+  bool wantsIdle() const override { return false; }
   void frame(const Frame& frame) override;
   void event(const Event& event) override {
     Port& port = portOf(event.attribute.intfId);
@@ -62,15 +66,16 @@ class Monitor final : public Mrp::MrpObserver {
 
  private:
   void moved(const Transition& transition);
-  Port& portNew(Platform::IntfId intf);
+  Port& otherPort(Platform::IntfId intf);
   // Once for every event of every frame.
   Port& portOf(Platform::IntfId intf) {
-    Port* const known = ports_.find(intf);
-    return known ? *known : portNew(intf);
+    return last_ && lastIntf_ == intf ? *last_ : otherPort(intf);
   }
 
   Listener& listener_;
   Platform::IntfMap<Port> ports_;
+  Platform::IntfId lastIntf_;  // of the port asked for last
+  Port* last_ = nullptr;
 };
 
 }  // namespace Daemon

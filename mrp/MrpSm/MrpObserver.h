@@ -99,6 +99,9 @@ class MRP_API MrpObserver {
   };
 
   virtual ~MrpObserver() = default;
+  // Whether transitions are told that move nothing, send nothing and start no timer, by which most
+  // of a refresh goes. Asked once, when an engine is given the observer.
+  virtual bool wantsIdle() const { return true; }
   virtual void frame(const Frame&) {}
   virtual void event(const Event&) {}
   virtual void transition(const Transition&) {}

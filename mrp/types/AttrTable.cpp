@@ -35,8 +35,7 @@ AttrTable::Page& AttrTable::makePage(std::size_t index) {
 MrpAttrDatabase& AttrTable::add(std::uint64_t key, unsigned marks) {
   if (layout_.keys == AttributeKeys::sparse) return addSparse(key, marks);
   if (key >= kDenseKeys) refuse();
-  MrpAttrDatabase* record = addInPage(key, marks);
-  return record ? *record : make(key, key, marks);
+  return make(key, key, marks);
 }
 
 // All room is made before anything is linked.

@@ -61,11 +61,16 @@ class MRP_API AttrTable {
     return record ? *record : add(key, marks);
   }
   MrpAttrDatabase& add(std::uint64_t key, unsigned marks);
-  // The same where that takes no memory, of a dense key whose page is there; null elsewhere.
-  MrpAttrDatabase* addInPage(std::uint64_t key, unsigned marks) {
-    if (layout_.keys != AttributeKeys::dense) return nullptr;
+  // The record of `key`. Where there is none, and a new one takes no memory (of a dense key whose
+  // page is there), asks `mayAdd` for leave to make one; null elsewhere.
+  template <class MayAdd>
+  MrpAttrDatabase* findOrAdd(std::uint64_t key, unsigned marks, MayAdd mayAdd) {
+    if (layout_.keys != AttributeKeys::dense) return findSparse(key);
     Page* page = pageAt(key);
-    return page ? &make(*page, key, key, marks) : nullptr;
+    if (!page) return nullptr;
+    const std::uint64_t i = key % kPageRecords;
+    if (page->sets[kPresent] >> i & 1) return recordOf(*page, i);
+    return mayAdd() ? &make(*page, key, key, marks) : nullptr;
   }
   void del(MrpAttrDatabase& record);
 

@@ -55,9 +55,10 @@ class MRP_API MrpIntfTypeApplicant {
   MrpAttrDatabase& pendingAddIs(std::uint64_t key, MrpAttrDatabase* known) {
     return known ? pendingAddAgain(*known) : table_.add(key, MrpAttrDatabase::kPendingAdd);
   }
-  // A new one where that takes no memory, null elsewhere; there must be no record.
-  MrpAttrDatabase* pendingAddInPage(std::uint64_t key) {
-    return table_.addInPage(key, MrpAttrDatabase::kPendingAdd);
+  // What any(key) gives, else a new one where that takes no memory and `mayAdd`; or null.
+  template <class MayAdd>
+  MrpAttrDatabase* anyOrPendingAdd(std::uint64_t key, MayAdd mayAdd) {
+    return table_.findOrAdd(key, MrpAttrDatabase::kPendingAdd, mayAdd);
   }
   void pendingAddDel(MrpAttrDatabase& record);
   void commit(MrpAttrDatabase& record);

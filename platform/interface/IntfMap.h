@@ -26,6 +26,8 @@ class IntfMap {
     Place(const IntfMap& map, IntfId intf) : map_(&map), intf_(intf) {}
     // What `find` gives by now.
     [[gnu::always_inline]] T* find() { return *place_ ? &**place_ : look(); }
+    // The same once that has found one; null before.
+    T* known() { return *place_ ? &**place_ : nullptr; }
 
    private:
     [[gnu::noinline]] T* look() {

@@ -20,8 +20,8 @@ class SequencedQueue {
   };
 
   // The new element's number is the larger of the running number and the tail's plus one.
-  void enq(const T& value) {
-    if (!empty() || elements_.empty()) [[unlikely]]
+  void enq(T value) {
+    if (!empty()) [[unlikely]]
       return enqBehind(value);
     elements_.front() = {metadata_.next, value};
     end_ = 1;
@@ -79,7 +79,7 @@ class SequencedQueue {
   };
 
   // Most queues hold one element at a time: these are for all others.
-  [[gnu::noinline]] void enqBehind(const T& value) {
+  [[gnu::noinline]] void enqBehind(T value) {
     append(empty() ? metadata_.next : std::max(metadata_.next, elements_[end_ - 1].number + 1),
            value);
   }
@@ -124,8 +124,8 @@ class SequencedQueue {
 
   static constexpr std::size_t kMaxGone = 64;
   // Those from first_ to end_ are in the queue; both are 0 when it is empty. The others keep the
-  // room, and what they hold until it is needed.
-  std::vector<Element> elements_;
+  // room, and what they hold until it is needed; there is room for one at all times.
+  std::vector<Element> elements_ = std::vector<Element>(1);
   std::size_t first_ = 0;
   std::size_t end_ = 0;
   Metadata metadata_;

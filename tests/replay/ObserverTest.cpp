@@ -41,6 +41,7 @@ class Recorder final : public MrpObserver {
     }
   }
 
+  bool wantsIdle() const override { return idle; }
   void frame(const Frame& frame) override {
     note() << "frame " << int(frame.direction) << " " << frame.intf << " " << frame.source << " "
            << frame.octets.size();
@@ -98,6 +99,7 @@ class Recorder final : public MrpObserver {
     }
   }
 
+  bool idle = true;
   std::vector<std::string> lines;
   std::vector<std::pair<std::string, Cli::Octets>> sent;
   std::uint64_t received = 0;
@@ -253,6 +255,41 @@ TEST_P(ObserverTest, IsToldWhatHappens) {
           << attribute;
     }
   }
+}
+
+// Whether a fact is a transition that moved nothing, and sent nothing nor started a leave timer.
+bool isIdle(const std::string& fact, const std::string& before) {
+  std::istringstream words(fact);
+  std::string kind, machine, from, event, to;
+  words >> kind >> machine >> from >> event >> to;
+  const bool acted = before.starts_with("event 1 ") || before.starts_with("timer 0 0 ") ||
+                     before.starts_with("timer 1 0 ");
+  return kind == "transition" && from == to && !acted;
+}
+
+TEST_P(ObserverTest, IsSparedWhatIsIdle) {
+  const Cli::Inputs inputs = Cli::readInputs(files_);
+  std::vector<std::string> told[2];
+  for (const bool idle : {false, true}) {
+    Recorder recorder(inputs.status);
+    recorder.idle = idle;
+    Seen seen;
+    Cli::Output* const outputs[] = {&seen};
+    options_.observer = &recorder;
+    Cli::ReplaySession(inputs, options_, outputs).run();
+    told[idle] = recorder.lines;
+  }
+  auto spared = told[false].begin();
+  std::string before;
+  for (const std::string& fact : told[true]) {
+    if (spared != told[false].end() && *spared == fact) {
+      ++spared;
+    } else {
+      ASSERT_TRUE(isIdle(fact, before)) << fact << " behind " << before;
+    }
+    before = fact;
+  }
+  EXPECT_EQ(spared, told[false].end());
 }
 
 }  // namespace

@@ -58,18 +58,18 @@ class Records {
     const auto& [intf, type, key] = attribute;
     return add(findAny(intf, type, key), intf, type, key, value);
   }
-  // What a look-up sees, else that.
+  // What a look-up sees, else that, with the value of the receive record.
   [[gnu::always_inline]] Subject is(IntfId intf, std::uint8_t type, std::uint64_t key,
-                                    std::span<const std::uint8_t> value) {
-    const Subject known = findAny(intf, type, key);
-    if (known && known.record->visible()) return known;
-    if (known.types && !known && adds_ && adds_->asked()) {
-      if (MrpAttrDatabase* record = known.types->pendingAddInPage(key)) {
-        record->valueIs(value);
-        return {known.types, record};
-      }
+                                    const ValueRecords::Images& images) {
+    MrpIntfTypeApplicant* of = types(intf, type);
+    bool added = false;
+    const auto mayAdd = [&] { return added = adds_ && adds_->asked(); };
+    const Subject known{of, of ? of->anyOrPendingAdd(key, mayAdd) : nullptr};
+    if (added) {
+      known.record->valueIs(images.rxImage());
+      return known;
     }
-    return add(known, intf, type, key, value);
+    return known && known.record->visible() ? known : add(known, intf, type, key, images.rxImage());
   }
   // Marks for addition, or takes a mark for deletion away; states and value stay as they are.
   MrpAttrDatabase* addPending(const MrpAttribute& attribute);

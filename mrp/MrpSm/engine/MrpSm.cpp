@@ -69,7 +69,10 @@ void MrpSm::doubt(IntfId intf) {
 const MrpCounters* MrpSm::counters() const { return rooms_->counters.get(); }
 Platform::Signal<IntfId>& MrpSm::onFrame() { return rooms_->onFrame; }
 bool MrpSm::frameInProgress() const { return rooms_->receiver && rooms_->receiver->busy(); }
-void MrpSm::observerIs(MrpObserver* observer) { rooms_->env.observer = observer; }
+void MrpSm::observerIs(MrpObserver* observer) {
+  rooms_->env.observer = observer;
+  rooms_->env.tellsIdle = observer && observer->wantsIdle();
+}
 
 // --- Lifecycle -----------------------------------------------------------------------------------
 

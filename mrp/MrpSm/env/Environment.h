@@ -29,6 +29,7 @@ struct Environment {
   MrpParseContext* context = nullptr;
   MrpCounters* counters = nullptr;
   MrpObserver* observer = nullptr;
+  bool tellsIdle = false;  // see MrpObserver::wantsIdle
 
   // Tells the observer, when there is one. Without one it costs a branch.
   template <class Fact>

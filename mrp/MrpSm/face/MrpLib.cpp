@@ -59,7 +59,7 @@ void MrpLib::mrpSendAttribute(const MrpParameters& parameters) {
 
 void MrpLib::mrpSendAttributeIntf(const MrpParameters& parameters, IntfId intf, bool second) {
   const std::uint8_t event = parameters.attributeEvent;
-  activeRooms().transmitter->send(
+  activeRooms().transmitter->sendAny(
       intf, parameters.attributeType,
       second ? Transmitter::intoSecond(event) : Transmitter::intoFirst(event));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,22 +18,23 @@ inline void countOneMoreValue(std::uint8_t* vector) {
   writeU16(vector, static_cast<std::uint16_t>(readU16(vector) + 1));
 }
 
+// What an event weighs in its place of an octet; and an octet without the event in a place.
+inline constexpr std::array<std::uint8_t, 3> kPlaceValue{36, 6, 1};
+inline constexpr auto kOtherEvents = [] {
+  std::array<std::array<std::uint8_t, 256>, 3> others{};
+  for (unsigned octet = 0; octet < 256; ++octet) {
+    others[0][octet] = static_cast<std::uint8_t>(octet % 36);
+    others[1][octet] = static_cast<std::uint8_t>(octet / 36 * 36 + octet % 6);
+    others[2][octet] = static_cast<std::uint8_t>(octet / 6 * 6);
+  }
+  return others;
+}();
+
 // Writes the event of value `n`, counted from 1, and keeps the other events of its octet.
-// Division by a constant is a multiplication, hence one arm for each place.
 inline void mrpEncodeThreePackedEvent(std::uint8_t* eventsStart, std::uint8_t event, unsigned n) {
   std::uint8_t& packed = eventsStart[(n - 1) / 3];
-  const unsigned old = packed;
-  switch ((n - 1) % 3) {
-    case 0:
-      packed = static_cast<std::uint8_t>(event * 36u + old % 36);
-      break;
-    case 1:
-      packed = static_cast<std::uint8_t>(old / 36 * 36 + event * 6u + old % 6);
-      break;
-    case 2:
-      packed = static_cast<std::uint8_t>(old / 6 * 6 + event);
-      break;
-  }
+  const unsigned place = (n - 1) % 3;
+  packed = static_cast<std::uint8_t>(kOtherEvents[place][packed] + event * kPlaceValue[place]);
 }
 void mrpEncodeFourPackedEvent(std::uint8_t* eventsStart, MsrpListenerEvent event, unsigned n);
 
@@ -57,14 +59,12 @@ inline MsrpListenerEvent fourPackedEvent(const std::uint8_t* octets, std::uint32
 // The result is the number of octets by which the vector grew. `n` is NumberOfValues so far.
 inline std::size_t packThreePackedEvent(std::uint8_t* vector, std::size_t firstValueSize,
                                         std::uint8_t event, unsigned n) {
-  std::uint8_t* events = vector + kVectorHeaderSize + firstValueSize;
+  std::uint8_t& packed = vector[kVectorHeaderSize + firstValueSize + n / 3];
   countOneMoreValue(vector);
-  if (n % 3 == 0) {
-    events[n / 3] = static_cast<std::uint8_t>(event * 36u);
-    return 1;
-  }
-  mrpEncodeThreePackedEvent(events, event, n + 1);
-  return 0;
+  const unsigned place = n % 3;
+  const unsigned others = place == 0 ? 0u : kOtherEvents[place][packed];
+  packed = static_cast<std::uint8_t>(others + event * kPlaceValue[place]);
+  return place == 0;
 }
 inline std::size_t mrpPackThreePackedEvent(MrpTxPacketContext& context, std::uint8_t attributeType,
                                            std::uint8_t event, MrpApplication application) {

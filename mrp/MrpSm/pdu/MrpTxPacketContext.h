@@ -26,12 +26,18 @@ class MRP_API MrpTxPacketContext {
 
   // The message being filled: the offset of its AttributeType octet, or kNone.
   std::size_t curMessage() const { return curMessage_; }
-  void curMessageIs(std::size_t offset) { curMessage_ = offset; }
+  void curMessageIs(std::size_t offset) {
+    curMessage_ = offset;
+    openTypeIs();
+  }
   bool hasMessage() const { return curMessage_ != kNone; }
 
   // The vector being filled: the offset of its header, or kNone.
   std::size_t curVector() const { return curVector_; }
-  void curVectorIs(std::size_t offset) { curVector_ = offset; }
+  void curVectorIs(std::size_t offset) {
+    curVector_ = offset;
+    openTypeIs();
+  }
   bool hasVector() const { return curVector_ != kNone; }
 
   // The octets at the two positions; there must be a message or vector.
@@ -40,15 +46,25 @@ class MRP_API MrpTxPacketContext {
 
   // Attribute type of the message being filled.
   std::uint8_t currentAttrType() const { return currentAttrType_; }
-  void currentAttrTypeIs(std::uint8_t type) { currentAttrType_ = type; }
+  void currentAttrTypeIs(std::uint8_t type) {
+    currentAttrType_ = type;
+    openTypeIs();
+  }
+  // The same where there is a vector being filled in it, else 0.
+  std::uint8_t openType() const { return openType_; }
 
  private:
+  void openTypeIs() {
+    openType_ = hasMessage() && hasVector() ? currentAttrType_ : std::uint8_t{0};
+  }
+
   Platform::IntfId intf_;
   Platform::Ptr<Platform::Pkt> pkt_;
   std::uint8_t* data_;  // stays where it is until the packet is finished
   std::size_t curMessage_ = kNone;
   std::size_t curVector_ = kNone;
   std::uint8_t currentAttrType_ = 0;
+  std::uint8_t openType_ = 0;
 };
 
 }  // namespace Mrp

@@ -99,7 +99,7 @@ class Receiver {
   void drive(Subject subject, std::uint8_t event);
   bool makeRoom(Queue& queue, std::size_t events, std::size_t valueSize);
   // Of an event that is not staged, or that somebody watches.
-  [[gnu::cold]] void tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const;
+  [[gnu::noinline]] void tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const;
 
   const Environment& env_;
   Machines machines_;

@@ -79,7 +79,8 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
     const std::uint64_t key = keyOf(value);
     context.attributeKeyIs(key);
     context.attributeEventIs(event);
-    if (told) tellEvent(key, event, stages);
+    if (told) [[unlikely]]
+      tellEvent(key, event, stages);
     // A key that comes twice keeps one record, with the later event and value, and is queued twice.
     if (stages) queue.push_back(staged_.is<sizeof value>(key, event, &value));
   });

@@ -93,9 +93,8 @@ void Service::traceUnknown(std::uint8_t event) const {
 inline Subject Service::drive(const MrpAttribute& attribute, MrpApplicantEvent event,
                               const ValueRecords::Images& images) {
   const auto& [intf, type, key] = attribute;
-  Subject subject = records_.is(intf, type, key, images.rxImage());
-  machines_.applicant->applicantEventIs(event);
-  if (subject) subject.record = machines_.applicant->handle(subject, event);
+  Subject subject = records_.is(intf, type, key, images);
+  if (subject) subject.record = machines_.applicant->handleSending(subject, event);
   return subject;
 }
 
@@ -104,7 +103,7 @@ void Service::sendLeaveAll(const MrpParameters& parameters, IntfId intf, Seconds
   const std::uint8_t type = parameters.attributeType;
   MRP_TRACE(env_.trace, 7,
             "mrpSendAttribute: lvAllEvent_. intfId = " << intf << "attrType = " << +type);
-  machines_.transmitter->send(intf, type, Transmitter::intoFirst(kLeaveAllEvent));
+  machines_.transmitter->sendAny(intf, type, Transmitter::intoFirst(kLeaveAllEvent));
   env_.database.leaveAllTimeIs({intf, type}, period);
   MrpIntfLeaveAllSm* sm = machines_.leaveAll->intfLeaveAllSm(intf);
   if (!sm) return;

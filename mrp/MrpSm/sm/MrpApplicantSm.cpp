@@ -37,7 +37,9 @@ constexpr Cell to_QO = to(qo), to_QP = to(qp);
 
 constexpr std::size_t kStates = 12;
 constexpr std::size_t kEvents = 14;
-using Row = std::array<Cell, kEvents>;
+// What is behind the last event is none, and does nothing.
+constexpr std::size_t kColumns = 16;
+using Row = std::array<Cell, kColumns>;
 
 // clang-format off
 constexpr std::array<Row, kStates> kApplicantTable{{
@@ -63,8 +65,13 @@ static_assert(kEvents == static_cast<std::size_t>(MrpApplicantEvent::none) + 1);
 bool isState(MrpApplicantState state) { return static_cast<std::size_t>(state) < kStates; }
 
 Cell cellOf(MrpApplicantState from, MrpApplicantEvent event) {
-  const auto column = static_cast<std::size_t>(event);
-  return column < kEvents ? kApplicantTable[static_cast<std::size_t>(from)][column] : none_;
+  const auto column = static_cast<std::size_t>(event) % kColumns;
+  return kApplicantTable[static_cast<std::size_t>(from)][column];
+}
+
+bool isIdle(Cell cell, MrpApplicantState from) {
+  return cell.action == Action::none &&
+         (cell.next == kStays || cell.next == static_cast<std::uint8_t>(from));
 }
 
 using Events = Transmitter::Events;
@@ -103,7 +110,7 @@ MrpApplicantSm::MrpApplicantSm(const Environment& env, Records& records, Transmi
 
 void MrpApplicantSm::handleApplicantEvent() {
   const auto& [intf, type, key] = env_.current();
-  const Subject subject = records_.is(intf, type, key, env_.values.rxImage(type));
+  const Subject subject = records_.is(intf, type, key, env_.values.images(type));
   if (subject) handle(subject, applicantEvent_);
 }
 
@@ -111,16 +118,35 @@ MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event
   return handle(subject, event, subject.record->registrarState());
 }
 
-// Most cells send nothing.
+// What sends is a call: it needs registers, which the others do without.
 MrpAttrDatabase* MrpApplicantSm::handle(Subject subject, MrpApplicantEvent event,
                                         MrpRegistrarState registered) {
-  if (env_.trace.isOn(7) || env_.observed()) return handleTold(subject, event, registered);
+  return take<false>(subject, event, registered);
+}
+
+MrpAttrDatabase* MrpApplicantSm::handleSending(Subject subject, MrpApplicantEvent event) {
+  return take<true>(subject, event, subject.record->registrarState());
+}
+
+template <bool kMostlySends>
+inline MrpAttrDatabase* MrpApplicantSm::take(Subject subject, MrpApplicantEvent event,
+                                             MrpRegistrarState registered) {
+  if (env_.trace.isOn(7)) return handleTold(subject, event, registered);
   const MrpApplicantState from = subject.record->applicantState();
   if (!isState(from)) return tellInvalid(subject, from);
   const Cell cell = cellOf(from, event);
-  if (cell.action != Action::none) return act(subject, cell, registered);
+  if (env_.observed()) return handleObserved(subject, event, registered, cell);
+  if (cell.action != Action::none) {
+    return kMostlySends ? actInline(subject, cell, registered) : act(subject, cell, registered);
+  }
   enter(subject, cell);
   return subject.record;
+}
+
+MrpAttrDatabase* MrpApplicantSm::handleObserved(Subject subject, MrpApplicantEvent event,
+                                                MrpRegistrarState registered, Cell cell) {
+  const bool idle = isIdle(cell, subject.record->applicantState());
+  return idle && !env_.tellsIdle ? subject.record : handleTold(subject, event, registered);
 }
 
 MrpAttrDatabase* MrpApplicantSm::handleTold(Subject subject, MrpApplicantEvent event,
@@ -139,9 +165,14 @@ MrpAttrDatabase* MrpApplicantSm::handleTold(Subject subject, MrpApplicantEvent e
 }
 
 MrpAttrDatabase* MrpApplicantSm::act(Subject subject, Cell cell, MrpRegistrarState registered) {
-  subject.record = send(subject, cell.action, registered);
-  if (subject) enter(subject, cell);
-  return subject.record;
+  return actInline(subject, cell, registered);
+}
+
+inline MrpAttrDatabase* MrpApplicantSm::actInline(Subject subject, Cell cell,
+                                                  MrpRegistrarState registered) {
+  MrpAttrDatabase* record = send(subject, cell.action, registered);
+  if (record) enter({subject.types, record}, cell);
+  return record;
 }
 
 inline void MrpApplicantSm::enter(Subject subject, Cell cell) {

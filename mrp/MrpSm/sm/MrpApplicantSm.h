@@ -42,6 +42,8 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
   // record; null when the application, which runs inside transmissions, has taken it away.
   MrpAttrDatabase* handle(Subject subject, MrpApplicantEvent event, MrpRegistrarState registered);
   MrpAttrDatabase* handle(Subject subject, MrpApplicantEvent event);
+  // The same for what nearly always sends something: a request, a LeaveAll of our own.
+  MrpAttrDatabase* handleSending(Subject subject, MrpApplicantEvent event);
 
   // The stored event against the current attribute, whose record is made when absent.
   void applicantEventIs(MrpApplicantEvent event) { applicantEvent_ = event; }
@@ -56,15 +58,25 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
 
  private:
   void handleInitialized() { initialized_ = true; }
+  // What they do.
+  template <bool kMostlySends>
+  [[gnu::always_inline]] MrpAttrDatabase* take(Subject subject, MrpApplicantEvent event,
+                                               MrpRegistrarState registered);
   // What a cell says. Those that may send give the record as `handle` does.
   [[gnu::noinline]] MrpAttrDatabase* act(Subject subject, ApplicantCell cell,
                                          MrpRegistrarState registered);
+  [[gnu::always_inline]] MrpAttrDatabase* actInline(Subject subject, ApplicantCell cell,
+                                                    MrpRegistrarState registered);
   [[gnu::always_inline]] MrpAttrDatabase* send(Subject subject, ApplicantAction action,
                                                MrpRegistrarState registered);
   void enter(Subject subject, ApplicantCell cell);
   // The same as `handle` when somebody is told of it: telling costs registers even when it is off.
   [[gnu::cold]] MrpAttrDatabase* handleTold(Subject subject, MrpApplicantEvent event,
                                             MrpRegistrarState registered);
+  // The same of what is observed and not traced.
+  [[gnu::noinline]] MrpAttrDatabase* handleObserved(Subject subject, MrpApplicantEvent event,
+                                                    MrpRegistrarState registered,
+                                                    ApplicantCell cell);
   void tellEvent(Subject subject, MrpApplicantEvent event) const;
   void tellExit(Subject subject, MrpApplicantState from, MrpApplicantEvent event) const;
   [[gnu::cold]] MrpAttrDatabase* tellInvalid(Subject subject, MrpApplicantState state) const;

@@ -77,7 +77,7 @@ void MrpLeaveAllSm::mrpPostLeaveAllToSm(IntfId intf, std::uint8_t type,
                                                     << " Type= " << +type
                                                     << "interface = " << intf);
     machines_.records.currentIs(subject);
-    subject.record = machines_.applicant.handle(subject, applicantEvent);
+    subject.record = machines_.applicant.handleSending(subject, applicantEvent);
     if (subject) machines_.registrar.handle(subject, registrarEvent);
   });
 }
@@ -109,7 +109,7 @@ void MrpLeaveAllSm::mrpAllLeaveAllSm(IntfId intf, std::uint8_t type) {
   machines_.records.walk(intf, type, [&](Subject subject) {
     MRP_TRACE(env().trace, 7, "AllLeaveAllSm: attributeKey = 0x" << std::hex << subject.key());
     machines_.records.currentIs(subject);
-    machines_.applicant.handle(subject, MrpApplicantEvent::txLvAll);
+    machines_.applicant.handleSending(subject, MrpApplicantEvent::txLvAll);
   });
   sendPending(intf, type);
 }

@@ -10,6 +10,11 @@ namespace {
 
 const Seconds kTxPeriod{0.1};
 
+// What stays in LV may start its timer anew.
+bool isIdle(MrpRegistrarState from, MrpRegistrarState to) {
+  return from == to && from != MrpRegistrarState::lv;
+}
+
 }  // namespace
 
 MrpRegistrarSm::MrpRegistrarSm(const Environment& env, Records& records, Indications& indications,
@@ -73,8 +78,9 @@ void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
 }
 
 void MrpRegistrarSm::tellMove(Subject subject, Cause cause) const {
-  env_.moved(MrpObserver::Machine::registrar, cause.from, cause.event,
-             subject.record->registrarState(), subject.attribute());
+  const MrpRegistrarState to = subject.record->registrarState();
+  if (isIdle(cause.from, to) && !env_.tellsIdle) return;
+  env_.moved(MrpObserver::Machine::registrar, cause.from, cause.event, to, subject.attribute());
 }
 
 void MrpRegistrarSm::tellInvalid(MrpRegistrarState state) const {

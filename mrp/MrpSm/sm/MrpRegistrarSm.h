@@ -75,7 +75,7 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   // What is told of an event, apart from the hot path: it costs that registers even when it is off.
   [[gnu::cold]] void tellEvent(Subject subject, MrpRegistrarEvent event) const;
   [[gnu::cold]] void tellExit(MrpRegistrarState state) const;
-  [[gnu::cold]] void tellMove(Subject subject, Cause cause) const;
+  [[gnu::noinline]] void tellMove(Subject subject, Cause cause) const;
   [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
 
   Outcome dispatch(Subject subject, MrpRegistrarEvent event);

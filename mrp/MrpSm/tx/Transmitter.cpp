@@ -52,7 +52,7 @@ Transmitter::Transmitter(const Environment& env, const Ports& ports)
     env.values.with(env.application, type.type, [&](const auto& slots) {
       using Value = typename std::remove_cvref_t<decltype(slots)>::Type;
       encoders_[type.type] = {
-          [](Transmitter& self, IntfId intf, const Events& events) {
+          [](Transmitter& self, IntfId intf, std::uint8_t, const Events& events) {
             return self.sendValue<Value>(intf, events);
           },
           [](MrpTxPacketContext& context, const void* value, std::uint8_t event,
@@ -118,30 +118,30 @@ bool Transmitter::putSecond(IntfId intf, std::uint8_t type, const Events& events
 }
 
 // Nearly every event joins a vector that is open, in a packet that has room, and nobody is told of
-// it. What is rare ends in a call, so that nothing has to be kept for it.
+// it. What is rare ends in a call, and what has not been looked up is: nothing has to be kept for
+// what comes behind one.
 template <class Value>
 inline bool Transmitter::sendValue(IntfId intf, const Events& events) {
   constexpr std::uint8_t type = Codec<Value>::type;
   const bool told = env_.trace.isOn(8) || env_.observed();
-  const bool leaveAll = events.first == kLeaveAllEvent || events.second == kLeaveAllEvent;
-  if (told || leaveAll || port_.intf != intf || !port_.hasEndpoint()) [[unlikely]] {
+  const Platform::IntfStatus* status = port_.status.known();
+  if (told || port_.intf != intf || !status || !Port::isThere(port_.endpoint.known()))
+      [[unlikely]] {
     return sendAny(intf, type, events);
   }
-  const Value& value = *static_cast<const Value*>(encoders_[type].value);
-  const std::size_t room = port_.room();
-  if (events.into != Into::second) {
-    MrpTxPacketContext* first = port_.packet(false);
-    if (!joinsOpenVector(first, value, env_)) [[unlikely]]
-      return sendAny(intf, type, events);
-    if (append(*first, value, events.first, env_) + kMargin >= room) [[unlikely]] {
-      return firstFull(intf, type, events);
-    }
+  // A small one is taken out of the record: octets that are written might be its.
+  using Kept = std::conditional_t<sizeof(Value) <= sizeof(void*), const Value, const Value&>;
+  Kept value = *static_cast<const Value*>(encoders_[type].value);
+  const std::size_t room = Port::room(status);
+  MrpTxPacketContext* first = port_.first.known();
+  if (!joinsOpenVector(first, value, env_)) [[unlikely]]
+    return sendAny(intf, type, events);
+  if (append(*first, value, events.first, env_) + kMargin >= room) [[unlikely]] {
+    return firstFull(intf, type, events);
   }
   if (events.into == Into::first) return false;
-  MrpTxPacketContext* second = port_.packet(true);
-  if (!joinsOpenVector(second, value, env_)) [[unlikely]] {
-    return put(intf, type, events.second, true);
-  }
+  MrpTxPacketContext* second = port_.second.known();
+  if (!joinsOpenVector(second, value, env_)) return put(intf, type, events.second, true);
   return append(*second, value, events.second, env_) + kMargin >= room && transmit(intf, true);
 }
 
@@ -160,7 +160,7 @@ bool Transmitter::noEndpoint(IntfId intf, std::uint8_t type, const Events& event
 
 void Transmitter::sendLeaveAll(IntfId intf, std::uint8_t type) {
   MRP_TRACE(env_.trace, 8, " \n mrpSendLeaveAll: type = " << +type << " intfId = " << intf);
-  send(intf, type, intoFirst(kLeaveAllEvent));
+  sendAny(intf, type, intoFirst(kLeaveAllEvent));
 }
 
 MrpTxPacketContext* Transmitter::open(IntfId intf, std::uint8_t type, std::uint8_t event,

@@ -31,7 +31,7 @@ class Transmitter final : public Outbox {
 
   // Which of a port's open packets get an event, and which one. Of both, the first comes before.
   enum class Into : std::uint8_t { first, second, both };
-  struct Events {
+  struct alignas(4) Events {
     std::uint8_t first = 0;
     std::uint8_t second = 0;
     Into into = Into::first;
@@ -40,10 +40,10 @@ class Transmitter final : public Outbox {
   static constexpr Events intoSecond(std::uint8_t event) { return {0, event, Into::second}; }
   // Encodes events of the attribute whose value stands in the transmit record. True when a packet
   // was sent: the application may have run meanwhile.
+  [[gnu::noinline]] bool sendAny(IntfId intf, std::uint8_t type, const Events& events);
+  // The same for events that are no LeaveAll, into the first packet or both.
   bool send(IntfId intf, std::uint8_t type, const Events& events) {
-    const Encoder& encoder = encoderOf(type);
-    if (!encoder.send) return sendAny(intf, type, events);
-    return encoder.send(*this, intf, events);
+    return encoderOf(type).send(*this, intf, type, events);
   }
   // A LeaveAll of a type goes into the first packet.
   void sendLeaveAll(IntfId intf, std::uint8_t type);
@@ -59,10 +59,13 @@ class Transmitter final : public Outbox {
   void drop(IntfId intf);
 
  private:
-  // How a type's value is sent and encoded, and where it stands; null for a type that the
-  // application lacks.
+  // How a type's value is sent and encoded, and where it stands; null, but for the first, for a
+  // type that the application lacks.
   struct Encoder {
-    bool (*send)(Transmitter&, IntfId, const Events&) = nullptr;
+    bool (*send)(Transmitter&, IntfId, std::uint8_t, const Events&) =
+        [](Transmitter& self, IntfId intf, std::uint8_t type, const Events& events) {
+          return self.sendAny(intf, type, events);
+        };
     std::size_t (*add)(MrpTxPacketContext&, const void* value, std::uint8_t event,
                        const Environment&) = nullptr;
     void (*trace)(Platform::Trace&, const void* value, std::uint8_t event, IntfId) = nullptr;
@@ -76,16 +79,14 @@ class Transmitter final : public Outbox {
           status(ports.status.intfStatus(), of),
           first(ports.lib.txPackets(false).contexts(), of),
           second(ports.lib.txPackets(true).contexts(), of) {}
-    bool hasEndpoint() {
-      const Ptr<Platform::Pam>* pam = endpoint.find();
-      return pam && *pam;
-    }
+    static bool isThere(const Ptr<Platform::Pam>* pam) { return pam && *pam; }
+    bool hasEndpoint() { return isThere(endpoint.find()); }
     MrpTxPacketContext* packet(bool ofSecond) { return (ofSecond ? second : first).find(); }
-    // Octets that a packet may hold.
-    [[gnu::always_inline]] std::size_t room() {
-      const Platform::IntfStatus* of = status.find();
+    // Octets that a packet may hold, of a port with this status or none.
+    static std::size_t room(const Platform::IntfStatus* of) {
       return of ? std::min<std::size_t>(of->mtu, kDataRoom) : kDataRoom;
     }
+    std::size_t room() { return room(status.find()); }
 
     IntfId intf;
     Platform::IntfMap<Ptr<Platform::Pam>>::Place endpoint;
@@ -99,10 +100,9 @@ class Transmitter final : public Outbox {
   const Encoder& encoderOf(std::uint8_t type) const {
     return encoders_[type <= kMostTypes ? type : 0];
   }
-  // What `send` does where nearly every event belongs, and everywhere.
+  // What `send` does where nearly every event belongs.
   template <class Value>
   [[gnu::always_inline]] bool sendValue(IntfId intf, const Events& events);
-  [[gnu::noinline]] bool sendAny(IntfId intf, std::uint8_t type, const Events& events);
   // The event has filled the first packet.
   [[gnu::noinline]] bool firstFull(IntfId intf, std::uint8_t type, const Events& events);
   // Puts an event into one packet of a port that has an endpoint; gives what `send` does.

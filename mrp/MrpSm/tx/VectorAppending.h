@@ -146,7 +146,7 @@ template <class Value>
 template <class Value>
 [[gnu::always_inline]] inline bool joinsOpenVector(const MrpTxPacketContext* context,
                                                    const Value& value, const Environment& env) {
-  return context && context->currentAttrType() == Codec<Value>::type && context->hasMessage() &&
+  return context && context->openType() == Codec<Value>::type &&
          followsInSequence(*context, value, env);
 }
 
