@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -203,6 +204,43 @@ inline std::size_t Account::slotOf(const MrpAttribute& attribute) const {
   h ^= (attribute.intfId.value() << 8 | attribute.attributeType) * 0x9E3779B97F4A7C15u;
   h = (h ^ h >> 32) * 0xD6E8FEB86659FD93u;
   return static_cast<std::size_t>(h >> 32) & mask_;
+}
+
+// The next record, which takes the place of the oldest. Inline where transitions are recorded: one
+// in a few nanoseconds has no time for calls.
+[[gnu::always_inline]] inline Record& Account::next(const MrpAttribute& attribute,
+                                                    const Fact& fact) {
+  const std::uint64_t port = attribute.intfId.value();
+  if (port >= ports_.size() || ports_[static_cast<std::size_t>(port)] != attribute.intfId) {
+    portIs(attribute.intfId);
+  }
+  Record& record = ring_[next_];
+  if (++next_ == capacity_) next_ = 0;
+  record.number = ++last_;
+  record.time = clock_.now().nanoseconds();
+  record.key = attribute.attributeKey;
+  record.detail = fact.detail;
+  const std::uint64_t back = fact.cause == 0 ? 0 : record.number - fact.cause;
+  record.back =
+      back <= std::numeric_limits<std::uint32_t>::max() ? static_cast<std::uint32_t>(back) : 0;
+  record.chain = 0;
+  record.port = static_cast<std::uint32_t>(port);
+  record.kind = fact.kind;
+  record.type = attribute.attributeType;
+  record.event = fact.event;
+  record.states = fact.states;
+  return record;
+}
+
+// The same, to be found again by its attribute.
+[[gnu::always_inline]] inline Number Account::nextAbout(const MrpAttribute& attribute,
+                                                        const Fact& fact) {
+  Record& record = next(attribute, fact);
+  std::uint32_t& head = heads_[slotOf(attribute)];
+  const auto low = static_cast<std::uint32_t>(record.number);
+  record.chain = head == 0 ? 0 : low - head;
+  head = low;
+  return record.number;
 }
 
 // The chain goes back through the records of a slot, those of this attribute among them. One that
