@@ -12,13 +12,21 @@ namespace {
 
 constexpr int kLargeEvery = 50;
 constexpr int kLargest = 100;
+// Of so many seeds one is for many streams on eight bridges, the others have a few.
+constexpr std::uint64_t kManyEvery = 40;
+constexpr std::uint64_t kManyAt = 7;
+constexpr std::uint64_t kMany = 300;
+constexpr std::uint64_t kFew = 8;
 constexpr std::uint64_t kAddresses = 0x91e0f0000000;
 
 class StreamSimulation {
  public:
   StreamSimulation(std::uint64_t seed, std::ostream* story)
       : random_(seed),
-        bridges_(seed % kLargeEvery == 0 ? kLargest : 1 + static_cast<int>(random_.below(8))),
+        streams_(seed % kManyEvery == kManyAt ? kMany : kFew),
+        bridges_(seed % kLargeEvery == 0 ? kLargest
+                 : streams_ == kMany     ? 8
+                                         : 1 + static_cast<int>(random_.below(8))),
         topology_(kShapes[seed % std::size(kShapes)], bridges_,
                   3 + static_cast<int>(random_.below(5)), random_),
         fate_(drawFate(random_, {.lossy = 0.7, .most = 0.2, .longestDelay = 0.3})),
@@ -50,9 +58,11 @@ class StreamSimulation {
 
   void disturb() {
     const double end = random_.between(15, 40);
+    // More streams have more to say in the same time, and as many links go down.
+    const double share = static_cast<double>(kFew) / static_cast<double>(streams_);
     while (now() < end && !episode_.failed()) {
       const std::uint64_t kind = random_.below(20);
-      if (kind < 15) {
+      if (kind < 15 || (share < 1 && !random_.chance(share))) {
         stationActs(static_cast<int>(random_.below(network_.stations().size())));
       } else if (kind < 19) {
         flap(static_cast<int>(random_.below(topology_.links.size())));
@@ -61,13 +71,13 @@ class StreamSimulation {
         episode_.tell("bridge " + std::to_string(bridge) + " restarts its agent");
         network_.restart(bridge);
       }
-      episode_.runUntil(now() + random_.between(0, 1));
+      episode_.runUntil(now() + share * random_.between(0, 1));
     }
   }
 
   void stationActs(int s) {
     const StreamNetwork::Says& station = network_.stations()[static_cast<std::size_t>(s)];
-    const std::uint64_t id = 1 + random_.below(8);
+    const std::uint64_t id = 1 + random_.below(streams_);
     if (random_.chance(0.4)) {
       // A stream has its own station, now and then a second one.
       const auto home = static_cast<int>(id % network_.stations().size());
@@ -107,9 +117,10 @@ class StreamSimulation {
     const std::uint64_t address = random_.chance(0.1) ? random_.below(3) : id;
     v.frame.dmac = Platform::EthAddr::fromNumber(kAddresses + address);
     v.frame.vlanId = std::uint16_t{2};
-    v.tSpec.maxFrameSize = static_cast<std::uint16_t>(random_.chance(0.7) ? 100 * id : 1000);
+    v.tSpec.maxFrameSize =
+        static_cast<std::uint16_t>(random_.chance(0.7) ? 100 * (1 + (id - 1) % 8) : 1000);
     v.tSpec.maxIntervalFrames = std::uint16_t{1};
-    v.priorityAndRank = Mrp::PriorityAndRank::create(id % 3 == 0 ? 2 : 3, id == 8 ? 0 : 1);
+    v.priorityAndRank = Mrp::PriorityAndRank::create(id % 3 == 0 ? 2 : 3, id % 8 == 0 ? 0 : 1);
     v.accumulatedLatency = std::uint32_t{100};
     return v;
   }
@@ -172,6 +183,7 @@ class StreamSimulation {
   }
 
   Random random_;
+  std::uint64_t streams_;
   int bridges_;
   Topology topology_;
   WireOptions fate_;
