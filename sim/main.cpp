@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sim/msrp/StreamRun.h"
+#include "sim/msrp/StreamTable.h"
 #include "sim/mvrp/Run.h"
 #include "sim/mvrp/Table.h"
 #include "sim/network/Episode.h"
@@ -105,7 +106,7 @@ int main(int argc, char** argv) {
   app.add_option("--table", tableSeeds, "Convergence against loss, of so many runs a cell");
   CLI11_PARSE(app, argc, argv);
   if (tableSeeds > 0) {
-    Sim::table(tableSeeds, std::cout);
+    streams ? Sim::streamTable(tableSeeds, std::cout) : Sim::table(tableSeeds, std::cout);
     return 0;
   }
   const Run run = streams ? Sim::runStreams : Sim::run;

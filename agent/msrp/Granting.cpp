@@ -122,9 +122,22 @@ void Granting::takeBackFresh() {
   }
 }
 
+// One of rank 0 that has waited for others of its rank has room now, which rank 1 may hold.
+bool Granting::emergencyWaits(const Port& port) const {
+  return std::ranges::any_of(kSrClassTable, [&](const SrClassInfo& c) {
+    const Available available = port.bandwidth.available(0, c.id);
+    for (const Stream* s : needs_[0][indexOf(c.id)]) {
+      if (!available.fits(s->booked.need)) return false;
+      if (waits(*s, port)) return true;
+    }
+    return false;
+  });
+}
+
 // Most decisions leave what is granted alone; these may not.
 bool Granting::toBeDecidedAnew(Port& port) const {
   return port.anew || again_ || !port.bandwidth.withinLimits() ||
+         (port.released && emergencyWaits(port)) ||
          std::ranges::any_of(port.arriving, [&](Stream* s) {
            return waits(*s, port) &&
                   (s->booked.rank == 0 || entries_.since(s->booked.address, port));

@@ -95,6 +95,7 @@ class Granting {
   void arrives(Stream& stream, Port& port);
   Contender contender(Stream& stream, Port& port) const;
   void takeBackFresh();
+  bool emergencyWaits(const Port& port) const;
   bool toBeDecidedAnew(Port& port) const;
   void gather(Port& port, Contenders& holders, Contenders& newcomers);
   void gatherAll(Port& port, Contenders& holders, Contenders& newcomers);

@@ -134,6 +134,23 @@ TEST_F(NineStreamsTest, EmergencyInterruptsTheYoungest) {
   EXPECT_EQ(b.entry(19), "2");
 }
 
+// Its slope would be above the limit otherwise, see onSlope.
+TEST_F(NineStreamsTest, EmergencyThatHasWaitedForAnotherInterruptsToo) {
+  const TalkerOf first{.id = 30, .octets = 500, .rank = 0};
+  const TalkerOf second{.id = 31, .octets = 800, .rank = 0};
+  for (const TalkerOf& urgent : {first, second}) {
+    b.advertise(1, urgent);
+    b.listen(2, urgent.id, ready);
+  }
+  EXPECT_EQ(b.entry(30) + b.entry(31), "2") << "both are too much";
+  b.withdraw(1, first);
+  b.run(0.7);
+  EXPECT_EQ(b.entry(31), "2");
+  EXPECT_EQ(b.entry(12), "2");
+  EXPECT_EQ(b.entry(13), "");
+  EXPECT_EQ(b.slope(2), 2 * 7'872'000u + 53'952'000u);
+}
+
 TEST_F(NineStreamsTest, AgeComesBeforeIdentifier) {
   b.advertise(1, {.id = 1});
   b.listen(2, 1, ready);
