@@ -45,6 +45,19 @@ Octets streamMessage(std::uint8_t type, std::size_t valueSize, const Octets& vec
          vector + Octets{0, 0};
 }
 
+Octets talkerMessage(std::uint64_t first, std::uint16_t count, std::uint8_t event) {
+  return streamMessage(1, kTalkerSize,
+                       number(count, 2) + number(first, 8) + number(0x91e0f0000000 + first, 6) +
+                           number(2, 2) + number(64, 2) + number(1, 2) + Octets{0x70} +
+                           number(1000, 4) + packedEvents(count, event));
+}
+
+Octets listenerMessage(std::uint64_t first, std::uint16_t count, std::uint8_t event) {
+  return streamMessage(
+      3, kListenerSize,
+      number(count, 2) + number(first, 8) + packedEvents(count, event) + fourPacked(count, kReady));
+}
+
 Octets leaveAllVector(std::size_t valueSize) { return number(kLeaveAll, 2) + Octets(valueSize); }
 
 }  // namespace
@@ -75,13 +88,22 @@ Octets vlanLeaveAllFrame() {
 }
 
 Octets streamFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event) {
-  const Octets events = number(count, 2) + number(first, 8);
-  const Octets rest = number(0x91e0f0000000 + first, 6) + number(2, 2) + number(64, 2) +
-                      number(1, 2) + Octets{0x70} + number(1000, 4);
   return frame(MrpApplication::msrp,
-               streamMessage(1, kTalkerSize, events + rest + packedEvents(count, event)) +
-                   streamMessage(3, kListenerSize,
-                                 events + packedEvents(count, event) + fourPacked(count, kReady)));
+               talkerMessage(first, count, event) + listenerMessage(first, count, event));
+}
+
+Octets talkerFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event) {
+  return frame(MrpApplication::msrp, talkerMessage(first, count, event));
+}
+
+Octets listenerFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event) {
+  return frame(MrpApplication::msrp, listenerMessage(first, count, event));
+}
+
+Octets domainFrame(std::uint8_t event) {
+  const Octets classB{5, 2, 0, 2};
+  return frame(MrpApplication::msrp,
+               streamMessage(4, classB.size(), number(2, 2) + classB + packedEvents(2, event)));
 }
 
 Octets streamLeaveAllFrame() {

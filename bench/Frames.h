@@ -30,7 +30,12 @@ Octets vlanFrame(std::uint16_t first, std::uint16_t count, std::uint8_t event);
 Octets vlanLeaveAllFrame();
 // Talker advertisements and listeners that are ready, a vector of `count` successive streams each.
 Octets streamFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event);
-// A LeaveAll of both.
+// One of them alone.
+Octets talkerFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event);
+Octets listenerFrame(std::uint64_t first, std::uint16_t count, std::uint8_t event);
+// Classes B and A with the priorities of the standard.
+Octets domainFrame(std::uint8_t event);
+// A LeaveAll of talkers and listeners.
 Octets streamLeaveAllFrame();
 
 }  // namespace Bench

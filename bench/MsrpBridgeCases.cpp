@@ -1,9 +1,13 @@
-// A bridge of streams, without an engine: what its decisions cost on a switch of 48 ports.
+// A bridge of streams on a switch of 48 ports: what its decisions cost, without an engine, and what
+// it adds to an engine's refresh.
 
 #include <malloc.h>
 
+#include "agent/msrp/MsrpBridge.h"
 #include "agent/msrp/StreamPropagation.h"
 #include "bench/Cases.h"
+#include "bench/Network.h"
+#include "bench/baseline.h"
 #include "platform/embedded/VirtualClock.h"
 
 namespace Bench {
@@ -39,7 +43,7 @@ class AnySwitch final : public Mrp::StreamForwarding {
   std::size_t told = 0;
 };
 
-// Takes the values as a transmit record does. The baseline is that alone.
+// Takes the values as a transmit record does.
 class Requests final : public Mrp::Streams::Declarations {
  public:
   void beginPort(IntfId, bool) override {}
@@ -104,15 +108,69 @@ struct StreamBridge {
   std::vector<IntfId> ports;
 };
 
-Cost requested(std::size_t count) {
-  Requests requests;
-  Mrp::Streams::Declarations& declarations = requests;
-  const auto value = valueOf(1);
-  const Cost cost = measured([&] {
-    for (std::size_t i = 0; i < count; ++i) declarations.fail(IntfId(), value);
-  });
-  check(requests.count == count, "requests");
-  return cost / static_cast<double>(count);
+// Neighbours that talk on the first port and listen on the second; a pass is all they say.
+class StreamsHeard {
+ public:
+  static constexpr std::uint16_t kInFrame = 512;
+  static constexpr std::size_t kStreams = 8 * kInFrame;
+
+  explicit StreamsHeard(const Network::Options& options)
+      : network_(MrpApplication::msrp, kBridgePorts, options) {}
+
+  Network& network() { return network_; }
+  void begin() {
+    for (const IntfId port : network_.ports()) network_.receive(port, domainFrame(kJoinIn));
+    for (int i = 0; i < 2; ++i) pass();
+    network_.run(3.0);
+    check(network_.registered() == 2 * kStreams + 2 * kBridgePorts, "streams registered");
+  }
+  Cost refresh() {
+    const Cost cost = measured([this] { pass(); });
+    network_.takeSent();
+    return cost / static_cast<double>(2 * kStreams);
+  }
+
+ private:
+  void pass() {
+    for (std::size_t i = 0; i < talkers_.size(); ++i) {
+      network_.receive(network_.ports()[0], talkers_[i]);
+      network_.receive(network_.ports()[1], listeners_[i]);
+    }
+  }
+  template <class Frame>
+  static std::vector<Octets> framesOf(Frame frame) {
+    std::vector<Octets> frames;
+    for (StreamId first = 1; first <= kStreams; first += kInFrame) {
+      frames.push_back(frame(first, kInFrame, kJoinIn));
+    }
+    return frames;
+  }
+
+  std::vector<Octets> talkers_ = framesOf(talkerFrame);
+  std::vector<Octets> listeners_ = framesOf(listenerFrame);
+  Network network_;
+};
+
+// A refresh without change, against the same without a bridge.
+Row refreshed(const Extent& extent) {
+  AnySwitch forwarding;
+  const auto clock = Platform::makePtr<Platform::Embedded::VirtualClock>();
+  const auto bridge = Platform::makePtr<Mrp::MsrpBridge>(forwarding, clock);
+  StreamsHeard with({.lib = bridge, .clock = clock, .status = {}, .spanningTree = false});
+  bridge->start();
+  for (const IntfId port : with.network().ports()) bridge->portIs(port);
+  StreamsHeard without(Network::Options{});
+  with.begin();
+  without.begin();
+  check(forwarding.told > 0, "streams reserved");
+  const std::size_t told = forwarding.told;
+  Rounds row("streams-refresh");
+  for (int i = 0; i < 2 * extent.rounds; ++i) {
+    const Cost base = without.refresh();
+    row.add(base, with.refresh());
+  }
+  check(forwarding.told == told, "nothing told again");
+  return row.row();
 }
 
 double allocated() { return static_cast<double>(mallinfo2().uordblks); }
@@ -122,12 +180,18 @@ double allocated() { return static_cast<double>(mallinfo2().uordblks); }
 std::vector<Row> streamBridge(const Extent& extent) {
   constexpr std::size_t kReserved = 130;  // one fewer than a port carries
   Rounds declared("streams-declare"), flipped("streams-flip"), decided("streams-decide");
+  const std::vector<PlainMap> maps = plainMaps(extent.share(64), 1, kVlans);
+  const Octets packed = packedEvents(kVlans, kJoinIn);
+  ReceiveBaseline baseline(kVlans);
   double memory = 0;
   for (int i = 0; i < extent.rounds; ++i) {
+    const Cost base = measured([&] {
+                        for (const PlainMap& map : maps) baseline.pdu(map, 1, packed, kVlans);
+                      }) /
+                      static_cast<double>(maps.size() * kVlans);
     const double before = allocated();
     StreamBridge b;
     const auto declarations = static_cast<double>(kMostStreams * (kBridgePorts - 1));
-    const Cost base = requested(kMostStreams * (kBridgePorts - 1));
     const Cost all = measured([&] { b.advertise(kMostStreams); });
     check(b.requests.count == kMostStreams * (kBridgePorts - 1), "talkers declared");
     declared.add(base, all / declarations);
@@ -149,7 +213,11 @@ std::vector<Row> streamBridge(const Extent& extent) {
     flipped.add(base, flip / static_cast<double>(flips));
     memory = (allocated() - before) / static_cast<double>(kMostStreams);
   }
-  return {declared.row(), decided.row(), flipped.row(), {"streams-memory", memory, {}, {}}};
+  return {declared.row(),
+          decided.row(),
+          flipped.row(),
+          refreshed(extent),
+          {"streams-memory", memory, {}, {}}};
 }
 
 }  // namespace Bench

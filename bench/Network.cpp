@@ -8,7 +8,7 @@ namespace Bench {
 
 Network::Network(MrpApplication application, std::size_t ports, const Options& options)
     : application_(application),
-      clock_(Platform::makePtr<Platform::Embedded::VirtualClock>()),
+      clock_(options.clock ? options.clock : Platform::makePtr<Platform::Embedded::VirtualClock>()),
       switch_(std::make_unique<Platform::Embedded::Switch>(clock_)),
       lib_(options.lib ? options.lib : Mrp::mrpLibFactory()),
       config_(Platform::makePtr<Mrp::MrpConfig>()),

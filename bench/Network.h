@@ -32,6 +32,8 @@ class Network {
     // Without one, LeaveAll timers never expire while a case runs.
     double leaveAllTime = 1e6;
     Ptr<Mrp::MrpLib> lib;  // a plain one when there is none
+    // Of its own when there is none.
+    Ptr<Platform::Embedded::VirtualClock> clock{};
     Ptr<Mrp::MrpStatus> status;
     bool spanningTree = true;  // there is one, and none of its ports has a role
   };

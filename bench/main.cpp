@@ -80,7 +80,11 @@ constexpr Target kTargets[] = {
     {"memory-mvrp", "memory-mvrp", 96},
     {"memory-msrp", "memory-msrp", 144},
     {"start", "start", 1.5},
-    {"streams", "streams", 0},
+    {"streams-declare", "streams", 8},
+    {"streams-decide", "streams", 100},
+    {"streams-flip", "streams", 2.5},
+    {"streams-refresh", "streams", 1.1},
+    {"streams-memory", "streams", 512},
     {"growth", "growth", 0},
 };
 
