@@ -7,8 +7,6 @@
 namespace Sim {
 namespace {
 
-constexpr int kBridges = 8;
-constexpr int kStations = 3;
 constexpr std::uint64_t kStream = 1;
 
 Mrp::MsrpTalkerAdvertiseAttribute stream() {
@@ -30,7 +28,7 @@ class StreamExperiment {
   StreamExperiment(Shape shape, double loss, std::uint64_t seed)
       : random_(seed),
         shape_(shape),
-        topology_(shape, kBridges, kStations, random_),
+        topology_(shape, kTableBridges, kTableStations, random_),
         network_(topology_, {.delay = 1e-3, .loss = loss}, seed, 0) {
     network_.applyRoles();
     network_.clock().run(random_.between(15, 30));
@@ -38,7 +36,7 @@ class StreamExperiment {
 
   void measure(Times& times) {
     network_.talk(0, stream());
-    for (int s = 1; s < kStations; ++s) {
+    for (int s = 1; s < kTableStations; ++s) {
       network_.listen(s, kStream, Mrp::MsrpListenerEvent::ready);
     }
     times.join.push_back(untilRight(true));
@@ -50,7 +48,7 @@ class StreamExperiment {
       network_.applyRoles();
       times.failover.push_back(untilRight(true));
     }
-    for (int s = 1; s < kStations; ++s) network_.leave(s, kStream);
+    for (int s = 1; s < kTableStations; ++s) network_.leave(s, kStream);
     times.leave.push_back(untilRight(false));
   }
 
@@ -72,12 +70,7 @@ class StreamExperiment {
 }  // namespace
 
 void streamTable(int seeds, std::ostream& out) {
-  lossTable(
-      seeds, "reserve",
-      [](Shape shape, double loss, std::uint64_t seed, Times& times) {
-        StreamExperiment(shape, loss, seed).measure(times);
-      },
-      out);
+  lossTable<StreamExperiment>(seeds, "reserve", out);
 }
 
 }  // namespace Sim

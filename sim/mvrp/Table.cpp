@@ -9,9 +9,6 @@
 namespace Sim {
 namespace {
 
-constexpr int kBridges = 8;
-constexpr int kStations = 3;
-
 // A quiet network, in which every station then declares a VLAN of its own; later a link breaks that
 // the first two need, where there is another way; then all is withdrawn.
 class Experiment {
@@ -19,14 +16,14 @@ class Experiment {
   Experiment(Shape shape, double loss, std::uint64_t seed)
       : random_(seed),
         shape_(shape),
-        topology_(shape, kBridges, kStations, random_),
+        topology_(shape, kTableBridges, kTableStations, random_),
         network_(topology_, {.delay = 1e-3, .loss = loss}, seed) {
     network_.applyRoles();
     network_.clock().run(random_.between(15, 30));
   }
 
   void measure(Times& times) {
-    for (int s = 0; s < kStations; ++s) {
+    for (int s = 0; s < kTableStations; ++s) {
       network_.declare(s, static_cast<std::uint16_t>(100 + s), false);
     }
     times.join.push_back(untilRight());
@@ -38,7 +35,8 @@ class Experiment {
       network_.applyRoles();
       times.failover.push_back(timeUntil(network_, [this] { return nothingLacks(); }));
     }
-    for (int s = 0; s < kStations; ++s) network_.withdraw(s, static_cast<std::uint16_t>(100 + s));
+    for (int s = 0; s < kTableStations; ++s)
+      network_.withdraw(s, static_cast<std::uint16_t>(100 + s));
     times.leave.push_back(untilRight());
   }
 
@@ -66,13 +64,6 @@ class Experiment {
 
 }  // namespace
 
-void table(int seeds, std::ostream& out) {
-  lossTable(
-      seeds, "join",
-      [](Shape shape, double loss, std::uint64_t seed, Times& times) {
-        Experiment(shape, loss, seed).measure(times);
-      },
-      out);
-}
+void table(int seeds, std::ostream& out) { lossTable<Experiment>(seeds, "join", out); }
 
 }  // namespace Sim

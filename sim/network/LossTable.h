@@ -13,6 +13,9 @@ struct Times {
   std::vector<double> join, leave, failover;
 };
 
+// The networks that are measured.
+inline constexpr int kTableBridges = 8;
+inline constexpr int kTableStations = 3;
 inline constexpr double kGiveUp = 3600;
 inline constexpr double kTableStep = 0.02;
 
@@ -34,5 +37,14 @@ using Measure = std::function<void(Shape shape, double loss, std::uint64_t seed,
 // Measures while the links go on losing frames, and prints the Markdown table of
 // docs/reliability.md. `seeds` runs for each cell; `change` names what `join` is.
 void lossTable(int seeds, const char* change, const Measure& measure, std::ostream& out);
+template <class Experiment>
+void lossTable(int seeds, const char* change, std::ostream& out) {
+  lossTable(
+      seeds, change,
+      [](Shape shape, double loss, std::uint64_t seed, Times& times) {
+        Experiment(shape, loss, seed).measure(times);
+      },
+      out);
+}
 
 }  // namespace Sim
