@@ -148,7 +148,8 @@ class StreamSimulation {
     network_.fateIs({.delay = fate_.delay});
     const double healed = now();
     Outcome& outcome = episode_.outcome();
-    // Where links are full, what a stream gives up when it recovers others take, which fail for it.
+    // Where links are full, recoveries in one bridge may change streams for the next, which fail
+    // there for as long again.
     const double recoveries = streams_ == kMany ? 2 : 1;
     outcome.bound = recoveries * kStreamRecovery + kConvergencePeriods * kPeriod +
                     outcome.diameter * kStreamPerHop;
