@@ -1,7 +1,6 @@
-// The program that `mrp agent` becomes.
+// The program that `mrp agent` becomes, which has read the same command line.
 
 #include <CLI/CLI.hpp>
-#include <iostream>
 
 #include "agent/daemon/linux/Process.h"
 #include "cli/agent/AgentOptions.h"
@@ -12,9 +11,10 @@ int main(int argc, char** argv) {
   options.describe(*app.add_subcommand("agent")->required());
   try {
     app.parse(argc, argv);
-    return Daemon::runAgent(Daemon::fileMeant(options.file), options.given());
-  } catch (const std::exception& error) {
-    std::cerr << "mrp: " << error.what() << std::endl;
-    return Daemon::Exit::kConfiguration;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? Daemon::Exit::kDone : Daemon::Exit::kConfiguration;
   }
+  const std::string file = Daemon::fileMeant(options.file);
+  return options.check ? Daemon::checkConfiguration(file, options.given())
+                       : Daemon::runAgent(file, options.given());
 }
