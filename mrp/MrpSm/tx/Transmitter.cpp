@@ -118,8 +118,8 @@ bool Transmitter::putSecond(IntfId intf, std::uint8_t type, const Events& events
 }
 
 // Nearly every event joins a vector that is open, in a packet that has room, and nobody is told of
-// it. What is rare ends in a call, and what has not been looked up is: nothing has to be kept for
-// what comes behind one.
+// it. What is rare ends in a call, and so does what this port was not asked before: nothing has to
+// be kept across one.
 template <class Value>
 inline bool Transmitter::sendValue(IntfId intf, const Events& events) {
   constexpr std::uint8_t type = Codec<Value>::type;
