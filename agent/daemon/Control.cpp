@@ -9,7 +9,7 @@ namespace Daemon {
 using Rpc::Error;
 using Rpc::Json;
 
-Json Control::call(Rpc::Peer& peer, const std::string& name, const Json& params) {
+std::string Control::call(Rpc::Peer& peer, const std::string& name, const Json& params) {
   const Method* method = methodNamed(name);
   if (!method) throw Error(Rpc::Code::kMethodNotFound, "no such method: " + name);
   if (method->changes && !peer.mayChange()) {
@@ -21,7 +21,7 @@ Json Control::call(Rpc::Peer& peer, const std::string& name, const Json& params)
   const auto credentials = peer.credentials();
   const Asking asking(agent_.recording(), credentials ? credentials->user : Mrp::Accounts::kNobody,
                       credentials ? credentials->process : Mrp::Accounts::kNobody);
-  return method->call({*this, peer, Params(agent_, params)});
+  return answerOf(*method, {*this, peer, Params(agent_, params)});
 }
 
 Control::Client& Control::client(Rpc::Peer& peer) {

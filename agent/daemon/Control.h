@@ -23,7 +23,7 @@ class Control final : public Rpc::Service, public Agent::Watcher {
 
   Control(Agent& agent, Hooks hooks) : agent_(agent), hooks_(std::move(hooks)) {}
 
-  Rpc::Json call(Rpc::Peer& peer, const std::string& method, const Rpc::Json& params) override;
+  std::string call(Rpc::Peer& peer, const std::string& method, const Rpc::Json& params) override;
   void gone(Rpc::Peer& peer) override;
   void drained(Rpc::Peer& peer) override;
 

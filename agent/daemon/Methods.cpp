@@ -224,6 +224,13 @@ const Method* methodNamed(const std::string& name) {
   return it == kMethods.end() ? nullptr : &*it;
 }
 
+std::string answerOf(const Method& method, const Call& call) {
+  if (const auto* list = std::get_if<Rpc::ListText (*)(const Call&)>(&method.run)) {
+    return (*list)(call).text();
+  }
+  return Rpc::textOf(std::get<Rpc::Json (*)(const Call&)>(method.run)(call));
+}
+
 Json vlansJson(const Mrp::VlanSet& vlans) {
   Json list = Json::array();
   for (const std::string& range : rangesOf(vlans)) list.push_back(range);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <variant>
+
 #include "agent/daemon/Control.h"
 #include "agent/daemon/Params.h"
 
@@ -17,8 +20,11 @@ struct Method {
   const char* name;
   bool changes;    // refused on the query socket
   bool needsLead;  // refused in standby
-  Rpc::Json (*call)(const Call& call);
+  std::variant<Rpc::Json (*)(const Call& call), Rpc::ListText (*)(const Call& call)> run;
 };
+
+// What it answers a call with, as text.
+std::string answerOf(const Method& method, const Call& call);
 
 // Null when there is none of this name.
 const Method* methodNamed(const std::string& name);
@@ -28,8 +34,8 @@ Rpc::Json vlansJson(const Mrp::VlanSet& vlans);
 // Methods that show: agent/daemon/Queries.cpp, Streams.cpp and Figures.cpp.
 Rpc::Json callStatus(const Call& call);
 Rpc::Json callPorts(const Call& call);
-Rpc::Json callVlans(const Call& call);
-Rpc::Json callAttributes(const Call& call);
+Rpc::ListText callVlans(const Call& call);
+Rpc::ListText callAttributes(const Call& call);
 Rpc::Json callStreams(const Call& call);
 Rpc::Json callDomains(const Call& call);
 Rpc::Json callCounters(const Call& call);

@@ -130,7 +130,7 @@ const char* registrationText(const RegistrationSets& sets, std::uint16_t vlan) {
 }
 
 void vlanRows(const Agent& agent, const Instance& mvrp, IntfId intf,
-              std::optional<std::uint16_t> only, Json& rows) {
+              std::optional<std::uint16_t> only, Rpc::ListText& rows) {
   struct States {
     Mrp::MrpApplicantState applicant;
     Mrp::MrpRegistrarState registrar;
@@ -147,23 +147,29 @@ void vlanRows(const Agent& agent, const Instance& mvrp, IntfId intf,
   for (std::size_t vlan = 0; vlan < known.size(); ++vlan) {
     if (known[vlan]) shown.put(static_cast<std::uint16_t>(vlan), true);
   }
+  // One row serves all: its members cost as much to make as to write.
+  Json row{{"port", intf.name()},  {"vlan", nullptr},       {"registered", nullptr},
+           {"declared", nullptr},  {"programmed", nullptr}, {"registration", nullptr},
+           {"applicant", nullptr}, {"registrar", nullptr}};
+  Json& number = row["vlan"];
+  Json& isRegistered = row["registered"];
+  Json& isDeclared = row["declared"];
+  Json& isProgrammed = row["programmed"];
+  Json& registration = row["registration"];
+  Json& applicant = row["applicant"];
+  Json& registrar = row["registrar"];
   shown.walk([&](std::uint16_t vlan) {
     if (only && *only != vlan) return;
     const std::optional<States>& states = known[vlan];
     const bool registered = states && states->registrar != Mrp::MrpRegistrarState::mt;
-    // There may be tens of thousands: each is made in its place.
-    Json::object_t row;
-    row.reserve(8);
-    row.emplace_back("port", intf.name());
-    row.emplace_back("vlan", vlan);
-    row.emplace_back("registered",
-                     (registered || sets.fixed.has(vlan)) && !sets.forbidden.has(vlan));
-    row.emplace_back("declared", states && declares(states->applicant));
-    row.emplace_back("programmed", station ? Json() : Json(programmed.has(vlan)));
-    row.emplace_back("registration", registrationText(sets, vlan));
-    row.emplace_back("applicant", states ? Json(stringValue(states->applicant)) : Json());
-    row.emplace_back("registrar", states ? Json(stringValue(states->registrar)) : Json());
-    rows.push_back(std::move(row));
+    number = vlan;
+    isRegistered = (registered || sets.fixed.has(vlan)) && !sets.forbidden.has(vlan);
+    isDeclared = states && declares(states->applicant);
+    if (!station) isProgrammed = programmed.has(vlan);
+    registration = registrationText(sets, vlan);
+    applicant = states ? Json(stringValue(states->applicant)) : Json();
+    registrar = states ? Json(stringValue(states->registrar)) : Json();
+    rows.add(row);
   });
 }
 
@@ -216,11 +222,11 @@ Json callPorts(const Call& call) {
   return list;
 }
 
-Json callVlans(const Call& call) {
+Rpc::ListText callVlans(const Call& call) {
   const std::string only = call.params.port();
   const auto vlan = call.params.number("vlan", Mrp::kMinVlan, Mrp::kMaxVlan);
   const Instance& mvrp = call.params.instanceOf(Mrp::MrpApplication::mvrp);
-  Json rows = Json::array();
+  Rpc::ListText rows;
   for (const auto& [intf, port] : call.agent().ports()) {
     if ((!only.empty() && intf.name() != only) || !mvrp.portHas(intf)) continue;
     vlanRows(call.agent(), mvrp, intf,
@@ -229,11 +235,11 @@ Json callVlans(const Call& call) {
   return rows;
 }
 
-Json callAttributes(const Call& call) {
+Rpc::ListText callAttributes(const Call& call) {
   const auto instances = call.params.instances();
   const std::string only = call.params.port();
   const auto type = call.params.number("type", 0, UINT8_MAX);
-  Json rows = Json::array();
+  Rpc::ListText rows;
   for (const Instance* instance : instances) {
     for (const auto& [intf, port] : call.agent().ports()) {
       if (!only.empty() && intf.name() != only) continue;
@@ -241,13 +247,13 @@ Json callAttributes(const Call& call) {
         if (type && *type != t) continue;
         instance->engine().walkRecords(
             intf, t, [&, &at = intf](const Mrp::MrpAttrDatabase& record) {
-              rows.push_back({{"port", at.name()},
-                              {"type", t},
-                              {"key", std::to_string(record.attributeKey())},
-                              {"applicant", stringValue(record.applicantState())},
-                              {"registrar", stringValue(record.registrarState())},
-                              {"value", Platform::Host::hexText(record.value())},
-                              {"application", instance->name()}});
+              rows.add({{"port", at.name()},
+                        {"type", t},
+                        {"key", std::to_string(record.attributeKey())},
+                        {"applicant", stringValue(record.applicantState())},
+                        {"registrar", stringValue(record.registrarState())},
+                        {"value", Platform::Host::hexText(record.value())},
+                        {"application", instance->name()}});
             });
       }
     }

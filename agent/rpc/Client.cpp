@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "agent/rpc/SocketFile.h"
 
@@ -103,8 +104,8 @@ std::optional<std::string> Client::readLine() {
   while (true) {
     const std::size_t end = buffer_.find('\n', searched_);
     if (end != std::string::npos) {
-      std::string line = buffer_.substr(0, end);
-      buffer_.erase(0, end + 1);
+      std::string line = std::exchange(buffer_, buffer_.substr(end + 1));
+      line.resize(end);
       searched_ = 0;
       return line;
     }

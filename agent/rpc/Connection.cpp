@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <utility>
 
 #include "agent/rpc/Server.h"
 
@@ -91,13 +92,13 @@ void Connection::handleLine(std::string_view line) {
   } catch (const Error& error) {
     answer = errorLine(request.id, error);
   }
-  if (request.answered) reply(answer);
+  if (request.answered) reply(std::move(answer));
 }
 
-void Connection::reply(const std::string& line) {
+void Connection::reply(std::string line) {
   if (closing_) return;
   if (unread() > kMaxUnread) return close();
-  send(line);
+  send(std::move(line));
 }
 
 void Connection::event(const std::string& line) {
@@ -112,8 +113,12 @@ void Connection::event(const std::string& line) {
 std::uint64_t Connection::takeLost() { return std::exchange(lost_, 0); }
 
 // What is sent while a write is under way goes out in one piece with what follows it.
-void Connection::send(const std::string& line) {
-  waiting_ += line;
+void Connection::send(std::string line) {
+  if (waiting_.empty()) {
+    waiting_ = std::move(line);
+  } else {
+    waiting_ += line;
+  }
   if (!inWrite_) write();
 }
 

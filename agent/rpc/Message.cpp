@@ -1,5 +1,7 @@
 #include "agent/rpc/Message.h"
 
+#include <utility>
+
 namespace Rpc {
 namespace {
 
@@ -12,6 +14,13 @@ bool isId(const Json& id) { return id.is_string() || id.is_number() || id.is_nul
 std::string textOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+void ListText::add(const Json& row) {
+  if (text_.size() > 1) text_ += ',';
+  text_ += textOf(row);
+}
+
+std::string ListText::text() && { return std::move(text_ += ']'); }
 
 std::string Error::reason() const {
   const auto reason = data_.find("reason");
@@ -56,10 +65,8 @@ std::string resultPrefix(const Json& id) {
   return R"({"jsonrpc":"2.0","id":)" + textOf(id) + R"(,"result":)";
 }
 
-// A result may be large: it is not copied into the object of the answer.
-std::string resultLine(const Json& id, const Json& result) {
-  std::string line = resultPrefix(id) + textOf(result);
-  return line += "}\n";
+std::string resultLine(const Json& id, std::string result) {
+  return std::move(result.insert(0, resultPrefix(id)).append("}\n"));
 }
 
 std::string errorLine(const Json& id, const Error& error) {

@@ -59,11 +59,24 @@ std::variant<Request, BadRequest> requestFrom(std::string_view line);
 // On one line. Names of interfaces need not be UTF-8; what is not is replaced.
 std::string textOf(const Json& json);
 
+// A list as its text, to which rows are added one by one. Of tens of thousands no more than one is
+// held as an object.
+class ListText {
+ public:
+  void add(const Json& row);
+  // The whole list; nothing is added behind it.
+  std::string text() &&;
+
+ private:
+  std::string text_ = "[";
+};
+
 // Each with its line end.
 std::string requestLine(const Json& id, const std::string& method, const Json& params);
 // What stands before the result in a line of resultLine(); behind it stands one brace.
 std::string resultPrefix(const Json& id);
-std::string resultLine(const Json& id, const Json& result);
+// The result is the text of some JSON, which may be large.
+std::string resultLine(const Json& id, std::string result);
 std::string errorLine(const Json& id, const Error& error);
 std::string notificationLine(const std::string& method, const Json& params);
 

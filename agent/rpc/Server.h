@@ -68,8 +68,8 @@ class Connection final : public Peer {
   void handleRead(ssize_t size, const char* octets);
   void handleEnd();
   void handleLine(std::string_view line);
-  void reply(const std::string& line);
-  void send(const std::string& line);
+  void reply(std::string line);
+  void send(std::string line);
   void write();
   void handleWritten(int status);
   std::size_t unread() const {
@@ -95,8 +95,8 @@ class Connection final : public Peer {
 // What carries out the requests of a server.
 class Service {
  public:
-  // The result, or an Error thrown. The peer may be kept for events until it has gone.
-  virtual Json call(Peer& peer, const std::string& method, const Json& params) = 0;
+  // The text of the result, or an Error thrown. The peer may be kept for events until it has gone.
+  virtual std::string call(Peer& peer, const std::string& method, const Json& params) = 0;
   virtual void gone(Peer& peer) = 0;
   // A peer for which events were left out has read all that waited.
   virtual void drained(Peer&) {}

@@ -71,7 +71,7 @@ class AgentTest : public testing::Test {
     for (const char* name : {"eth1", "eth2", "eth3"}) host.sent(EngineTest::kMvrp, name);
   }
   Json call(const std::string& method, const Json& params = Json::object()) {
-    return control->call(peer, method, params);
+    return Json::parse(control->call(peer, method, params));
   }
   // The reason of a refusal, or its number.
   std::string refusal(const std::string& method, const Json& params) {

@@ -22,7 +22,10 @@ using namespace Rpc;
 // Echoes, refuses, gives large results, and keeps one watcher.
 class Echo final : public Service {
  public:
-  Json call(Peer& connection, const std::string& method, const Json& params) override {
+  std::string call(Peer& connection, const std::string& method, const Json& params) override {
+    return textOf(resultOf(connection, method, params));
+  }
+  Json resultOf(Peer& connection, const std::string& method, const Json& params) {
     if (method == "echo") return params;
     if (method == "large") return std::string(params["size"].get<std::size_t>(), 'x');
     if (method == "refuse") throw Error::refused("standby", "not now");

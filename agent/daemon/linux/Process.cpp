@@ -76,7 +76,7 @@ class Wake {
 // Hands requests on once there is an agent.
 class Gate final : public Rpc::Service {
  public:
-  Rpc::Json call(Rpc::Peer& peer, const std::string& method, const Rpc::Json& params) override {
+  std::string call(Rpc::Peer& peer, const std::string& method, const Rpc::Json& params) override {
     if (control) return control->call(peer, method, params);
     throw Rpc::Error::refused("unavailable", "the agent is starting or ending");
   }
