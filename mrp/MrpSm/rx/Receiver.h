@@ -98,8 +98,12 @@ class Receiver {
   void takeValue(const MrpParsedAttribute& parsed, const MrpAttrDatabase* record);
   void drive(Subject subject, std::uint8_t event);
   bool makeRoom(Queue& queue, std::size_t events, std::size_t valueSize);
-  // Of an event that is not staged, or that somebody watches.
-  [[gnu::noinline]] void tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const;
+  // An event of a vector that somebody watches, or that is not staged; `fact` has what is the
+  // vector's.
+  [[gnu::noinline]] void tellEvent(MrpObserver::Event& fact, std::uint64_t key,
+                                   std::uint8_t event) const;
+  [[gnu::cold]] void tellUnstaged(MrpObserver::Event& fact, std::uint64_t key,
+                                  std::uint8_t event) const;
 
   const Environment& env_;
   Machines machines_;

@@ -70,6 +70,7 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   Queue& queue = env_.info.type(type)->first ? firstQueue_ : queue_;
   const bool stages = !recycled_ && !env_.status.flood() && makeRoom(queue, n, sizeof value);
   const bool told = !stages || env_.observed();
+  MrpObserver::Event fact{MrpObserver::Direction::received, false, 0, {context.intfId(), type, 0}};
   const std::uint8_t* octets = pkt.data();
   forEachThreePacked(octets, n, [&](std::uint8_t event, std::uint32_t index) {
     if constexpr (isFourPacked<Value>) {
@@ -80,7 +81,7 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
     context.attributeKeyIs(key);
     context.attributeEventIs(event);
     if (told) [[unlikely]]
-      tellEvent(key, event, stages);
+      stages ? tellEvent(fact, key, event) : tellUnstaged(fact, key, event);
     // A key that comes twice keeps one record, with the later event and value, and is queued twice.
     if (stages) queue.push_back(staged_.is<sizeof value>(key, event, &value));
   });
@@ -95,13 +96,17 @@ MrpParseStatus Receiver::parseEvents(Pkt& pkt, Value& value) {
   return mrpParseContinue;
 }
 
-void Receiver::tellEvent(std::uint64_t key, std::uint8_t event, bool staged) const {
-  const MrpParseContext& context = *env_.context;
-  const MrpAttribute attribute{context.intfId(), context.attributeType(), key};
-  env_.observe(&MrpObserver::event, {MrpObserver::Direction::received, false, event, attribute});
-  if (staged || !(recycled_ || env_.status.flood())) return;
+void Receiver::tellEvent(MrpObserver::Event& fact, std::uint64_t key, std::uint8_t event) const {
+  fact.event = event;
+  fact.attribute.attributeKey = key;
+  env_.observe(&MrpObserver::event, fact);
+}
+
+void Receiver::tellUnstaged(MrpObserver::Event& fact, std::uint64_t key, std::uint8_t event) const {
+  tellEvent(fact, key, event);
+  if (!recycled_ && !env_.status.flood()) return;
   MRP_TRACE(env_.trace, 8, "Recycled Pkt. Returning after parsing");
-  env_.discarded(MrpObserver::Reason::recycled, attribute);
+  env_.discarded(MrpObserver::Reason::recycled, fact.attribute);
 }
 
 // The log's first number is the octets that the events need, not the number of values.

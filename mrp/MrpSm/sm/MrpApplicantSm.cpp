@@ -69,10 +69,18 @@ Cell cellOf(MrpApplicantState from, MrpApplicantEvent event) {
   return kApplicantTable[static_cast<std::size_t>(from)][column];
 }
 
-bool isIdle(Cell cell, MrpApplicantState from) {
-  return cell.action == Action::none &&
-         (cell.next == kStays || cell.next == static_cast<std::uint8_t>(from));
+// A cell that only writes a state writes another one.
+constexpr bool isIdle(Cell cell) { return cell == none_; }
+
+constexpr bool writesAnother() {
+  for (std::size_t from = 0; from < kStates; ++from) {
+    for (const Cell cell : kApplicantTable[from]) {
+      if (cell.action == Action::none && cell.next == from) return false;
+    }
+  }
+  return true;
 }
+static_assert(writesAnother());
 
 using Events = Transmitter::Events;
 using enum MrpThreePackedEvent;
@@ -135,18 +143,13 @@ inline MrpAttrDatabase* MrpApplicantSm::take(Subject subject, MrpApplicantEvent 
   const MrpApplicantState from = subject.record->applicantState();
   if (!isState(from)) return tellInvalid(subject, from);
   const Cell cell = cellOf(from, event);
-  if (env_.observed()) return handleObserved(subject, event, registered, cell);
+  if (isIdle(cell) && !env_.tellsIdle) return subject.record;
+  if (env_.observed()) return handleTold(subject, event, registered);
   if (cell.action != Action::none) {
     return kMostlySends ? actInline(subject, cell, registered) : act(subject, cell, registered);
   }
   enter(subject, cell);
   return subject.record;
-}
-
-MrpAttrDatabase* MrpApplicantSm::handleObserved(Subject subject, MrpApplicantEvent event,
-                                                MrpRegistrarState registered, Cell cell) {
-  const bool idle = isIdle(cell, subject.record->applicantState());
-  return idle && !env_.tellsIdle ? subject.record : handleTold(subject, event, registered);
 }
 
 MrpAttrDatabase* MrpApplicantSm::handleTold(Subject subject, MrpApplicantEvent event,

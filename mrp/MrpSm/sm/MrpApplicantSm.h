@@ -28,6 +28,7 @@ struct ApplicantCell {
   static constexpr std::uint8_t kStays = 0xFF;
   ApplicantAction action = ApplicantAction::none;
   std::uint8_t next = kStays;
+  friend constexpr bool operator==(ApplicantCell, ApplicantCell) = default;
 };
 
 // Applicant (IEEE 802.1Q 10.7.7, reduced): decides what this station declares about an attribute.
@@ -73,10 +74,6 @@ class MRP_API MrpApplicantSm : public Platform::Entity {
   // The same as `handle` when somebody is told of it: telling costs registers even when it is off.
   [[gnu::cold]] MrpAttrDatabase* handleTold(Subject subject, MrpApplicantEvent event,
                                             MrpRegistrarState registered);
-  // The same of what is observed and not traced.
-  [[gnu::noinline]] MrpAttrDatabase* handleObserved(Subject subject, MrpApplicantEvent event,
-                                                    MrpRegistrarState registered,
-                                                    ApplicantCell cell);
   void tellEvent(Subject subject, MrpApplicantEvent event) const;
   void tellExit(Subject subject, MrpApplicantState from, MrpApplicantEvent event) const;
   [[gnu::cold]] MrpAttrDatabase* tellInvalid(Subject subject, MrpApplicantState state) const;

@@ -77,9 +77,13 @@ void MrpRegistrarSm::tellExit(MrpRegistrarState state) const {
   MRP_TRACE(env_.trace, 7, " Exit: state = " << state);
 }
 
+inline void MrpRegistrarSm::moved(Subject subject, Cause cause) const {
+  const bool idle = isIdle(cause.from, subject.record->registrarState());
+  if (env_.observed() && (!idle || env_.tellsIdle)) tellMove(subject, cause);
+}
+
 void MrpRegistrarSm::tellMove(Subject subject, Cause cause) const {
   const MrpRegistrarState to = subject.record->registrarState();
-  if (isIdle(cause.from, to) && !env_.tellsIdle) return;
   env_.moved(MrpObserver::Machine::registrar, cause.from, cause.event, to, subject.attribute());
 }
 
@@ -215,7 +219,7 @@ void MrpRegistrarSm::handle(Subject subject, MrpRegistrarEvent event) {
   const std::uint64_t key = subject.key();
   const Outcome outcome = dispatch(subject, event);
   if (outcome != Outcome::quiet) return handleIndicated(*subject.types, key, outcome);
-  if (env_.observed()) tellMove(subject, {from, event});
+  moved(subject, {from, event});
   if (env_.trace.isOn(7)) tellExit(subject.record->registrarState());
   deleteAtRest(subject);
 }
@@ -239,12 +243,12 @@ inline void MrpRegistrarSm::deleteAtRest(Subject subject) {
 }
 
 MrpRegistrarSm::Outcome MrpRegistrarSm::joinIndication(Subject subject, Cause cause) {
-  if (env_.observed()) tellMove(subject, cause);
+  moved(subject, cause);
   return indications_.join(subject.attribute()) ? Outcome::discarded : Outcome::indicated;
 }
 
 MrpRegistrarSm::Outcome MrpRegistrarSm::leaveIndication(Subject subject, Cause cause) {
-  if (env_.observed()) tellMove(subject, cause);
+  moved(subject, cause);
   MRP_TRACE(env_.trace, 7, "LeaveIndication called");
   indications_.leave(subject.attribute());
   return Outcome::indicated;

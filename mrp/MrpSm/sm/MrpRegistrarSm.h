@@ -75,6 +75,8 @@ class MRP_API MrpRegistrarSm : public Platform::Entity {
   // What is told of an event, apart from the hot path: it costs that registers even when it is off.
   [[gnu::cold]] void tellEvent(Subject subject, MrpRegistrarEvent event) const;
   [[gnu::cold]] void tellExit(MrpRegistrarState state) const;
+  // Tells the observer, if there is one and it wants to know.
+  void moved(Subject subject, Cause cause) const;
   [[gnu::noinline]] void tellMove(Subject subject, Cause cause) const;
   [[gnu::cold]] void tellInvalid(MrpRegistrarState state) const;
 
