@@ -59,6 +59,8 @@ void Loop::turn(Seconds atMost) {
 
 void Loop::stop() { uv_stop(uv_.get()); }
 
+void Loop::timePasses() { loopClock_->standsStill(true); }
+
 void Loop::failed(std::exception_ptr error) {
   if (!error_) error_ = std::move(error);
   stop();
@@ -85,11 +87,13 @@ void LoopEvent::release() {
 
 void LoopEvent::fire() noexcept {
   Loop& loop = loop_;
+  loop.loopClock_->standsStill(true);
   try {
     if (call_) call_(owner_);
   } catch (...) {
     loop.failed(std::current_exception());
   }
+  loop.loopClock_->standsStill(false);
 }
 
 void Readable::watch(int fd) {

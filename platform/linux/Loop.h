@@ -33,7 +33,11 @@ class Loop final : public PtrInterface {
   uv_loop_t* uv() const { return uv_.get(); }
   void failed(std::exception_ptr error);
 
+  // While an event is served: what follows happens later.
+  void timePasses();
+
  private:
+  friend class LoopEvent;
   void raise();
 
   std::unique_ptr<uv_loop_t> uv_;

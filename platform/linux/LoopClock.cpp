@@ -7,6 +7,17 @@ LoopClock::LoopClock(Loop& loop) : events_(std::make_unique<Events>(loop)) {
   events_->soon.bind<&LoopClock::handleDue>(this);
 }
 
+Seconds LoopClock::now() const {
+  if (!still_) return MonotonicClock::now();
+  if (!stoodAt_) stoodAt_ = MonotonicClock::now();
+  return *stoodAt_;
+}
+
+void LoopClock::standsStill(bool still) {
+  still_ = still;
+  stoodAt_.reset();
+}
+
 void LoopClock::alarmIs(Alarm& alarm, Seconds due) {
   MonotonicClock::alarmIs(alarm, due);
   wake();
@@ -35,7 +46,7 @@ void LoopClock::wake() {
   if (!events_ || due == wakesAt_) return;
   wakesAt_ = due;
   if (!due) return events_->later.stop();
-  const Seconds left = *due - now();
+  const Seconds left = *due - MonotonicClock::now();
   left > Seconds() ? events_->later.startIn(left) : events_->soon.ask();
 }
 

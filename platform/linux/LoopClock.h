@@ -15,6 +15,11 @@ class LoopClock final : public Host::MonotonicClock {
   // The loop ends: alarms of those who still hold this clock are not served any more.
   void detach() { events_.reset(); }
 
+  // Time stands still while the loop serves an event: all that comes of a frame happens at one
+  // time.
+  Seconds now() const override;
+  void standsStill(bool still);
+
   void alarmIs(Alarm& alarm, Seconds due) override;
   void alarmDel(Alarm& alarm) override;
 
@@ -31,6 +36,8 @@ class LoopClock final : public Host::MonotonicClock {
 
   std::unique_ptr<Events> events_;  // none when the loop has gone
   std::optional<Seconds> wakesAt_;
+  bool still_ = false;
+  mutable std::optional<Seconds> stoodAt_;  // once somebody has asked
 };
 
 }  // namespace Platform::Linux

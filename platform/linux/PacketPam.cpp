@@ -53,15 +53,15 @@ void PacketPam::handleReadable() {
   receive(RxBatch::kFrames);
   if (waiting_.empty()) socket_.error();
   for (std::size_t left = waiting_.size(); left > 0 && !waiting_.empty(); --left) {
+    loop_->timePasses();
     onRxPkt().notify();
   }
 }
 
 void PacketPam::receive(std::size_t most) {
-  std::vector<Ptr<Pkt>> frames;
-  socket_.receive(*batch_, most, maxRxPktData_, frames);
-  counters_.received += frames.size();
-  waiting_.insert(waiting_.end(), frames.begin(), frames.end());
+  const std::size_t before = waiting_.size();
+  socket_.receive(*batch_, most, maxRxPktData_, waiting_);
+  counters_.received += waiting_.size() - before;
 }
 
 }  // namespace Platform::Linux

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "platform/linux/ReceiveBuffer.h"
 #include "platform/packet/EthFrame.h"
@@ -23,7 +24,8 @@ namespace {
 
 // For a tag that is put back, and for a header that a reader puts in front.
 constexpr std::size_t kRxHeadRoom = 64;
-// Frames of 10,000 octets that the kernel keeps for a reader who is busy, roughly.
+// Most readings bring one frame or two, and each place that is made ready is a packet to touch.
+constexpr std::size_t kFewFrames = 4;
 
 [[noreturn]] void refuse(const std::string& interface, const char* what) {
   throw std::system_error(errno, std::generic_category(), interface + ": " + what);
@@ -112,18 +114,29 @@ void PacketSocket::close() {
 }
 
 void PacketSocket::receive(RxBatch& batch, std::size_t most, std::size_t limit,
-                           std::vector<Ptr<Pkt>>& frames) {
+                           std::deque<Ptr<Pkt>>& frames) {
+  most = std::min(most, RxBatch::kFrames);
+  const std::size_t few = std::min(most, kFewFrames);
+  if (receiveAtOnce(batch, few, limit, frames) == few && most > few) {
+    receiveAtOnce(batch, most - few, limit, frames);
+  }
+}
+
+// Gives how many there were, good or not.
+std::size_t PacketSocket::receiveAtOnce(RxBatch& batch, std::size_t most, std::size_t limit,
+                                        std::deque<Ptr<Pkt>>& frames) {
   struct Place {
     iovec octets;
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(tpacket_auxdata))> control;
   };
   std::array<Place, RxBatch::kFrames> places;
-  std::array<mmsghdr, RxBatch::kFrames> messages{};
+  std::array<mmsghdr, RxBatch::kFrames> messages;
   unsigned n = 0;
-  for (; n < std::min(most, RxBatch::kFrames); ++n) {
+  for (; n < most; ++n) {
     Pkt* const pkt = batch.pkt(n, limit);
     if (!pkt) break;
     places[n].octets = {pkt->data(), limit};
+    messages[n] = {};
     msghdr& header = messages[n].msg_hdr;
     header.msg_iov = &places[n].octets;
     header.msg_iovlen = 1;
@@ -139,6 +152,7 @@ void PacketSocket::receive(RxBatch& batch, std::size_t most, std::size_t limit,
     if (pkt->size() > limit) pkt->sizeIs(limit);
     if (pkt->size() >= EthFrame::kHeader) frames.push_back(pkt);
   }
+  return static_cast<std::size_t>(std::max(got, 0));
 }
 
 bool PacketSocket::waiting() const {

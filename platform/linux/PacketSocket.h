@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "platform/packet/EthAddr.h"
 #include "platform/packet/Pkt.h"
@@ -48,7 +48,7 @@ class PacketSocket {
 
   // Appends the next frames that wait, `most` of them at most, each cut to `limit` octets, with the
   // tag that the kernel took out of it.
-  void receive(RxBatch& batch, std::size_t most, std::size_t limit, std::vector<Ptr<Pkt>>& frames);
+  void receive(RxBatch& batch, std::size_t most, std::size_t limit, std::deque<Ptr<Pkt>>& frames);
   bool waiting() const;
   // 0, or the errno.
   int send(std::span<const std::uint8_t> frame);
@@ -58,6 +58,9 @@ class PacketSocket {
   int error();
 
  private:
+  std::size_t receiveAtOnce(RxBatch& batch, std::size_t most, std::size_t limit,
+                            std::deque<Ptr<Pkt>>& frames);
+
   int fd_ = -1;
 };
 

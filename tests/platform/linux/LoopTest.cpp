@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 
@@ -74,6 +75,29 @@ TEST_F(LoopTest, ExceptionsComeOutOfTheRunAndTheLoopGoesOn) {
   EXPECT_FALSE(rung);
   loop->run();
   EXPECT_TRUE(rung);
+}
+
+TEST_F(LoopTest, TimeStandsStillWhileAnEventIsServed) {
+  const auto tick = [&] {
+    const auto began = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() == began) {
+    }
+    return loop->clock()->now();
+  };
+  Linux::EndOfTurn end(*loop);
+  Seconds served = loop->clock()->now();
+  EXPECT_LT(served, tick());
+  Call serve{[&] {
+    served = loop->clock()->now();
+    EXPECT_EQ(served, tick());
+    loop->timePasses();
+    EXPECT_LT(served, tick());
+    loop->stop();
+  }};
+  end.bind<&Call::handle>(&serve);
+  end.ask();
+  loop->run();
+  EXPECT_LT(served, tick());
 }
 
 TEST_F(LoopTest, EventsDestroyThemselvesAndOneAnother) {
