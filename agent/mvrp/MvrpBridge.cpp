@@ -118,9 +118,11 @@ void MvrpBridge::settleAll(std::uint16_t vlan, MrpThreePackedEvent join) {
 
 // What is withdrawn goes first: it needs both packets of the port sent at most once.
 void MvrpBridge::settle() {
-  const VlanSet vlans = std::exchange(changed_, {});
-  const VlanSet asNew = std::exchange(new_, {});
-  if (vlans.empty()) return;
+  if (changed_.empty()) return;
+  const VlanSet vlans = changed_;
+  const VlanSet asNew = new_;
+  changed_.clear();
+  new_.clear();
   ports_.walk([&](IntfId, Port& port) {
     const VlanSet added = vlans - port.declared;
     (vlans - added).walk([&](std::uint16_t vlan) { settle(port, vlan, kJoin); });

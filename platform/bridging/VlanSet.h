@@ -10,7 +10,8 @@ namespace Platform {
 inline constexpr std::uint16_t kMinVlan = 1;
 inline constexpr std::uint16_t kMaxVlan = 4094;
 
-// A set of VLAN identifiers. What is outside 1..4094 is never a member.
+// A set of VLAN identifiers. What is outside 1..4094 is never a member. What it costs is counted in
+// words with members: most sets have few.
 class VlanSet {
  public:
   static constexpr bool valid(std::uint64_t vlan) { return vlan >= kMinVlan && vlan <= kMaxVlan; }
@@ -19,33 +20,38 @@ class VlanSet {
     set.words_.fill(~std::uint64_t{0});
     set.words_.front() &= ~std::uint64_t{1};
     set.words_.back() &= ~(std::uint64_t{1} << 63);
+    set.used_ = ~std::uint64_t{0};
     return set;
   }
 
   constexpr bool has(std::uint16_t vlan) const { return valid(vlan) && (word(vlan) & bit(vlan)); }
   constexpr void put(std::uint16_t vlan, bool member) {
     if (!valid(vlan)) return;
-    std::uint64_t& w = words_[vlan / 64u];
-    w = member ? w | bit(vlan) : w & ~bit(vlan);
+    const std::uint64_t before = word(vlan);
+    wordIs(vlan / 64u, member ? before | bit(vlan) : before & ~bit(vlan));
   }
-  constexpr bool empty() const { return *this == VlanSet(); }
+  constexpr bool empty() const { return used_ == 0; }
   constexpr std::size_t size() const {
     std::size_t n = 0;
-    for (const std::uint64_t w : words_) n += static_cast<std::size_t>(std::popcount(w));
+    walkBits(used_, [&](unsigned i) { n += static_cast<std::size_t>(std::popcount(words_[i])); });
     return n;
+  }
+  constexpr void clear() {
+    walkBits(used_, [&](unsigned i) { words_[i] = 0; });
+    used_ = 0;
   }
 
   constexpr VlanSet& operator|=(const VlanSet& other) {
-    for (std::size_t i = 0; i < words_.size(); ++i) words_[i] |= other.words_[i];
+    walkBits(other.used_, [&](unsigned i) { wordIs(i, words_[i] | other.words_[i]); });
     return *this;
   }
   // Takes the other's members out.
   constexpr VlanSet& operator-=(const VlanSet& other) {
-    for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= ~other.words_[i];
+    walkBits(used_ & other.used_, [&](unsigned i) { wordIs(i, words_[i] & ~other.words_[i]); });
     return *this;
   }
   constexpr VlanSet& operator&=(const VlanSet& other) {
-    for (std::size_t i = 0; i < words_.size(); ++i) words_[i] &= other.words_[i];
+    walkBits(used_, [&](unsigned i) { wordIs(i, words_[i] & other.words_[i]); });
     return *this;
   }
   friend constexpr VlanSet operator&(VlanSet a, const VlanSet& b) { return a &= b; }
@@ -53,22 +59,30 @@ class VlanSet {
   friend constexpr VlanSet operator-(VlanSet a, const VlanSet& b) { return a -= b; }
   friend constexpr bool operator==(const VlanSet&, const VlanSet&) = default;
 
-  // Visits the members in ascending order; `visit` may change the set it came from.
+  // Visits the members in ascending order. The set stays as it is meanwhile.
   template <class Visit>
   void walk(Visit visit) const {
-    const auto words = words_;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      for (std::uint64_t w = words[i]; w; w &= w - 1) {
-        visit(static_cast<std::uint16_t>(i * 64 + static_cast<unsigned>(std::countr_zero(w))));
-      }
-    }
+    walkBits(used_, [&](unsigned i) {
+      walkBits(words_[i], [&](unsigned at) { visit(static_cast<std::uint16_t>(i * 64 + at)); });
+    });
   }
 
  private:
   constexpr std::uint64_t word(std::uint16_t vlan) const { return words_[vlan / 64u]; }
   static constexpr std::uint64_t bit(std::uint16_t vlan) { return std::uint64_t{1} << vlan % 64u; }
 
+  template <class Visit>
+  static constexpr void walkBits(std::uint64_t bits, Visit visit) {
+    for (; bits; bits &= bits - 1) visit(static_cast<unsigned>(std::countr_zero(bits)));
+  }
+  constexpr void wordIs(unsigned i, std::uint64_t word) {
+    const std::uint64_t place = std::uint64_t{1} << i;
+    words_[i] = word;
+    used_ = word ? used_ | place : used_ & ~place;
+  }
+
   std::array<std::uint64_t, 64> words_{};
+  std::uint64_t used_ = 0;  // a bit for each word that is not 0
 };
 
 }  // namespace Platform
