@@ -85,7 +85,6 @@ void Agent::instancesAre() {
     } else if (!enabled && present) {
       for (const auto& [intf, port] : ports_) present->portDel(intf);
       std::erase_if(unstored_, [&](const auto& record) { return record.first == present; });
-      std::erase_if(asked_, [&](const auto& asked) { return asked.first == present; });
       std::erase_if(instances_, [&](const auto& i) { return i.get() == present; });
       if (application == MrpApplication::msrp && config_.bridgeMode() && active_) {
         streamProgram_.end(config_.bridge);

@@ -139,7 +139,9 @@ class Agent final : private Instance::Listener {
   void handleChange();
   // Does what the changes of this turn of the loop come to, once.
   void turn();
-  void turnSoon() { turnAlarm_.dueIs(clock_->now()); }
+  void turnSoon() {
+    if (!turnAlarm_.armed()) turnAlarm_.dueIs(clock_->now());
+  }
   void event(const char* kind, const std::string& port, Rpc::Json members) const;
   bool watched() const { return watcher_ && watcher_->watches(); }
 
@@ -171,8 +173,6 @@ class Agent final : private Instance::Listener {
   bool restored_ = false;  // records of an earlier life
   // Records whose meaning has changed since they were stored.
   std::set<std::pair<Instance*, Mrp::MrpAttribute>> unstored_;
-  // Ports whose neighbours have been asked, by applications that do not ask themselves.
-  std::set<std::pair<const Instance*, IntfId>> asked_;
   Platform::Alarm turnAlarm_;
   Platform::Alarm streamAlarm_;
   Platform::Reactor<> changeReactor_;

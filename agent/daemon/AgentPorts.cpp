@@ -94,7 +94,6 @@ void Agent::portDel(IntfId intf) {
   if (auto* stpi = directories_.stpStatus()->child(kStpInstance)) {
     if (auto* cist = stpi->child(Stp::kCist)) cist->childDel(intf.name());
   }
-  std::erase_if(asked_, [&](const auto& asked) { return asked.second == intf; });
   const Port port = it->second;
   ports_.erase(it);
   // Still a port of the bridge that is left alone from now on: what the agent made there goes.
@@ -208,11 +207,11 @@ void Agent::askNeighbours() {
       const bool open =
           instance->active() && instance->portHas(intf) && instance->engine().endpoints().pam(intf);
       if (!open || (config_.bridgeMode() && !port.forwards())) {
-        asked_.erase({instance.get(), intf});
+        instance->askedIs(intf, false);
         if (open && all) instance->engine().sendLeaveAll(intf);
         continue;
       }
-      if (!asked_.emplace(instance.get(), intf).second) continue;
+      if (instance->askedIs(intf, true)) continue;
       if (instance->propagates()) continue;
       if (all || config_.bridgeMode()) instance->engine().sendLeaveAll(intf);
     }

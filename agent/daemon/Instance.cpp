@@ -109,10 +109,21 @@ void Instance::portIs(IntfId intf, const Settings& settings) {
 
 void Instance::portDel(IntfId intf) {
   if (!ports_.del(intf)) return;
+  asked_.del(intf);
   app_->portDel(intf);
   monitor_.portDel(intf);
   config_->intfLeaveTimeDel(intf);
   config_->intfLeaveAllTimeDel(intf);
+}
+
+bool Instance::askedIs(IntfId intf, bool asked) {
+  const bool before = asked_.has(intf);
+  if (asked) {
+    asked_.is(intf, true);
+  } else {
+    asked_.del(intf);
+  }
+  return before;
 }
 
 void Instance::timesAre(IntfId intf, const Settings& settings) {

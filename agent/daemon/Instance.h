@@ -83,6 +83,8 @@ class Instance final : private Monitor::Listener, private EngineServices::LogLis
   // Ports on which the application runs, with what is wanted there; only what differs is done.
   void portIs(IntfId intf, const Settings& settings);
   void portDel(IntfId intf);
+  // Whether the port's neighbour has been asked what it declares; gives what it was before.
+  bool askedIs(IntfId intf, bool asked);
   bool portHas(IntfId intf) const { return ports_.has(intf); }
   const Settings* settings(IntfId intf) const { return ports_.find(intf); }
   void everywhereIs(const Mrp::VlanSet& vlans);
@@ -128,6 +130,7 @@ class Instance final : private Monitor::Listener, private EngineServices::LogLis
   StreamApplication* streamApp_ = nullptr;
   Ptr<Mrp::Engine> engine_;
   Platform::IntfMap<Settings> ports_;
+  Platform::IntfMap<bool> asked_;  // those whose neighbours have been asked
   Mrp::VlanSet everywhere_;
 };
 
