@@ -24,10 +24,13 @@
 #include <string_view>
 #include <system_error>
 
+#include "agent/daemon/EngineServices.h"
 #include "agent/mvrp/MvrpBridge.h"
 #include "bench/Measure.h"
 #include "bench/Network.h"
+#include "platform/host/PktAllocator.h"
 #include "platform/linux/BridgeVlans.h"
+#include "platform/linux/PacketSocket.h"
 
 namespace {
 
@@ -94,15 +97,24 @@ bool names(const Octets& frame, std::uint16_t vlan) {
   return vlan >= first && vlan < first + count;
 }
 
-// The bare loop: what comes in on one socket goes out by the other, twice as a bridge declares it.
+// The bare loop, on sockets as the agent's: what comes in on one goes out by the other, twice as a
+// bridge declares it.
 void relay(const std::string& in, const std::string& out) {
-  const Wire from(in);
-  const Wire to(out);
+  constexpr std::size_t kLargest = 10000;
+  const auto& mvrp = Mrp::applicationInfo(Mrp::MrpApplication::mvrp);
+  const auto filter = Daemon::ownFilter(mvrp.address, mvrp.etherType);
+  Kernel::PacketSocket from(in, filter, mvrp.address);
+  Kernel::PacketSocket to(out, filter, mvrp.address);
+  Kernel::RxBatch batch(Platform::makePtr<Platform::Host::PktAllocator>());
+  std::deque<Platform::Ptr<Platform::Pkt>> frames;
   std::cout << "on" << std::endl;
-  Octets frame;
-  while (from.receive(frame, -1)) {
-    to.send(frame);
-    to.send(frame);
+  pollfd readable{from.fd(), POLLIN, 0};
+  while (::poll(&readable, 1, -1) == 1) {
+    from.receive(batch, Kernel::RxBatch::kFrames, kLargest, frames);
+    for (; !frames.empty(); frames.pop_front()) {
+      to.send(frames.front()->octets());
+      to.send(frames.front()->octets());
+    }
   }
 }
 
