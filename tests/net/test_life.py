@@ -1,5 +1,6 @@
 """How the agent starts, waits, takes over and ends, and what is left when it has."""
 
+import contextlib
 import json
 import os
 import shutil
@@ -228,8 +229,9 @@ def frozen(disk, on):
     run("fsfreeze", "--freeze" if on else "--unfreeze", disk)
 
 
-def test_a_stuck_disk_holds_up_neither_service_nor_the_end(net):
-    """A filesystem that takes no write and gives no answer."""
+@contextlib.contextmanager
+def stuck(net):
+    """Agents a, on a filesystem that takes no write and gives no answer, and b, its neighbour."""
     image = os.path.join(net.folder, "image")
     run("truncate", "-s", "16M", image)
     if not shutil.which("mkfs.ext4") or run("mkfs.ext4", "-q", image, check=False).returncode != 0:
@@ -245,6 +247,13 @@ def test_a_stuck_disk_holds_up_neither_service_nor_the_end(net):
         a.command("declare", "vlan", "20-4000")
         b.registers("v0", ["10", "20-4000"])
         assert a.call("status")["state"]["behind"] > 0
+        yield a, b
+    finally:
+        frozen(disk, False)
+
+
+def test_a_stuck_disk_holds_up_neither_service_nor_the_end(net):
+    with stuck(net) as (a, b):
         pid = a.call("status")["pid"]
         began = time.monotonic()
         a.process.terminate()
@@ -259,9 +268,22 @@ def test_a_stuck_disk_holds_up_neither_service_nor_the_end(net):
         until(ended, "the agent has ended")
         assert time.monotonic() - began < 5  # far above the second that it may take
         assert "does not answer" in a.text()
-    finally:
-        frozen(disk, False)
     assert a.process.wait(BOUND) == 0
+
+
+def test_a_second_signal_ends_at_once(net, monkeypatch):
+    """The first one waits for a disk, for a moment."""
+    manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+    manager.bind(os.path.join(net.folder, "notify"))
+    manager.settimeout(BOUND)
+    monkeypatch.setenv("NOTIFY_SOCKET", manager.getsockname())
+    with contextlib.closing(manager), stuck(net) as (a, _):
+        a.process.terminate()
+        while manager.recv(100) != b"STOPPING=1":
+            pass
+        a.process.terminate()
+    assert a.process.wait(BOUND) == -signal.SIGTERM
+    assert "does not answer" not in a.text()
 
 
 @pytest.mark.skipif(EMULATED, reason="the times of an emulated kernel say nothing")
