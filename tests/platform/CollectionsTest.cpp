@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <functional>
 #include <iterator>
 #include <map>
+#include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "platform/bridging/VlanSet.h"
 #include "platform/interface/IntfMap.h"
 #include "platform/reactor/Collection.h"
 #include "platform/reactor/SequencedQueue.h"
@@ -30,6 +35,53 @@ TEST(IntfIdOrder, RunsOfDigitsAreNumbers) {
   }
   EXPECT_TRUE(IntfId("").empty());
   EXPECT_EQ(IntfId(std::string("port") + "2"), IntfId("port2"));
+}
+
+// Against a set of the standard library: members put and taken out, and whole sets combined.
+TEST(VlanSetTest, IsASet) {
+  std::mt19937 random(1);
+  const auto below = [&](unsigned n) { return static_cast<std::uint16_t>(random() % n); };
+  const auto agree = [](const VlanSet& vlans, const std::set<std::uint16_t>& members) {
+    std::vector<std::uint16_t> walked;
+    vlans.walk([&](std::uint16_t vlan) { walked.push_back(vlan); });
+    EXPECT_EQ(walked, std::vector<std::uint16_t>(members.begin(), members.end()));
+    EXPECT_EQ(vlans.size(), members.size());
+    EXPECT_EQ(vlans.empty(), members.empty());
+    VlanSet again;
+    for (const std::uint16_t vlan : members) again.put(vlan, true);
+    EXPECT_EQ(vlans, again);
+  };
+  for (int round = 0; round < 200; ++round) {
+    std::array<VlanSet, 2> vlans;
+    std::array<std::set<std::uint16_t>, 2> members;
+    // Close together, so that words become empty again.
+    const std::uint16_t base = below(4096);
+    for (int i = 0; i < 60; ++i) {
+      const auto vlan = static_cast<std::uint16_t>(base + below(130));
+      const unsigned which = below(2);
+      const bool member = below(2) == 0;
+      vlans.at(which).put(vlan, member);
+      if (!VlanSet::valid(vlan)) continue;
+      member ? void(members.at(which).insert(vlan)) : void(members.at(which).erase(vlan));
+      EXPECT_EQ(vlans.at(which).has(vlan), member);
+    }
+    const auto& [a, b] = members;
+    std::set<std::uint16_t> both;
+    std::set<std::uint16_t> common;
+    std::set<std::uint16_t> rest;
+    std::ranges::set_union(a, b, std::inserter(both, both.end()));
+    std::ranges::set_intersection(a, b, std::inserter(common, common.end()));
+    std::ranges::set_difference(a, b, std::inserter(rest, rest.end()));
+    agree(vlans[0], a);
+    agree(vlans[0] | vlans[1], both);
+    agree(vlans[0] & vlans[1], common);
+    agree(vlans[0] - vlans[1], rest);
+    agree(vlans[0] - vlans[0], {});
+    vlans[0].clear();
+    agree(vlans[0], {});
+  }
+  EXPECT_EQ(VlanSet::all().size(), 4094u);
+  EXPECT_TRUE((VlanSet::all() - VlanSet::all()).empty());
 }
 
 class IntfMapWalk : public testing::Test {
