@@ -23,6 +23,10 @@ class AlarmQueue {
   bool empty() const { return alarms_.empty(); }
   // When the first alarm is due; none when no alarm is armed.
   std::optional<Seconds> nextDue() const;
+  // How often an alarm was armed: those armed later have a higher sequence.
+  std::uint64_t armings() const { return armings_; }
+  // Null when no alarm is armed.
+  const Alarm* first() const { return alarms_.empty() ? nullptr : *alarms_.begin(); }
   // Disarms the first alarm and calls its owner, who may destroy it. The queue must not be empty.
   void serveFirst();
 

@@ -15,11 +15,12 @@ void MonotonicClock::alarmDel(Alarm& alarm) { alarms_.alarmDel(alarm); }
 std::size_t MonotonicClock::poll() {
   const Ptr<MonotonicClock> keep(this);
   const Seconds limit = now();
+  const std::uint64_t last = alarms_.armings();
+  const auto waits = [&](const Alarm* alarm) {
+    return alarm && alarm->due() <= limit && alarm->sequence() <= last;
+  };
   std::size_t served = 0;
-  for (auto due = alarms_.nextDue(); due && *due <= limit; due = alarms_.nextDue()) {
-    alarms_.serveFirst();
-    ++served;
-  }
+  for (; waits(alarms_.first()); ++served) alarms_.serveFirst();
   return served;
 }
 

@@ -14,7 +14,8 @@ class MonotonicClock : public Clock {
   void alarmIs(Alarm& alarm, Seconds due) override;
   void alarmDel(Alarm& alarm) override;
 
-  // Serves the alarms that were due when the call began, and gives their number.
+  // Serves the alarms that were armed and due when the call began, and gives their number. One that
+  // is armed again meanwhile ends the call: it and what is due behind it are the next one's.
   std::size_t poll();
   std::optional<Seconds> nextDue() const { return alarms_.nextDue(); }
 

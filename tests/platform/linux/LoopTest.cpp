@@ -100,6 +100,19 @@ TEST_F(LoopTest, TimeStandsStillWhileAnEventIsServed) {
   EXPECT_LT(served, tick());
 }
 
+TEST_F(LoopTest, AlarmsThatAreAlwaysDueLetOthersHaveTheirTurn) {
+  Alarm alarm(*loop->clock());
+  Call again{[&] { alarm.dueIs(loop->clock()->now()); }};
+  alarm.bind<&Call::handle>(&again);
+  alarm.dueIs(0);
+  Linux::SignalEvent signal(*loop, SIGUSR1);
+  Call stop{[&] { loop->stop(); }};
+  signal.bind<&Call::handle>(&stop);
+  ::kill(::getpid(), SIGUSR1);
+  loop->run();
+  EXPECT_TRUE(alarm.armed());
+}
+
 TEST_F(LoopTest, EventsDestroyThemselvesAndOneAnother) {
   auto self = std::make_unique<Linux::EndOfTurn>(*loop);
   auto other = std::make_unique<Linux::EndOfTurn>(*loop);
