@@ -59,7 +59,7 @@ void Loop::turn(Seconds atMost) {
 
 void Loop::stop() { uv_stop(uv_.get()); }
 
-void Loop::timePasses() { loopClock_->standsStill(true); }
+void Loop::timePasses() { loopClock_->timePasses(); }
 
 void Loop::failed(std::exception_ptr error) {
   if (!error_) error_ = std::move(error);

@@ -15,7 +15,7 @@ Seconds LoopClock::now() const {
 
 void LoopClock::standsStill(bool still) {
   still_ = still;
-  stoodAt_.reset();
+  timePasses();
 }
 
 void LoopClock::alarmIs(Alarm& alarm, Seconds due) {

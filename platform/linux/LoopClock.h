@@ -19,6 +19,7 @@ class LoopClock final : public Host::MonotonicClock {
   // time.
   Seconds now() const override;
   void standsStill(bool still);
+  void timePasses() { stoodAt_.reset(); }
 
   void alarmIs(Alarm& alarm, Seconds due) override;
   void alarmDel(Alarm& alarm) override;
