@@ -10,8 +10,8 @@ namespace Platform {
 inline constexpr std::uint16_t kMinVlan = 1;
 inline constexpr std::uint16_t kMaxVlan = 4094;
 
-// A set of VLAN identifiers. What is outside 1..4094 is never a member. What it costs is counted in
-// words with members: most sets have few.
+// A set of VLAN identifiers. What is outside 1..4094 is never a member. Walking and combining sets
+// costs what they have: most have few.
 class VlanSet {
  public:
   static constexpr bool valid(std::uint64_t vlan) { return vlan >= kMinVlan && vlan <= kMaxVlan; }
